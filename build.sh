@@ -1,0 +1,97 @@
+#!/usr/bin/env bash
+# Builds and checks ZoBase200.
+#   ./build.sh tour      build the library and run the example tour
+#   ./build.sh test      build everything and run every test through CTest
+#   ./build.sh sanitize  build the tests with AddressSanitizer + UndefinedBehaviorSanitizer and run them
+#   ./build.sh tsan      build the tests with ThreadSanitizer and run the threaded ones
+#   ./build.sh bench     build and run the benchmarks (pass Google Benchmark flags after it)
+#   ./build.sh fuzz T S  build the libFuzzer targets with clang and run target T for S seconds
+# Missing build dependencies are installed with apt-get when run as root.
+set -euo pipefail
+cd "$(dirname "$0")"
+ROOT=$(pwd)
+JOBS=${JOBS:-$(nproc 2>/dev/null || echo 2)}
+
+PACKAGES=(cmake make g++ clang pkg-config zlib1g-dev libgtest-dev libgmock-dev libbenchmark-dev
+          libpugixml-dev libtinyxml2-dev)
+
+install_dependencies() {
+    local missing=()
+    for package in "${PACKAGES[@]}"; do
+        dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" ||
+            missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    if [ "$(id -u)" -ne 0 ] || ! command -v apt-get >/dev/null; then
+        echo "build.sh: missing packages: ${missing[*]} (install them, or run as root)" >&2
+        return 0
+    fi
+    echo "build.sh: installing ${missing[*]}"
+    export DEBIAN_FRONTEND=noninteractive
+    apt-get update -qq
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+configure() {  # configure <build dir> [cmake options...]
+    local dir=$1
+    shift
+    cmake -S "$ROOT" -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
+}
+
+run_tests() {  # run_tests <build dir> [ctest options...]
+    local dir=$1
+    shift
+    (cd "$dir" && ctest --output-on-failure --timeout 600 -j "$JOBS" "$@")
+}
+
+command=${1:-test}
+[ $# -gt 0 ] && shift
+install_dependencies
+
+case "$command" in
+tour)
+    configure build
+    cmake --build build -j "$JOBS" --target tour
+    ./build/examples/tour
+    ;;
+test)
+    configure build
+    cmake --build build -j "$JOBS"
+    run_tests build
+    ;;
+sanitize)
+    configure build-san -DZOBASE_SANITIZE=address,undefined -DZOBASE_BUILD_BENCH=OFF \
+        -DZOBASE_BUILD_EXAMPLES=OFF
+    cmake --build build-san -j "$JOBS"
+    ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:allocator_may_return_null=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+        run_tests build-san
+    ;;
+tsan)
+    configure build-tsan -DZOBASE_SANITIZE=thread -DZOBASE_BUILD_BENCH=OFF -DZOBASE_BUILD_EXAMPLES=OFF
+    cmake --build build-tsan -j "$JOBS"
+    TSAN_OPTIONS=halt_on_error=1 run_tests build-tsan -L threads
+    ;;
+bench)
+    configure build
+    cmake --build build -j "$JOBS"
+    for program in build/bench/bench_*; do
+        [ -x "$program" ] || continue
+        echo "== $program"
+        "$program" "$@"
+    done
+    ;;
+fuzz)
+    target=${1:?usage: ./build.sh fuzz <target> [seconds]}
+    seconds=${2:-60}
+    CC=clang CXX=clang++ configure build-fuzz -DZOBASE_FUZZ=ON -DZOBASE_SANITIZE=address,undefined \
+        -DZOBASE_BUILD_TESTS=OFF -DZOBASE_BUILD_BENCH=OFF -DZOBASE_BUILD_EXAMPLES=OFF
+    cmake --build build-fuzz -j "$JOBS" --target "fuzz_$target"
+    mkdir -p "build-fuzz/corpus/$target"
+    "./build-fuzz/fuzz/fuzz_$target" -max_total_time="$seconds" -print_final_stats=1 \
+        "build-fuzz/corpus/$target" "fuzz/corpus/$target"
+    ;;
+*)
+    sed -n '2,9p' "$0"
+    exit 2
+    ;;
+esac

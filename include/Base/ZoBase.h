@@ -1,0 +1,8 @@
+// The whole public interface of the library in one include.
+#pragma once
+
+#include "Base/KrDefs.h"
+#include "Base/KrCore.h"
+#include "Base/KrArray.h"
+#include "Base/KrTextCodec.h"
+#include "Base/KrString.h"

@@ -1,0 +1,224 @@
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <vector>
+
+#include "Base/ZoBase.h"
+
+using namespace KRN;
+
+namespace
+{
+template <class T>
+std::vector<T> items(const KrArray<T>& a)
+{
+    return std::vector<T>(a.begin(), a.end());
+}
+
+std::vector<int> ring(KrContainer<int>& r)
+{
+    std::vector<int> out;
+    for (int i = 0; i < r.GetSize(); ++i) out.push_back(r[i]);
+    return out;
+}
+}  // namespace
+
+TEST(KrArrayTest, AddAndAppendReturnTheFirstNewIndex)
+{
+    KrArray<int> a;
+    EXPECT_EQ(a.Add(10), 0);
+    EXPECT_EQ(a.Add(11), 1);
+    EXPECT_EQ(a.Add(12), 2);
+    KrArray<int> empty;
+    EXPECT_EQ(a.Append(empty), 3);
+    EXPECT_EQ(a.GetSize(), 3);
+    EXPECT_EQ(a.Append(a), 3);
+    EXPECT_EQ(items(a), (std::vector<int>{10, 11, 12, 10, 11, 12}));
+
+    KrArray<unsigned short> units;
+    const unsigned short raw[] = {1, 2, 3};
+    EXPECT_EQ(units.Append(raw, 3), 0);
+    EXPECT_EQ(units.Append(raw, 0), 3);
+    EXPECT_EQ(units.Append(nullptr, 5), 3);
+    EXPECT_EQ(units.GetSize(), 3);
+}
+
+TEST(KrArrayTest, InsertAtClampsTheIndex)
+{
+    struct Case
+    {
+        int index, count;
+        std::vector<int> expected;
+    };
+    const Case cases[] = {
+        {-5, 2, {9, 9, 1, 2}},
+        {10, 1, {1, 2, 9}},
+        {1, 0, {1, 2}},
+        {1, -3, {1, 2}},
+        {1, 1, {1, 9, 2}},
+        {2, 2, {1, 2, 9, 9}},
+    };
+    for (const Case& c : cases)
+    {
+        KrArray<int> a;
+        a.Add(1);
+        a.Add(2);
+        a.InsertAt(c.index, 9, c.count);
+        EXPECT_EQ(items(a), c.expected) << "InsertAt(" << c.index << ", 9, " << c.count << ")";
+    }
+}
+
+TEST(KrArrayTest, OutOfRangeIndexRaisesTheSubscriptException)
+{
+    KrArray<int> a;
+    a.Add(1);
+    a.Add(2);
+    const KrArray<int>& constant = a;
+    for (int index : {-1, 2, 1000, -2147483647 - 1})
+    {
+        EXPECT_THROW(a.GetAt(index), std::out_of_range);
+        EXPECT_THROW(a.SetAt(index, 0), std::out_of_range);
+        EXPECT_THROW(a.ElementAt(index), std::out_of_range);
+        EXPECT_THROW(a[index], std::out_of_range);
+        EXPECT_THROW(constant[index], std::out_of_range);
+    }
+    try
+    {
+        a.GetAt(2);
+        FAIL();
+    }
+    catch (const std::out_of_range& e)
+    {
+        EXPECT_STREQ(e.what(), "invalid vector<T> subscript");
+    }
+    a[1] = 7;
+    a.SetAt(0, 6);
+    EXPECT_EQ(items(a), (std::vector<int>{6, 7}));
+}
+
+TEST(KrArrayTest, SizeCapacityAndData)
+{
+    KrArray<int> a;
+    EXPECT_EQ(a.GetData(), nullptr);
+    a.SetSize(4);
+    EXPECT_EQ(items(a), (std::vector<int>{0, 0, 0, 0}));
+    a.SetSize(2);
+    EXPECT_EQ(a.GetSize(), 2);
+    a.SetSize(-1);
+    EXPECT_EQ(a.GetSize(), 0);
+
+    for (int i = 0; i < 100; ++i) a.Add(i);
+    a.SetSize(10);
+    a.FreeExtra();
+    EXPECT_EQ(items(a), (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
+    a.RemoveAll();
+    EXPECT_EQ(a.GetSize(), 0);
+    EXPECT_EQ(a.GetData(), nullptr);
+
+    KrArray<KrString> strings;
+    strings.Add("x");
+    KrArray<KrString> copy;
+    copy.Add("old");
+    copy.Copy(strings);
+    strings.SetAt(0, "changed");
+    EXPECT_EQ(copy.GetAt(0), "x");  // copies are deep
+    copy.Copy(KrArray<KrString>());
+    EXPECT_EQ(copy.GetSize(), 0);
+}
+
+TEST(KrArrayTest, ListWalksForwardAndBackward)
+{
+    KrList<int> list;
+    auto tail = list.GetTailPosition();
+    EXPECT_TRUE(list.IsEOF(tail));
+    EXPECT_TRUE(list.IsBOF(tail));
+    EXPECT_TRUE(list.IsEOF(list.GetHeadPosition()));
+
+    list.AddTail(2);
+    list.AddTail(3);
+    list.AddHead(1);
+    std::vector<int> forward, backward;
+    for (auto pos = list.GetHeadPosition(); !list.IsEOF(pos);) forward.push_back(list.GetNext(pos));
+    auto pos = list.GetTailPosition();
+    while (!list.IsBOF(pos)) backward.push_back(list.GetPrev(pos));
+    EXPECT_EQ(forward, (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(backward, (std::vector<int>{3, 2, 1}));
+    EXPECT_EQ(list.GetAt(pos), 1);  // BOF still designates the first element
+    EXPECT_FALSE(list.IsEOF(pos));
+
+    EXPECT_EQ(list.GetAt(list.FindIndex(0)), 1);
+    EXPECT_EQ(list.GetAt(list.FindIndex(-3)), 1);
+    EXPECT_EQ(list.GetAt(list.FindIndex(2)), 3);
+    EXPECT_TRUE(list.IsEOF(list.FindIndex(list.GetCount())));
+    EXPECT_TRUE(list.IsEOF(list.FindIndex(1000)));
+
+    list.InsertBefore(list.FindIndex(1), 9);
+    list.InsertBefore(list.FindIndex(99), 10);  // before EOF appends
+    list.RemoveAt(list.FindIndex(0));
+    forward.clear();
+    for (auto p = list.GetHeadPosition(); !list.IsEOF(p);) forward.push_back(list.GetNext(p));
+    EXPECT_EQ(forward, (std::vector<int>{9, 2, 3, 10}));
+    for (auto p = list.GetHeadPosition(); !list.IsEOF(p); list.GetNext(p)) EXPECT_FALSE(list.IsBOF(p));
+    list.RemoveAll();
+    EXPECT_EQ(list.GetCount(), 0);
+}
+
+TEST(KrArrayTest, DictionaryLookupInsertAndRemove)
+{
+    KrDict<int, int> dict;
+    int value = -7;
+    EXPECT_FALSE(dict.Lookup(3, value));
+    EXPECT_EQ(value, -7);
+    dict.SetAt(3, 30);
+    dict.SetAt(3, 31);
+    EXPECT_TRUE(dict.Lookup(3, value));
+    EXPECT_EQ(value, 31);
+    EXPECT_EQ(dict[5], 0);  // inserted
+    EXPECT_EQ(dict.GetCount(), 2);
+    EXPECT_TRUE(dict.RemoveKey(5));
+    EXPECT_FALSE(dict.RemoveKey(5));
+    dict.RemoveAll();
+    EXPECT_EQ(dict.GetCount(), 0);
+}
+
+TEST(KrArrayTest, RingKeepsTheMostRecentItems)
+{
+    KrContainer<int> r;
+    r.SetCapacity(3);
+    r.Add(1);
+    r.Add(2);
+    EXPECT_EQ(r.GetSize(), 2);
+    EXPECT_EQ(ring(r), (std::vector<int>{2, 1}));
+    r.Add(3);
+    r.Add(4);
+    EXPECT_EQ(r.GetSize(), 3);
+    EXPECT_EQ(ring(r), (std::vector<int>{4, 3, 2}));
+
+    r.Clear();
+    EXPECT_EQ(r.GetCapacity(), 3);
+    EXPECT_EQ(r.GetSize(), 0);
+    r.Add(5);  // writes slot 0 again
+    EXPECT_EQ(r[0], 5);
+    EXPECT_EQ(r[2], 2);  // beyond the size: an old slot, still inside the ring
+}
+
+TEST(KrArrayTest, RingSurvivesZeroCapacityShrinkingAndWildIndices)
+{
+    KrContainer<int> r;
+    EXPECT_EQ(r[0], 0);  // capacity 0 first grows to 1
+    EXPECT_EQ(r.GetCapacity(), 1);
+
+    KrContainer<int> s;
+    s.Add(1);  // an empty ring grows to hold the item
+    EXPECT_EQ(s.GetSize(), 1);
+    EXPECT_EQ(s[0], 1);
+
+    KrContainer<int> t;
+    t.SetCapacity(5);
+    for (int i = 1; i <= 4; ++i) t.Add(i);
+    t.SetCapacity(2);  // write index 4 is now past the ring
+    EXPECT_EQ(t.GetSize(), 2);
+    t.Add(9);
+    EXPECT_EQ(t[0], 9);
+    for (int index : {-100, 7, 1000000, -2147483647}) (void)t[index];
+}

@@ -1,0 +1,161 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <string>
+
+#include "Base/ZoBase.h"
+
+using namespace KRN;
+
+TEST(KrCoreTest, MemoryHelpersHandOutAndTakeBackBlocks)
+{
+    void* p = reinterpret_cast<void*>(0x1);
+    EXPECT_EQ(krmalloc(&p, 0), 1);
+    EXPECT_EQ(p, nullptr);
+
+    EXPECT_EQ(krmemdup(&p, nullptr, 16), 1);
+    EXPECT_EQ(p, nullptr);
+
+    ASSERT_EQ(krcalloc(&p, 64), 1);
+    for (int i = 0; i < 64; ++i) EXPECT_EQ(static_cast<unsigned char*>(p)[i], 0);
+    std::memcpy(p, "kept", 5);
+    ASSERT_EQ(krresize(&p, 4096), 1);
+    EXPECT_STREQ(static_cast<char*>(p), "kept");
+
+    EXPECT_EQ(krresize(&p, 0), 1);
+    EXPECT_EQ(p, nullptr);
+    krfree(&p);  // a null block is left alone
+    EXPECT_EQ(p, nullptr);
+
+    ASSERT_EQ(krmemdup(&p, "abc", 4), 1);
+    EXPECT_STREQ(static_cast<char*>(p), "abc");
+    krfree(&p);
+    EXPECT_EQ(p, nullptr);
+}
+
+TEST(KrCoreTest, FailedAllocationReportsZeroAndKeepsTheOldBlock)
+{
+    void* p = nullptr;
+    ASSERT_EQ(krmalloc(&p, 16), 1);
+    std::memcpy(p, "intact", 7);
+    void* before = p;
+    // No allocator can satisfy this; the sanitizers are told to return null rather than abort.
+    EXPECT_EQ(krresize(&p, std::numeric_limits<unsigned long>::max() - 4096), 0);
+    EXPECT_EQ(p, before);
+    EXPECT_STREQ(static_cast<char*>(p), "intact");
+    krfree(&p);
+
+    EXPECT_EQ(krmalloc(&p, std::numeric_limits<unsigned long>::max() - 4096), 0);
+    EXPECT_EQ(p, nullptr);
+}
+
+TEST(KrCoreTest, RelativeEqualityFollowsItsBounds)
+{
+    struct Case
+    {
+        double a, b;
+        bool equal;
+    };
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const Case cases[] = {
+        {0.0, 1e-10, false},        // strict absolute bound next to zero
+        {0.0, 9.9e-11, true},
+        {-9.9e-11, 0.0, true},
+        {1.0, 1.0 + 0.5e-10, true},
+        {1e10, 1e10 - 1.0, true},   // exactly e * M apart: the relative bound is inclusive
+        {1e10, 1e10 - 1.001, false},
+        {1.0, 1.0 + 3e-10, false},
+        {1e-300, 2e-300, false},    // tiny but neither is zero: relative test
+        {1e20, 1e20 * (1 + 5e-11), true},
+        {-5.0, -5.0, true},
+        {nan, nan, false},
+        {0.0, nan, false},
+        {1.0, nan, false},
+    };
+    for (const Case& c : cases) EXPECT_EQ(krequal(c.a, c.b), c.equal) << c.a << " vs " << c.b;
+}
+
+// 1.0 + 1e-10 is stored as 1 + 1.0000000827e-10, which is more than 1e-10 * (1 + 1e-10) away
+// from 1.0: the relative rule, applied to the doubles, says not equal (the decimal reading
+// "exactly at the inclusive bound" would say equal).
+TEST(KrCoreTest, RelativeEqualityOneAndOnePlusTenToMinusTenDifferByRounding)
+{
+    EXPECT_FALSE(krequal(1.0, 1.0 + 1e-10));
+    EXPECT_TRUE(krequal(1.0, 1.0 + 0.99e-10));
+}
+
+TEST(KrCoreTest, AbsoluteEqualityIsStrictAndRejectsZeroTolerance)
+{
+    EXPECT_FALSE(krequal(5.0, 5.0, 0.0));
+    EXPECT_FALSE(krequal(5.0, 5.0, -1.0));
+    EXPECT_FALSE(krequal(1.0, 1.5, 0.5));
+    EXPECT_TRUE(krequal(1.0, 1.49, 0.5));
+    EXPECT_TRUE(krequal(1.49, 1.0, 0.5));
+    EXPECT_FALSE(krequal(std::nan(""), 1.0, 10.0));
+}
+
+TEST(KrCoreTest, ByteOrderAndInfinity)
+{
+    const std::uint32_t probe = 0x01020304;
+    unsigned char first;
+    std::memcpy(&first, &probe, 1);
+    EXPECT_EQ(krisbigendian(), first == 0x01);
+    const double inf = krinfinitebig();
+    std::uint64_t bits;
+    std::memcpy(&bits, &inf, sizeof bits);
+    EXPECT_EQ(bits, 0x7FF0000000000000ull);
+}
+
+TEST(KrCoreTest, ColourWordLayout)
+{
+    EXPECT_EQ(KrRGB(1, 2, 3), 0x00030201u);
+    EXPECT_EQ(KrRGBA(1, 2, 3, 4), 0x04030201u);
+    const unsigned int c = 0xA1B2C3D4u;
+    EXPECT_EQ(KrREDVAL(c), 0xD4);
+    EXPECT_EQ(KrGREENVAL(c), 0xC3);
+    EXPECT_EQ(KrBLUEVAL(c), 0xB2);
+    EXPECT_EQ(KrALPHAVAL(c), 0xA1);
+    EXPECT_TRUE(KrISSAMERGB(0x01030201u, 0xFF030201u));
+    EXPECT_FALSE(KrISSAMERGB(0x01030201u, 0x01030202u));
+    EXPECT_EQ(KrWinColortoCurrentColor(0xFF123456u), 0x00123456u);
+    EXPECT_EQ(KrCurrentColortoWinColor(0xFF123456u), 0x00123456u);
+}
+
+TEST(KrCoreTest, AssertionReportsAndReturns)
+{
+    testing::internal::CaptureStderr();
+    krassert("x > 0", "a.cpp", 12);
+    const int value = 0;
+    KRASSERT(value == 1);
+    KRASSERT(value == 0);
+    const std::string err = testing::internal::GetCapturedStderr();
+    const std::string expected = "a.cpp:12: KRASSERT(x > 0) failed.\n" + std::string(__FILE__) + ":" +
+                                 std::to_string(__LINE__ - 4) + ": KRASSERT(value == 1) failed.\n";
+    EXPECT_EQ(err, expected);
+}
+
+namespace
+{
+std::string g_traced;
+void captureTrace(const char* text) { g_traced += text; }
+}  // namespace
+
+TEST(KrCoreTest, TraceFormatsAnyLengthIntoTheSink)
+{
+    krsettracesink(captureTrace);
+    g_traced.clear();
+    krtrace("%s=%d", "answer", 42);
+    EXPECT_EQ(g_traced, "answer=42");
+
+    g_traced.clear();
+    const std::string big(100000, 'z');
+    krtrace("[%s]", big.c_str());
+    EXPECT_EQ(g_traced, "[" + big + "]");
+    krsettracesink(nullptr);
+}
+
+TEST(KrCoreTest, DpiDefaultsWithoutConfiguration) { EXPECT_EQ(krdpi(), 72); }
