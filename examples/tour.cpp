@@ -84,8 +84,10 @@ void tourContainers()
     KrDict<int, int> squares;
     for (int i = 0; i < 5; ++i) squares.SetAt(i, i * i);
     int value = -1;
-    std::printf("dictionary: Lookup(3) %s %d, Lookup(7) %s\n", squares.Lookup(3, value) ? "found" : "missing",
-                value, squares.Lookup(7, value) ? "found" : "missing");
+    const bool found3 = squares.Lookup(3, value);
+    const bool found7 = squares.Lookup(7, value);
+    std::printf("dictionary: Lookup(3) %s %d, Lookup(7) %s\n", found3 ? "found" : "missing", value,
+                found7 ? "found" : "missing");
 }
 
 }  // namespace

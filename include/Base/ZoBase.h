@@ -6,3 +6,4 @@
 #include "Base/KrArray.h"
 #include "Base/KrTextCodec.h"
 #include "Base/KrString.h"
+#include "Base/KrStringUTF8.h"
