@@ -1,11 +1,12 @@
 // Shared main for the benchmark programs. Benchmarks come in pairs named
 // "<case>/ZoBase[/args]" and "<case>/<peer>[/args]"; after the usual console report, every
 // pair is summarised as the speed of the library relative to the peer on the same input
-// (peer time / library time: 1.00 means as fast, above 1 faster).
+// (peer CPU time / library CPU time: 1.00 means as fast, above 1 faster).
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -40,8 +41,9 @@ public:
             if (run.error_occurred || run.run_type != Run::RT_Iteration || run.iterations == 0) continue;
             const Key key = splitName(run.benchmark_name());
             if (key.impl.empty()) continue;
-            m_seconds[key.label][key.impl] = run.real_accumulated_time / static_cast<double>(run.iterations);
-            if (m_order.empty() || m_order.back() != key.label) m_order.push_back(key.label);
+            // CPU time: the ratio should not depend on what else the machine is doing.
+            m_seconds[key.label][key.impl] = run.cpu_accumulated_time / static_cast<double>(run.iterations);
+            if (m_seen.insert(key.label).second) m_order.push_back(key.label);
         }
     }
 
@@ -66,6 +68,7 @@ public:
 private:
     std::map<std::string, std::map<std::string, double>> m_seconds;
     std::vector<std::string> m_order;
+    std::set<std::string> m_seen;
 };
 
 }  // namespace

@@ -89,20 +89,14 @@ KrString digitsOf(unsigned long long value, int base, bool negative)
 
 // ---------------------------------------------------------------- construction
 
-KrString::KrString(const char* s)
-{
-    if (s != nullptr) assign(s);
-}
+KrString::KrString(const char* s) : std::string(s != nullptr ? s : "") {}
 
 KrString::KrString(const char* s, int n)
+    : std::string(s != nullptr && n > 0 ? s : "", s != nullptr && n > 0 ? static_cast<size_t>(n) : 0)
 {
-    if (s != nullptr && n > 0) assign(s, static_cast<size_t>(n));
 }
 
-KrString::KrString(char c, int n)
-{
-    if (n > 0) assign(static_cast<size_t>(n), c);
-}
+KrString::KrString(char c, int n) : std::string(n > 0 ? static_cast<size_t>(n) : 0, c) {}
 
 KrString::KrString(const KrString& other)
     : std::string(other.data(), zeroTerminatedLength(other)), m_nCharset(other.m_nCharset)
@@ -543,20 +537,29 @@ unsigned int KrString::HashVal() const
 
 int KrString::Split(KrArray<KrString>& out, const KrString& delimiter, bool exact) const
 {
-    out.RemoveAll();
+    out.SetSize(0);  // keeps the array's capacity for the pieces
     if (exact)
     {
         // An empty delimiter cannot cut anything: the whole text is one piece.
         size_t from = 0;
-        if (!delimiter.empty())
+        if (delimiter.size() == 1)
+        {
+            const char single = delimiter[0];
+            for (size_t at = find(single); at != npos; at = find(single, from))
+            {
+                out.AddNew(data() + from, static_cast<int>(at - from));
+                from = at + 1;
+            }
+        }
+        else if (!delimiter.empty())
         {
             for (size_t at = find(delimiter); at != npos; at = find(delimiter, from))
             {
-                out.Add(KrString(data() + from, static_cast<int>(at - from)));
+                out.AddNew(data() + from, static_cast<int>(at - from));
                 from = at + delimiter.size();
             }
         }
-        out.Add(KrString(data() + from, static_cast<int>(size() - from)));
+        out.AddNew(data() + from, static_cast<int>(size() - from));
         return out.GetSize();
     }
     size_t at = 0;
@@ -566,7 +569,7 @@ int KrString::Split(KrArray<KrString>& out, const KrString& delimiter, bool exac
         if (first == npos) break;
         at = find_first_of(delimiter, first);
         const size_t end = at == npos ? size() : at;
-        out.Add(KrString(data() + first, static_cast<int>(end - first)));
+        out.AddNew(data() + first, static_cast<int>(end - first));
         if (at == npos) break;
     }
     return out.GetSize();

@@ -47,6 +47,13 @@ public:
         m_vecData.push_back(std::move(value));
         return GetSize() - 1;
     }
+    // Constructs the new element in place from args; returns its index.
+    template <class... Args>
+    int AddNew(Args&&... args)
+    {
+        m_vecData.emplace_back(std::forward<Args>(args)...);
+        return GetSize() - 1;
+    }
     // Appends other's elements; returns the size before the call, even when other is empty.
     int Append(const KrArray& other)
     {
