@@ -1,0 +1,10 @@
+#include "Base/KrHash.h"
+
+namespace KRN
+{
+
+template class KrHash<KrString>;
+template class KrHash<void*>;
+template class KrArray<KrHash<KrString>>;
+
+}  // namespace KRN
