@@ -7,3 +7,7 @@
 #include "Base/KrTextCodec.h"
 #include "Base/KrString.h"
 #include "Base/KrStringUTF8.h"
+#include "Base/KrStream.h"
+#include "Base/KrMemoryStream.h"
+#include "Base/KrFileStream.h"
+#include "Base/KrFileStdio.h"
