@@ -120,6 +120,7 @@ void KrFileStream::SetSignLoadSave(int bSave)
 unsigned char KrFileStream::SetPosition(long long nOffset, KrWhence whence)
 {
     if (m_nStatus != KrStreamOK || m_hFile == -1) return 0;
+    noteHighWater();
     const bool bSaving = isSaving();
     if (bSaving)
     {

@@ -62,6 +62,7 @@ bool KrMemoryStream::growTo(long long nTarget)
 unsigned char KrMemoryStream::SetPosition(long long nOffset, KrWhence whence)
 {
     if (m_nStatus != KrStreamOK) return 0;
+    noteHighWater();
     long long target = nOffset;
     long long origin = 0;
     if (whence == KrFromCurrent)

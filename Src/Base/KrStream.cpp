@@ -86,6 +86,7 @@ unsigned char KrStream::Flush()
 unsigned char KrStream::SetPosition(long long nOffset, KrWhence whence)
 {
     if (m_nStatus != KrStreamOK) return 0;
+    noteHighWater();
     if (whence == KrFromCurrent)
         m_nPosition += static_cast<unsigned long long>(nOffset);
     else if (whence == KrFromEnd)
@@ -95,7 +96,11 @@ unsigned char KrStream::SetPosition(long long nOffset, KrWhence whence)
     return 1;
 }
 
-unsigned long long KrStream::GetLength() { return m_nLength; }
+unsigned long long KrStream::GetLength()
+{
+    noteHighWater();
+    return m_nLength;
+}
 
 void KrStream::SetSpace(unsigned int nSize)
 {
@@ -181,7 +186,6 @@ void KrStream::saveRun(const void* pData, size_t nBytes, unsigned int nElement)
         pSource += nRun;
         nBytes -= nRun;
     }
-    m_nLength = std::max(m_nLength, m_nPosition);
 }
 
 size_t KrStream::loadRun(void* pData, size_t nBytes, unsigned int nElement)
@@ -213,7 +217,6 @@ size_t KrStream::loadRun(void* pData, size_t nBytes, unsigned int nElement)
         nBytes -= nRun;
     }
     if (nBytes > 0 && m_nStatus == KrStreamOK) m_nStatus = KrStreamLoadError;
-    m_nLength = std::max(m_nLength, m_nPosition);
     return nMoved;
 }
 

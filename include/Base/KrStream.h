@@ -144,13 +144,20 @@ protected:
     virtual void SetSignLoadSave(int bSave);
 
     void freeOwnedBuffer();
+    // The length field lags behind: saves and loads only move the position, which never goes
+    // back between repositionings. Call this before moving the position back and before
+    // reading m_nLength.
+    void noteHighWater()
+    {
+        if (m_nLength < m_nPosition) m_nLength = m_nPosition;
+    }
 
     unsigned char* m_pBufBegin = nullptr;
     unsigned char* m_pBufEnd = nullptr;
     unsigned char* m_pWrite = nullptr;  // next saved byte; while loading, the end of the data
     unsigned char* m_pRead = nullptr;   // next loaded byte
     unsigned long long m_nPosition = 0;
-    unsigned long long m_nLength = 0;
+    unsigned long long m_nLength = 0;  // see noteHighWater
     KrStreamDirection m_nDirection = KrStreamNone;
     KrStreamStatus m_nStatus = KrStreamOK;
     unsigned char m_bOwnsBuffer = 0;
@@ -205,7 +212,6 @@ private:
             m_pWrite += sizeof(T);
             m_nPosition += sizeof(T);
         }
-        if (m_nLength < m_nPosition) m_nLength = m_nPosition;
         return *this;
     }
     template <class T>
@@ -220,7 +226,6 @@ private:
             m_pRead += sizeof(T);
             m_nPosition += sizeof(T);
         }
-        if (m_nLength < m_nPosition) m_nLength = m_nPosition;
         return *this;
     }
     template <class T>
