@@ -54,7 +54,9 @@ void loadArray(KrStream& in, std::string& trace, unsigned int count)
 {
     std::vector<T> values(count);
     in.Load(values.data(), count);
-    for (const T& value : values) record(trace, value);
+    // After a failed array load only the status counts: the elements are unspecified.
+    if (in.GetStatus() == KrStreamOK)
+        for (const T& value : values) record(trace, value);
 }
 
 // Each step loads an opcode byte, then the value it names.

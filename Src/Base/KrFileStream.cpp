@@ -92,6 +92,42 @@ unsigned int KrFileStream::ReadBuffer(unsigned int nNeeded)
     return static_cast<unsigned int>(m_pWrite - m_pRead);
 }
 
+size_t KrFileStream::SaveDirect(const unsigned char* pData, size_t nBytes)
+{
+    const size_t nSpace = GetSpace();
+    size_t nMoved = 0;
+    while (nBytes - nMoved >= nSpace)
+    {
+        const long long nWritten = Platform::WriteFile(m_hFile, pData + nMoved, nSpace);
+        if (nWritten < 0)
+        {
+            m_nStatus = KrStreamSaveError;
+            break;
+        }
+        nMoved += static_cast<size_t>(nWritten);
+        if (static_cast<size_t>(nWritten) < nSpace) break;  // the cache takes the rest
+    }
+    return nMoved;
+}
+
+size_t KrFileStream::LoadDirect(unsigned char* pData, size_t nBytes)
+{
+    const size_t nSpace = GetSpace();
+    size_t nMoved = 0;
+    while (nBytes - nMoved >= nSpace)
+    {
+        const long long nRead = Platform::ReadFile(m_hFile, pData + nMoved, nSpace);
+        if (nRead < 0)
+        {
+            m_nStatus = KrStreamLoadError;
+            break;
+        }
+        nMoved += static_cast<size_t>(nRead);
+        if (static_cast<size_t>(nRead) < nSpace) break;  // the end of the file: the cache path decides
+    }
+    return nMoved;
+}
+
 void KrFileStream::dropUnread()
 {
     const long long nUnread = m_pWrite - m_pRead;

@@ -136,6 +136,16 @@ unsigned int KrStream::ReadBuffer(unsigned int)
 
 void KrStream::SetSignLoadSave(int) {}
 
+size_t KrStream::SaveDirect(const unsigned char*, size_t) { return 0; }
+
+size_t KrStream::LoadDirect(unsigned char*, size_t) { return 0; }
+
+bool KrStream::canPassThrough(size_t nBytes, unsigned int nElement) const
+{
+    const size_t nSpace = GetSpace();
+    return nSpace >= nElement && nBytes >= nSpace && (nElement == 1 || !g_bSwapBytes);
+}
+
 bool KrStream::makeRoom(unsigned int nBytes)
 {
     const unsigned int nFree = static_cast<unsigned int>(m_pBufEnd - m_pWrite);
@@ -167,6 +177,16 @@ void KrStream::saveRun(const void* pData, size_t nBytes, unsigned int nElement)
     const unsigned char* pSource = static_cast<const unsigned char*>(pData);
     while (m_nStatus == KrStreamOK && nBytes > 0)
     {
+        if (m_pWrite == m_pRead && canPassThrough(nBytes, nElement))
+        {
+            const size_t nDirect = SaveDirect(pSource, nBytes);
+            m_nPosition += nDirect;
+            pSource += nDirect;
+            nBytes -= nDirect;
+            // After a short write inside an element, the rest are plain bytes (no swap here).
+            if (nDirect % nElement != 0) nElement = 1;
+            if (nDirect > 0) continue;
+        }
         size_t nFree = static_cast<size_t>(m_pBufEnd - m_pWrite);
         if (nBytes > nFree)
         {
@@ -174,7 +194,7 @@ void KrStream::saveRun(const void* pData, size_t nBytes, unsigned int nElement)
             nFree = std::min<size_t>(nGot, static_cast<size_t>(m_pBufEnd - m_pWrite));
             if (nFree < nElement || m_nStatus != KrStreamOK)
             {
-                m_nStatus = KrStreamSaveError;
+                if (m_nStatus == KrStreamOK) m_nStatus = KrStreamSaveError;
                 break;
             }
         }
@@ -195,6 +215,24 @@ size_t KrStream::loadRun(void* pData, size_t nBytes, unsigned int nElement)
     size_t nMoved = 0;
     while (m_nStatus == KrStreamOK && nBytes > 0)
     {
+        if (m_pWrite == m_pRead && canPassThrough(nBytes, nElement))
+        {
+            const size_t nDirect = LoadDirect(pDest + nMoved, nBytes);
+            const size_t nWhole = nDirect / nElement * nElement;
+            // Bytes of an unfinished element wait in the buffer as unread data, so a load that
+            // ends early stops at the same element as through the buffer.
+            const size_t nTail = nDirect - nWhole;
+            if (nTail > 0)
+            {
+                std::memcpy(m_pBufBegin, pDest + nMoved + nWhole, nTail);
+                m_pRead = m_pBufBegin;
+                m_pWrite = m_pBufBegin + nTail;
+            }
+            m_nPosition += nWhole;
+            nMoved += nWhole;
+            nBytes -= nWhole;
+            if (nDirect > 0) continue;
+        }
         size_t nHave = static_cast<size_t>(m_pWrite - m_pRead);
         if (nBytes > nHave)
         {
@@ -202,7 +240,7 @@ size_t KrStream::loadRun(void* pData, size_t nBytes, unsigned int nElement)
             nHave = std::min<size_t>(nGot, static_cast<size_t>(m_pWrite - m_pRead));
             if (nHave < nElement)
             {
-                m_nStatus = KrStreamLoadError;
+                if (m_nStatus == KrStreamOK) m_nStatus = KrStreamLoadError;
                 break;
             }
         }

@@ -23,6 +23,7 @@ public:
     // is false with status 5 and the file stays open until Close or destruction.
     unsigned char Open(const char* pszFileName, KrStreamDirection dir, unsigned int nBufferSize = 65536);
     unsigned char IsOpen() const { return m_hFile != -1 ? 1 : 0; }
+    // Flush (inherited) writes the pending bytes of a save; while loading it writes nothing.
     // Flushes a save, closes the file and the stream; false when the stream was not open or
     // any failure is on record (a full disk shows here at the latest).
     unsigned char Close() override;
@@ -40,6 +41,9 @@ protected:
     // bytes: a load that finds exactly what it needs in the cache succeeds.
     unsigned int ReadBuffer(unsigned int nNeeded) override;
     void SetSignLoadSave(int bSave) override;
+    // Large runs skip the copy through the cache, still one cache-sized transfer per call.
+    size_t SaveDirect(const unsigned char* pData, size_t nBytes) override;
+    size_t LoadDirect(unsigned char* pData, size_t nBytes) override;
 
 private:
     bool isSaving() const;

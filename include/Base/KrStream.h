@@ -142,6 +142,12 @@ protected:
     virtual unsigned int ReadBuffer(unsigned int nNeeded);
     // In direction 3, called with 1 before each save and 0 before each load.
     virtual void SetSignLoadSave(int bSave);
+    // Offered a bulk run of at least a whole buffer while the buffer holds no pending or unread
+    // bytes: a stream may move whole buffers of it straight between pData and its target, in
+    // the same transfers the buffer would make, and return the bytes moved. Base form: 0, every
+    // byte goes through the buffer.
+    virtual size_t SaveDirect(const unsigned char* pData, size_t nBytes);
+    virtual size_t LoadDirect(unsigned char* pData, size_t nBytes);
 
     void freeOwnedBuffer();
     // The length field lags behind: saves and loads only move the position, which never goes
@@ -241,6 +247,7 @@ private:
         return *this;
     }
 
+    bool canPassThrough(size_t nBytes, unsigned int nElement) const;
     bool makeRoom(unsigned int nBytes);  // WriteBuffer for one value; status 2 when short
     bool refill(unsigned int nBytes);    // ReadBuffer for one value; status 1 when short
     // Bulk moves of whole elements of nElement bytes, reversed per element on a big-endian
