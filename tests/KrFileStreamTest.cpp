@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -242,4 +243,33 @@ TEST_F(KrFileStreamTest, ReadLineSplitsOnEveryLineEndAndDoublesAnUnendedLastByte
             }
             EXPECT_EQ(lines, c.lines) << c.bytes << " cache " << cache;
         }
+}
+
+TEST_F(KrFileStreamTest, ShortArrayLoadStopsAtTheSameElementAsFromMemory)
+{
+    std::string bytes;
+    for (int i = 0; i < 29; ++i) bytes += static_cast<char>(i);
+    write("short.bin", bytes);
+
+    KrMemoryStream memory;
+    memory.Open(KrStreamLoad, static_cast<unsigned int>(bytes.size()), reinterpret_cast<unsigned char*>(&bytes[0]));
+    double fromMemory[4] = {};
+    memory.Load(fromMemory, 4);
+    char next = 0;
+    EXPECT_EQ(memory.GetStatus(), KrStreamLoadError);
+
+    // Caches smaller and larger than the run, so both the direct and the cached path end it.
+    for (unsigned int cache : {8u, 16u, 24u, 64u})
+    {
+        KrFileStream file;
+        file.Open(path("short.bin").c_str(), KrStreamLoad, cache);
+        double fromFile[4] = {};
+        file.Load(fromFile, 4);
+        EXPECT_EQ(file.GetStatus(), KrStreamLoadError) << cache;
+        EXPECT_EQ(file.GetPosition(), memory.GetPosition()) << cache;
+        EXPECT_EQ(std::memcmp(fromFile, fromMemory, 3 * sizeof(double)), 0) << cache;
+        file.SetError(KrStreamOK);
+        file >> next;  // the unfinished element's bytes are still there to load
+        EXPECT_EQ(next, 24) << cache;
+    }
 }
