@@ -54,7 +54,7 @@ void loadArray(KrStream& in, std::string& trace, unsigned int count)
 {
     std::vector<T> values(count);
     in.Load(values.data(), count);
-    // After a failed array load only the status counts: the elements are unspecified.
+    // After a failed array load only the status counts: the elements hold no defined values.
     if (in.GetStatus() == KrStreamOK)
         for (const T& value : values) record(trace, value);
 }
