@@ -250,6 +250,10 @@ TEST(KrStreamTest, LoadSaveDirectionReadsAndWritesAtOneCursor)
     EXPECT_FALSE(both.SetPosition(40, KrFromBegin));
     EXPECT_EQ(both.GetStatus(), KrStreamOK);
     EXPECT_EQ(both.GetSpace(), 40u);
+    EXPECT_TRUE(both.SetPosition(36, KrFromBegin));
+    value = -1;
+    both >> value;  // grown bytes load as zero
+    EXPECT_EQ(value, 0);
     EXPECT_TRUE(both.SetPosition(40, KrFromBegin));
 
     // A load past the end fails, and the next save forgives it.

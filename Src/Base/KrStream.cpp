@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstring>
 #include <new>
 
 #include "Base/KrCore.h"
@@ -43,6 +44,7 @@ void KrStream::freeOwnedBuffer()
 unsigned char KrStream::Open(KrStreamDirection dir, unsigned int nSize, unsigned char* pBuffer)
 {
     if (m_nDirection != KrStreamNone) return 0;
+    freeOwnedBuffer();  // one handed in while closed
     if (pBuffer != nullptr)
     {
         m_pBufBegin = pBuffer;
@@ -104,7 +106,8 @@ unsigned long long KrStream::GetLength()
 
 void KrStream::SetSpace(unsigned int nSize)
 {
-    if (m_nStatus != KrStreamOK || !m_bOwnsBuffer || nSize == GetSpace()) return;
+    const unsigned int nOldSize = GetSpace();
+    if (m_nStatus != KrStreamOK || !m_bOwnsBuffer || nSize == nOldSize) return;
     const size_t readOffset = std::min<size_t>(m_pRead - m_pBufBegin, nSize);
     const size_t writeOffset = std::min<size_t>(m_pWrite - m_pBufBegin, nSize);
     void* block = m_pBufBegin;
@@ -117,6 +120,9 @@ void KrStream::SetSpace(unsigned int nSize)
     m_pBufEnd = m_pBufBegin + (block != nullptr ? nSize : 0);
     m_pRead = m_pBufBegin + (block != nullptr ? readOffset : 0);
     m_pWrite = m_pBufBegin + (block != nullptr ? writeOffset : 0);
+    // Added bytes can be loaded in the other directions: make them zero, as Open's are. A
+    // plain save fills them through the write cursor and skips this cost.
+    if (nSize > nOldSize && m_nDirection != KrStreamSave) std::memset(m_pBufBegin + nOldSize, 0, nSize - nOldSize);
 }
 
 unsigned char KrStream::SwapBytes() const { return g_bSwapBytes ? 1 : 0; }
