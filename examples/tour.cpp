@@ -1,5 +1,7 @@
 // A short tour of the library: each section shows one family at work and prints what it did.
 #include <cstdio>
+#include <filesystem>
+#include <string>
 
 #include "Base/ZoBase.h"
 
@@ -90,6 +92,54 @@ void tourContainers()
                 found7 ? "found" : "missing");
 }
 
+void printHex(const char* label, const unsigned char* bytes, unsigned long long count)
+{
+    std::printf("%s (%llu bytes):", label, count);
+    for (unsigned long long i = 0; i < count; ++i) std::printf(" %02X", bytes[i]);
+    std::printf("\n");
+}
+
+void tourStreams()
+{
+    section("serialisation streams");
+    // A small record: an id, a name, a scale and a short array of widths.
+    const unsigned int id = 0x01020304;
+    const KrString name("roads");
+    const double scale = 1.0;
+    const short widths[] = {1, -1};
+
+    KrMemoryStream memory;
+    memory.Open(KrStreamSave, 64);
+    memory << id << name << scale;
+    memory.Save(widths, 2);
+    printHex("memory stream", memory.GetData(), memory.GetLength());
+
+    const std::string pathText = (std::filesystem::temp_directory_path() / "zobase-tour-record.bin").string();
+    const char* path = pathText.c_str();
+    KrFileStream file;
+    file.Open(path, KrStreamSave, 16);
+    file << id << name << scale;
+    file.Save(widths, 2);
+    std::printf("file stream wrote %llu bytes to %s, close %s\n", file.GetLength(), path,
+                file.Close() ? "ok" : "failed");
+
+    KrFileStream in;
+    in.Open(path, KrStreamLoad, 16);
+    unsigned int loadedId = 0;
+    KrString loadedName;
+    double loadedScale = 0;
+    short loadedWidths[2] = {};
+    in >> loadedId >> loadedName >> loadedScale;
+    in.Load(loadedWidths, 2);
+    std::printf("loaded back: id 0x%08X, name %s, scale %.1f, widths %d %d, status %d\n", loadedId,
+                loadedName.Cstr(), loadedScale, loadedWidths[0], loadedWidths[1], in.GetStatus());
+    short beyond = 0;
+    in >> beyond;
+    std::printf("one more load past the end: status %d, IsEOF %d\n", in.GetStatus(), in.IsEOF());
+    in.Close();
+    std::remove(path);
+}
+
 }  // namespace
 
 int main()
@@ -98,6 +148,7 @@ int main()
     tourCore();
     tourString();
     tourContainers();
+    tourStreams();
     std::printf("\ntour complete\n");
     return 0;
 }

@@ -9,3 +9,7 @@
 #include "Base/KrStringUTF8.h"
 #include "Base/KrHash.h"
 #include "Base/KrBitArray.h"
+#include "Base/KrStream.h"
+#include "Base/KrMemoryStream.h"
+#include "Base/KrFileStream.h"
+#include "Base/KrFileStdio.h"

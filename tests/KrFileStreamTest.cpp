@@ -1,0 +1,275 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "Base/ZoBase.h"
+
+using namespace KRN;
+
+namespace
+{
+
+class KrFileStreamTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        std::random_device seed;
+        m_dir = std::filesystem::temp_directory_path() / ("KrFileStreamTest-" + std::to_string(seed()));
+        std::filesystem::create_directories(m_dir);
+    }
+    void TearDown() override { std::filesystem::remove_all(m_dir); }
+
+    std::string path(const char* name) const { return (m_dir / name).string(); }
+    void write(const char* name, const std::string& bytes) const
+    {
+        std::ofstream(path(name), std::ios::binary) << bytes;
+    }
+    std::string read(const char* name) const
+    {
+        std::ifstream in(path(name), std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+
+    std::filesystem::path m_dir;
+};
+
+// A record whose values straddle the cache boundaries of the small caches used below (a cache
+// must hold at least one whole value).
+template <class Stream>
+void saveRecord(Stream& out)
+{
+    const double samples[] = {0.5, -3.25, 1e-9};
+    out << 'R' << static_cast<short>(-2) << 0x01020304u << KrString("straddling text") << 1.0;
+    out.Save(samples, 3);
+    out << -(1LL << 40) << KrString();
+}
+
+}  // namespace
+
+TEST_F(KrFileStreamTest, FileHoldsTheSameBytesAsAMemoryStream)
+{
+    KrMemoryStream memory;
+    memory.Open(KrStreamSave, 64);
+    saveRecord(memory);
+    const std::string expected(reinterpret_cast<char*>(memory.GetData()), memory.GetLength());
+
+    for (unsigned int cache : {8u, 11u, 4096u})
+    {
+        KrFileStream file;
+        ASSERT_TRUE(file.Open(path("record.bin").c_str(), KrStreamSave, cache));
+        saveRecord(file);
+        EXPECT_EQ(file.GetPosition(), expected.size());
+        EXPECT_TRUE(file.Close()) << cache;
+        EXPECT_EQ(read("record.bin"), expected) << cache;
+    }
+}
+
+TEST_F(KrFileStreamTest, LoadingTheLastValueOfAFileLeavesStatusOK)
+{
+    {
+        KrFileStream file;  // the destructor flushes and closes
+        file.Open(path("record.bin").c_str(), KrStreamSave, 9);
+        saveRecord(file);
+    }
+    for (unsigned int cache : {8u, 13u, 4096u})
+    {
+        KrFileStream in;
+        ASSERT_TRUE(in.Open(path("record.bin").c_str(), KrStreamLoad, cache));
+        char tag = 0;
+        short s = 0;
+        unsigned int u = 0;
+        KrString text("x"), empty("y");
+        double one = 0, samples[3] = {};
+        long long big = 0;
+        in >> tag >> s >> u >> text >> one;
+        in.Load(samples, 3);
+        in >> big >> empty;
+        EXPECT_EQ(in.GetStatus(), KrStreamOK) << cache;
+        EXPECT_EQ(tag, 'R');
+        EXPECT_EQ(s, -2);
+        EXPECT_EQ(u, 0x01020304u);
+        EXPECT_EQ(text, "straddling text");
+        EXPECT_EQ(one, 1.0);
+        EXPECT_EQ(samples[1], -3.25);
+        EXPECT_EQ(big, -(1LL << 40));
+        EXPECT_EQ(empty, "");
+        EXPECT_EQ(in.GetLength(), in.GetPosition());
+        in >> tag;
+        EXPECT_EQ(in.GetStatus(), KrStreamLoadError);
+        EXPECT_FALSE(in.Close());
+    }
+}
+
+TEST_F(KrFileStreamTest, OpenAndWriteFailuresGiveStatusesNotExceptions)
+{
+    KrFileStream missing;
+    EXPECT_FALSE(missing.Open(path("absent.bin").c_str(), KrStreamLoad));
+    EXPECT_EQ(missing.GetStatus(), KrStreamOpenLoadFailed);
+    EXPECT_FALSE(missing.IsOpen());
+
+    for (KrStreamDirection dir : {KrStreamSave, KrStreamLoadSave})
+    {
+        KrFileStream nowhere;
+        EXPECT_FALSE(nowhere.Open(path("no/such/dir.bin").c_str(), dir));
+        EXPECT_EQ(nowhere.GetStatus(), KrStreamOpenSaveFailed);
+    }
+    KrFileStream unnamed;
+    EXPECT_FALSE(unnamed.Open(nullptr, KrStreamSave));
+    EXPECT_EQ(unnamed.GetStatus(), KrStreamOpenSaveFailed);
+
+    if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full";
+    KrFileStream full;
+    ASSERT_TRUE(full.Open("/dev/full", KrStreamSave, 16));
+    for (int i = 0; i < 10; ++i) full << i;
+    EXPECT_EQ(full.GetStatus(), KrStreamSaveError);
+    const unsigned long long stopped = full.GetPosition();
+    full << 1.0;
+    EXPECT_EQ(full.GetPosition(), stopped);
+    EXPECT_FALSE(full.Close());
+
+    KrFileStream small;  // the failure can also surface only when Close flushes
+    ASSERT_TRUE(small.Open("/dev/full", KrStreamSave, 64));
+    small << 1;
+    EXPECT_EQ(small.GetStatus(), KrStreamOK);
+    EXPECT_FALSE(small.Close());
+    EXPECT_EQ(small.GetStatus(), KrStreamSaveError);
+}
+
+TEST_F(KrFileStreamTest, SetPositionSeeksPastTheCache)
+{
+    KrFileStream out;
+    out.Open(path("digits.bin").c_str(), KrStreamSave, 4);
+    out.Save("0123456789", 10);
+    EXPECT_EQ(out.GetLength(), 10u);
+    EXPECT_EQ(out.GetPosition(), 10u);
+    EXPECT_TRUE(out.SetPosition(-8, KrFromCurrent));
+    out << 'x';
+    EXPECT_TRUE(out.SetPosition(-1, KrFromEnd));
+    out << 'y';
+    EXPECT_TRUE(out.Close());
+    EXPECT_EQ(read("digits.bin"), "01x345678y");
+
+    KrFileStream in;
+    in.Open(path("digits.bin").c_str(), KrStreamLoad, 4);
+    char c = 0;
+    in >> c >> c;
+    EXPECT_TRUE(in.SetPosition(1, KrFromCurrent));  // the cache already holds bytes past 2
+    EXPECT_EQ(in.GetPosition(), 3u);
+    in >> c;
+    EXPECT_EQ(c, '3');
+    EXPECT_FALSE(in.SetPosition(-100, KrFromCurrent));
+    EXPECT_EQ(in.GetStatus(), KrStreamLoadError);
+}
+
+TEST_F(KrFileStreamTest, LoadSaveWritesWhereTheLoadsStopped)
+{
+    write("mixed.bin", "ABCDEF");
+    KrFileStream both;
+    ASSERT_TRUE(both.Open(path("mixed.bin").c_str(), KrStreamLoadSave, 64));
+    char c = 0;
+    both >> c >> c;
+    EXPECT_EQ(c, 'B');
+    both << 'x';  // the cached but unread CDEF are dropped, not skipped
+    both >> c;
+    EXPECT_EQ(c, 'D');
+    EXPECT_EQ(both.GetPosition(), 4u);
+    both.SetPosition(0, KrFromEnd);
+    both >> c;  // past the end
+    EXPECT_EQ(both.GetStatus(), KrStreamLoadError);
+    both << 'z';  // a save forgives the failed load
+    EXPECT_EQ(both.GetStatus(), KrStreamOK);
+    EXPECT_TRUE(both.Close());
+    EXPECT_EQ(read("mixed.bin"), "ABxDEFz");
+}
+
+TEST_F(KrFileStreamTest, WriteLineEndsLinesByType)
+{
+    struct Case
+    {
+        int type;
+        const char* bytes;
+        KrFileStdio::EnterType after;
+    };
+    const Case cases[] = {{1, "x\r\n", KrFileStdio::EnterAdapt},
+                          {2, "x\r\n", KrFileStdio::EnterWindows},
+                          {3, "x\n", KrFileStdio::EnterUnix},
+                          {7, "x\n", KrFileStdio::EnterUnix}};
+    for (const Case& c : cases)
+    {
+        KrFileStdio text;
+        text.Open(path("line.txt").c_str(), KrStreamSave, 16);
+        text.SetCurEnterType(static_cast<KrFileStdio::EnterType>(c.type));
+        EXPECT_TRUE(text.WriteLine("x"));
+        EXPECT_EQ(text.GetCurEnterType(), c.after);
+        text.Close();
+        EXPECT_EQ(read("line.txt"), c.bytes) << c.type;
+    }
+}
+
+TEST_F(KrFileStreamTest, ReadLineSplitsOnEveryLineEndAndDoublesAnUnendedLastByte)
+{
+    struct Case
+    {
+        std::string bytes;
+        std::vector<std::string> lines;
+    };
+    const Case cases[] = {
+        {"a\r\nb\rc\n", {"a", "b", "c"}},
+        {"ab", {"abb"}},
+        {"one\n\ntwo\r\n", {"one", "", "two"}},
+        {"x\r", {"x"}},
+    };
+    for (const Case& c : cases)
+        for (unsigned int cache : {2u, 3u, 1024u})
+        {
+            write("lines.txt", c.bytes);
+            KrFileStdio text;
+            ASSERT_TRUE(text.Open(path("lines.txt").c_str(), KrStreamLoad, cache));
+            std::vector<std::string> lines;
+            KrString line;
+            for (size_t i = 0; i < c.lines.size(); ++i)
+            {
+                ASSERT_FALSE(text.IsEOF()) << c.bytes;
+                const int length = text.ReadLine(line);
+                EXPECT_EQ(length, line.GetLength());
+                lines.push_back(line);
+            }
+            EXPECT_EQ(lines, c.lines) << c.bytes << " cache " << cache;
+        }
+}
+
+TEST_F(KrFileStreamTest, ShortArrayLoadStopsAtTheSameElementAsFromMemory)
+{
+    std::string bytes;
+    for (int i = 0; i < 29; ++i) bytes += static_cast<char>(i);
+    write("short.bin", bytes);
+
+    KrMemoryStream memory;
+    memory.Open(KrStreamLoad, static_cast<unsigned int>(bytes.size()), reinterpret_cast<unsigned char*>(&bytes[0]));
+    double fromMemory[4] = {};
+    memory.Load(fromMemory, 4);
+    char next = 0;
+    EXPECT_EQ(memory.GetStatus(), KrStreamLoadError);
+
+    // Caches smaller and larger than the run, so both the direct and the cached path end it.
+    for (unsigned int cache : {8u, 16u, 24u, 64u})
+    {
+        KrFileStream file;
+        file.Open(path("short.bin").c_str(), KrStreamLoad, cache);
+        double fromFile[4] = {};
+        file.Load(fromFile, 4);
+        EXPECT_EQ(file.GetStatus(), KrStreamLoadError) << cache;
+        EXPECT_EQ(file.GetPosition(), memory.GetPosition()) << cache;
+        EXPECT_EQ(std::memcmp(fromFile, fromMemory, 3 * sizeof(double)), 0) << cache;
+        file.SetError(KrStreamOK);
+        file >> next;  // the unfinished element's bytes are still there to load
+        EXPECT_EQ(next, 24) << cache;
+    }
+}
