@@ -7,3 +7,4 @@
 #include "Base/KrTextCodec.h"
 #include "Base/KrString.h"
 #include "Base/KrStringUTF8.h"
+#include "Base/KrMarkup.h"
