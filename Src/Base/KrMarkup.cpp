@@ -28,6 +28,18 @@ const CharClass kClass;
 inline bool isSpace(char c) { return kClass.space[static_cast<unsigned char>(c)]; }
 inline bool isDelimiter(char c) { return kClass.delimiter[static_cast<unsigned char>(c)]; }
 
+// The offset of the first c in [from, end), or -1. Tags sit close together, so a few bytes are
+// looked at directly before handing a longer stretch to memchr.
+inline int findChar(const char* d, int from, int end, char c)
+{
+    const int near = std::min(end, from + 16);
+    for (int n = from; n < near; ++n)
+        if (d[n] == c) return n;
+    if (near >= end) return -1;
+    const void* found = std::memchr(d + near, c, static_cast<size_t>(end - near));
+    return found != nullptr ? static_cast<int>(static_cast<const char*>(found) - d) : -1;
+}
+
 // A name we write must read back as one token: no blanks, delimiters or quotes.
 bool isWritableName(const char* name)
 {
@@ -289,7 +301,10 @@ int KrMarkup::x_ParseNode(TokenPos& token)
     else if (first == '/')
         return 0;
     else if (first != '!')
+    {
+        token.nNext = n + 1;  // resume inside the tag: a caller skipping nodes moves on
         return 1;
+    }
     if (terminator != nullptr)
     {
         const char* found = std::strstr(d + n + 2, terminator);
@@ -371,9 +386,8 @@ int KrMarkup::x_ParseElem(int parent, int scanFrom)
     token.szDoc = d;
     for (;;)
     {
-        const char* lt = scan < end ? static_cast<const char*>(std::memchr(d + scan, '<', end - scan)) : nullptr;
-        if (lt == nullptr) return x_ParseError("Element tag not found", KrString());
-        const int left = static_cast<int>(lt - d);
+        const int left = findChar(d, scan, end, '<');
+        if (left < 0) return x_ParseError("Element tag not found", KrString());
         token.nNext = left + 1;
         if (!x_FindToken(token)) return x_ParseError("Abrupt end within tag", KrString());
         if (token.bQuoted) return x_ParseError("Tag starts with quote", KrString());
@@ -404,12 +418,14 @@ int KrMarkup::x_ParseElem(int parent, int scanFrom)
                 failure = "End tag not completed for element %s";
             else
             {
-                TokenPos name;
-                name.szDoc = d;
-                name.nNext = x_Pos(current).nStartL + 1;
-                x_FindToken(name);
-                const KrString tag = x_GetToken(name);
-                if (!x_TokenMatches(endTag, tag.Cstr())) failure = "End tag does not correspond to %s";
+                // While an element is open its reserved field holds its name length.
+                const PosEntry& open = x_Pos(current);
+                const int length = endTag.nLast - endTag.nFirst + 1;
+                const char* name = d + open.nStartL + 1;
+                while (isSpace(*name)) ++name;
+                const bool same = length <= open.nReserved && std::memcmp(d + endTag.nFirst, name, length) == 0 &&
+                                  (length == open.nReserved || name[length] == '[');
+                if (!same) failure = "End tag does not correspond to %s";
                 while (failure == nullptr && right == 0)
                 {
                     if (!x_FindToken(endTag))
@@ -421,6 +437,7 @@ int KrMarkup::x_ParseElem(int parent, int scanFrom)
             if (failure != nullptr) return x_ParseError(failure, x_GetTagName(current));
             PosEntry& closed = x_Pos(current);
             closed.nEndR = right;
+            closed.nReserved = 0;
             if (closed.iParent == parent) return current;
             previous = current;
             current = closed.iParent;
@@ -428,18 +445,17 @@ int KrMarkup::x_ParseElem(int parent, int scanFrom)
             continue;
         }
         const int nameEnd = token.nNext;
-        const char* gt = nameEnd < end ? static_cast<const char*>(std::memchr(d + nameEnd, '>', end - nameEnd)) : nullptr;
-        if (gt == nullptr) return x_ParseError("End of tag not found", KrString());
-        const int right = static_cast<int>(gt - d);
+        const int right = findChar(d, nameEnd, end, '>');
+        if (right < 0) return x_ParseError("End of tag not found", KrString());
+        const bool empty = d[right - 1] == '/';
         const int index = x_GetFreePos();
         PosEntry& e = x_Pos(index);
         e.nStartL = left;
         e.nStartR = right;
-        e.nReserved = 0;
+        e.nReserved = empty ? 0 : token.nLast - token.nFirst + 1;
         e.iParent = current;
         e.iFirstChild = 0;
         e.iNextSibling = 0;
-        const bool empty = d[right - 1] == '/';
         e.nEndL = empty ? right - 1 : right + 1;
         e.nEndR = empty ? right : 0;
         if (current != parent)

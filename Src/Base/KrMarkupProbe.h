@@ -17,6 +17,8 @@ public:
 
     int IndexBytes() const { return m_nPosAllocated * static_cast<int>(sizeof(PosEntry)); }
     int ElementCount() const { return m_iPosFree - 1; }
+    int SegmentCount() const { return static_cast<int>(m_segments.size()); }
+    const void* SegmentAddress(int segment) const { return m_segments[segment].get(); }
 
     // Empty when parsing the edited text afresh gives the same elements (offsets, nesting,
     // names and attributes) as the edited index; otherwise what differs.

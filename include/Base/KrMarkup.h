@@ -129,8 +129,8 @@ protected:
         int iMain;
         int iChild;
     };
-    static const int kSegmentBits = 16;
-    static const int kSegmentSize = 1 << kSegmentBits;
+    static constexpr int kSegmentBits = 16;
+    static constexpr int kSegmentSize = 1 << kSegmentBits;
 
     PosEntry& x_Pos(int i) { return m_segments[i >> kSegmentBits][i & (kSegmentSize - 1)]; }
     const PosEntry& x_Pos(int i) const { return m_segments[i >> kSegmentBits][i & (kSegmentSize - 1)]; }
