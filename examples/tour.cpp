@@ -1,5 +1,7 @@
 // A short tour of the library: each section shows one family at work and prints what it did.
 #include <cstdio>
+#include <filesystem>
+#include <string>
 
 #include "Base/ZoBase.h"
 
@@ -90,6 +92,33 @@ void tourContainers()
                 found7 ? "found" : "missing");
 }
 
+void tourMarkup()
+{
+    section("XML markup");
+    KrMarkup writer;
+    writer.AddElem("layers");
+    writer.SetAttrib("version", 20070522);
+    writer.AddChildElem("layer", "Roads & tracks");
+    writer.SetChildAttrib("visible", "yes");
+    writer.AddChildElem("layer", "Rivers");
+    writer.SetChildAttrib("visible", "no");
+    const std::string path = (std::filesystem::temp_directory_path() / "zobase-tour.xml").string();
+    writer.Save(path.c_str());
+    std::printf("saved %s (%s)\n", path.c_str(), writer.GetError().Cstr());
+
+    KrMarkup reader;
+    reader.Load(path.c_str());
+    std::remove(path.c_str());
+    reader.FindElem("layers");
+    std::printf("loaded <%s> version %s, well formed: %s\n", reader.GetTagName().Cstr(),
+                reader.GetAttrib("version").Cstr(), reader.IsWellFormed() ? "yes" : "no");
+    while (reader.FindChildElem("layer"))
+        std::printf("  layer \"%s\" visible=%s\n", reader.GetChildData().Cstr(),
+                    reader.GetChildAttrib("visible").Cstr());
+    KrMarkup broken("<a><b></a>");
+    std::printf("parsing <a><b></a>: %s\n", broken.GetError().Cstr());
+}
+
 }  // namespace
 
 int main()
@@ -98,6 +127,7 @@ int main()
     tourCore();
     tourString();
     tourContainers();
+    tourMarkup();
     std::printf("\ntour complete\n");
     return 0;
 }
