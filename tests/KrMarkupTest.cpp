@@ -305,6 +305,7 @@ TEST(KrMarkupTest, SetDataWritesTextOrCdata)
         {"<a x=\"1\">old &amp; more</a>", "", 0, "<a x=\"1\"></a>"},
         {"<a></a>", nullptr, 1, "<a><![CDATA[]]></a>"},
         {"<a><b/></a>", "x", 0, "<a><b/></a>"},  // has child elements: refused
+        {"<a x=y//>", "d", 0, "<a x=y/ >d</a>"},  // the '/' left must not close the tag again
     };
     for (const Case& c : cases)
     {
@@ -378,6 +379,11 @@ TEST(KrMarkupTest, SubDocumentsCarryTheirFirstElementOnly)
     empty.FindElem();
     EXPECT_TRUE(empty.InsertChildSubDoc("<s/>"));
     EXPECT_EQ(empty.GetDoc(), "<r>\r\n<s/></r>");
+    KrMarkup slashes("<r//>");
+    slashes.FindElem();
+    EXPECT_TRUE(slashes.AddChildElem("c"));
+    EXPECT_EQ(slashes.GetDoc(), "<r/ >\r\n<c/>\r\n</r>");
+    EXPECT_EQ(KrMarkupProbe::Mismatch(slashes), "");
 }
 
 TEST(KrMarkupTest, FilesRoundTripByteForByte)

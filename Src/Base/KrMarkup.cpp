@@ -896,9 +896,10 @@ bool KrMarkup::x_PlaceNew(const KrString& elementText, bool insert, bool child, 
     int lead = 0;
     if (parentEmpty)
     {
-        splice = ">\r\n" + elementText + "</" + x_GetTagName(parent);
+        const KrString open = x_OpenEmpty(parent);
+        splice = open + "\r\n" + elementText + "</" + x_GetTagName(parent);
         replaced = 1;
-        lead = 3;
+        lead = open.GetLength() + 2;
     }
     else if (parentBare)
     {
@@ -929,7 +930,7 @@ bool KrMarkup::x_PlaceNew(const KrString& elementText, bool insert, bool child, 
     x_Adjust(previous != 0 ? previous : parent, offset + replaced, splice.GetLength() - replaced, previous != 0);
     if (parentEmpty)
     {
-        x_Pos(parent).nStartR = offset;
+        x_Pos(parent).nStartR = offset + lead - 3;
         x_Pos(parent).nEndL = offset + lead + elementText.GetLength();
     }
 
@@ -982,6 +983,14 @@ bool KrMarkup::x_PlaceNew(const KrString& elementText, bool insert, bool child, 
     else
         x_SetPos(parent, added, 0);
     return true;
+}
+
+// What replaces the '/' of "<a/>" to open the element: ">", or " >" when another '/' stands
+// before it, which would otherwise close the start tag again ("<a x=y//>").
+KrString KrMarkup::x_OpenEmpty(int pos) const
+{
+    const int slash = x_Pos(pos).nEndL;
+    return KrString(slash > 0 && m_strDoc[slash - 1] == '/' ? " >" : ">");
 }
 
 bool KrMarkup::x_AddElem(const char* name, const char* data, bool insert, bool child)
@@ -1080,7 +1089,7 @@ bool KrMarkup::x_SetData(int pos, const char* text, int cdata)
     {
         offset = e.nEndL;
         replaced = 1;
-        splice = ">" + content + "</" + x_GetTagName(pos);
+        splice = x_OpenEmpty(pos) + content + "</" + x_GetTagName(pos);
     }
     else
     {
@@ -1092,8 +1101,9 @@ bool KrMarkup::x_SetData(int pos, const char* text, int cdata)
     x_Adjust(pos, offset + replaced, splice.GetLength() - replaced, false);
     if (empty)
     {
-        x_Pos(pos).nStartR = offset;
-        x_Pos(pos).nEndL = offset + 1 + content.GetLength();
+        const int open = splice.GetLength() - content.GetLength() - 2 - x_GetTagName(pos).GetLength();
+        x_Pos(pos).nStartR = offset + open - 1;
+        x_Pos(pos).nEndL = offset + open + content.GetLength();
     }
     return true;
 }

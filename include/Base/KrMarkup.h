@@ -163,6 +163,7 @@ protected:
     void x_SetPos(int parent, int main, int child);
     int x_ParseError(const char* format, const KrString& argument);
     int x_WhitespaceEnd(int offset) const;
+    KrString x_OpenEmpty(int pos) const;
     int x_PrevSibling(int pos) const;
     void x_MarkRemoved(int pos);
     bool x_IsLive(int pos) const;
