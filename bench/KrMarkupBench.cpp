@@ -169,8 +169,6 @@ const std::string& corpus(int which)
     return texts[which];
 }
 
-const char* const kCorpusNames[] = {"ParseAttributes20MB", "ParseText20MB", "ParseNested10000", "ParseInstalledXml"};
-
 void setCommon(benchmark::State& state, const std::string& text, size_t peak, long elements)
 {
     state.SetBytesProcessed(static_cast<int64_t>(text.size()) * state.iterations());

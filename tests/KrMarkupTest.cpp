@@ -402,12 +402,12 @@ TEST(KrMarkupTest, FilesRoundTripByteForByte)
     const std::string text = "\xEF\xBB\xBF<?xml version=\"1.0\"?>\n<r>\r\n<a x='&amp;'>\xC3\xA9</a>\r\n</r>\n\n";
     writeFile(path, text);
     EXPECT_TRUE(m.Load(path.c_str()));
-    EXPECT_EQ(m.GetError(), std::to_string(text.size()) + " bytes");
+    EXPECT_EQ(std::string(m.GetError()), std::to_string(text.size()) + " bytes");
     m.FindElem();
     m.FindChildElem();
     EXPECT_EQ(m.GetChildAttrib("x"), "&");
     EXPECT_TRUE(m.Save(dir.File("copy.xml").c_str()));
-    EXPECT_EQ(m.GetError(), std::to_string(text.size()) + " bytes");
+    EXPECT_EQ(std::string(m.GetError()), std::to_string(text.size()) + " bytes");
     EXPECT_EQ(readFile(dir.File("copy.xml")), text);
 }
 
