@@ -53,12 +53,30 @@ void countedFree(void* p)
 }
 }  // namespace
 
-void* operator new(size_t size) { return countedAlloc(size); }
-void* operator new[](size_t size) { return countedAlloc(size); }
-void operator delete(void* p) noexcept { countedFree(p); }
-void operator delete[](void* p) noexcept { countedFree(p); }
-void operator delete(void* p, size_t) noexcept { countedFree(p); }
-void operator delete[](void* p, size_t) noexcept { countedFree(p); }
+void* operator new(size_t size)
+{
+    return countedAlloc(size);
+}
+void* operator new[](size_t size)
+{
+    return countedAlloc(size);
+}
+void operator delete(void* p) noexcept
+{
+    countedFree(p);
+}
+void operator delete[](void* p) noexcept
+{
+    countedFree(p);
+}
+void operator delete(void* p, size_t) noexcept
+{
+    countedFree(p);
+}
+void operator delete[](void* p, size_t) noexcept
+{
+    countedFree(p);
+}
 
 namespace
 {
@@ -81,9 +99,10 @@ std::string attributeHeavy()
     text.reserve(21u << 20);
     for (int i = 0; text.size() < (20u << 20); ++i)
     {
-        text += "  <feature id=\"" + std::to_string(i) + "\" name=\"road " + std::to_string(i % 977) +
-                "\" kind=\"primary\" x=\"" + std::to_string(1000 + i % 5000) + ".25\" y=\"" +
-                std::to_string(4000 + i % 3000) + ".75\" srid=\"4326\" visible=\"true\"/>\r\n";
+        text += "  <feature id=\"" + std::to_string(i) + "\" name=\"road " +
+                std::to_string(i % 977) + "\" kind=\"primary\" x=\"" +
+                std::to_string(1000 + i % 5000) + ".25\" y=\"" + std::to_string(4000 + i % 3000) +
+                ".75\" srid=\"4326\" visible=\"true\"/>\r\n";
     }
     return text + "</features>\r\n";
 }
@@ -99,8 +118,8 @@ std::string textHeavy()
         "rail; fields, woods and towns are drawn beneath them in lighter tones.";
     for (int chapter = 0; text.size() < (20u << 20); ++chapter)
     {
-        text += "<chapter n=\"" + std::to_string(chapter) + "\">\r\n<title>Chapter " + std::to_string(chapter) +
-                "</title>\r\n";
+        text += "<chapter n=\"" + std::to_string(chapter) + "\">\r\n<title>Chapter " +
+                std::to_string(chapter) + "</title>\r\n";
         for (int p = 0; p < 20; ++p) text += "<p>" + paragraph + "</p>\r\n";
         text += "</chapter>\r\n";
     }
@@ -128,7 +147,9 @@ std::string largestInstalledXml(std::string& path)
     namespace fs = std::filesystem;
     std::error_code error;
     uintmax_t best = 0;
-    for (fs::recursive_directory_iterator it("/usr/share", fs::directory_options::skip_permission_denied, error), end;
+    for (fs::recursive_directory_iterator
+             it("/usr/share", fs::directory_options::skip_permission_denied, error),
+         end;
          it != end; it.increment(error))
     {
         if (error) break;
@@ -155,13 +176,20 @@ const std::string& corpus(int which)
         static std::string installedPath;
         switch (which)
         {
-            case 0: texts[0] = attributeHeavy(); break;
-            case 1: texts[1] = textHeavy(); break;
-            case 2: texts[2] = nested(); break;
+            case 0:
+                texts[0] = attributeHeavy();
+                break;
+            case 1:
+                texts[1] = textHeavy();
+                break;
+            case 2:
+                texts[2] = nested();
+                break;
             case 3:
                 texts[3] = largestInstalledXml(installedPath);
                 if (!installedPath.empty())
-                    std::printf("largest installed XML: %s (%zu bytes)\n", installedPath.c_str(), texts[3].size());
+                    std::printf("largest installed XML: %s (%zu bytes)\n", installedPath.c_str(),
+                                texts[3].size());
                 break;
         }
         made[which] = true;
@@ -176,7 +204,8 @@ void setCommon(benchmark::State& state, const std::string& text, size_t peak, lo
     state.counters["elems"] = static_cast<double>(elements);
     if (elements > 0)
         state.counters["B/elem_over_text"] =
-            (static_cast<double>(peak) - static_cast<double>(text.size())) / static_cast<double>(elements);
+            (static_cast<double>(peak) - static_cast<double>(text.size())) /
+            static_cast<double>(elements);
 }
 
 // ---- parsing ---------------------------------------------------------------------------------
@@ -196,7 +225,10 @@ void Parse_ZoBase(benchmark::State& state)
 }
 
 #ifdef ZOBASE_BENCH_PUGIXML
-void pugiFree(void* p) { countedFree(p); }
+void pugiFree(void* p)
+{
+    countedFree(p);
+}
 
 void Parse_pugixml(benchmark::State& state)
 {
@@ -204,21 +236,23 @@ void Parse_pugixml(benchmark::State& state)
     if (text.empty()) return state.SkipWithError("no installed XML file found");
     pugi::set_memory_management_functions(countedAlloc, pugiFree);
     long elements = 0;
-    const size_t peak = peakDuring([&] {
-        pugi::xml_document doc;
-        doc.load_buffer(text.data(), text.size());
-        for (pugi::xml_node n = doc.first_child(); n;)
+    const size_t peak = peakDuring(
+        [&]
         {
-            if (n.type() == pugi::node_element) ++elements;
-            if (n.first_child())
-                n = n.first_child();
-            else
+            pugi::xml_document doc;
+            doc.load_buffer(text.data(), text.size());
+            for (pugi::xml_node n = doc.first_child(); n;)
             {
-                while (n && !n.next_sibling()) n = n.parent();
-                if (n) n = n.next_sibling();
+                if (n.type() == pugi::node_element) ++elements;
+                if (n.first_child())
+                    n = n.first_child();
+                else
+                {
+                    while (n && !n.next_sibling()) n = n.parent();
+                    if (n) n = n.next_sibling();
+                }
             }
-        }
-    });
+        });
     for (auto _ : state)
     {
         pugi::xml_document doc;
@@ -235,10 +269,12 @@ void Parse_tinyxml2(benchmark::State& state)
     const std::string& text = corpus(static_cast<int>(state.range(0)));
     if (text.empty()) return state.SkipWithError("no installed XML file found");
     tinyxml2::XMLError status = tinyxml2::XML_SUCCESS;
-    const size_t peak = peakDuring([&] {
-        tinyxml2::XMLDocument doc;
-        status = doc.Parse(text.data(), text.size());
-    });
+    const size_t peak = peakDuring(
+        [&]
+        {
+            tinyxml2::XMLDocument doc;
+            status = doc.Parse(text.data(), text.size());
+        });
     if (status != tinyxml2::XML_SUCCESS)
         return state.SkipWithError(tinyxml2::XMLDocument::ErrorIDToName(status));
     for (auto _ : state)
@@ -291,7 +327,8 @@ void Navigate100kChildren_tinyxml2(benchmark::State& state)
     for (auto _ : state)
     {
         int count = 0;
-        for (auto* n = root->FirstChildElement("c"); n != nullptr; n = n->NextSiblingElement("c")) ++count;
+        for (auto* n = root->FirstChildElement("c"); n != nullptr; n = n->NextSiblingElement("c"))
+            ++count;
         benchmark::DoNotOptimize(count);
     }
 }
@@ -317,10 +354,16 @@ void ReparseOf20MB_ZoBase(benchmark::State& state)
 
 BENCHMARK(Parse_ZoBase)->Name("ParseAttributes20MB/ZoBase")->Arg(0)->Unit(benchmark::kMillisecond);
 #ifdef ZOBASE_BENCH_PUGIXML
-BENCHMARK(Parse_pugixml)->Name("ParseAttributes20MB/pugixml")->Arg(0)->Unit(benchmark::kMillisecond);
+BENCHMARK(Parse_pugixml)
+    ->Name("ParseAttributes20MB/pugixml")
+    ->Arg(0)
+    ->Unit(benchmark::kMillisecond);
 #endif
 #ifdef ZOBASE_BENCH_TINYXML2
-BENCHMARK(Parse_tinyxml2)->Name("ParseAttributes20MB/tinyxml2")->Arg(0)->Unit(benchmark::kMillisecond);
+BENCHMARK(Parse_tinyxml2)
+    ->Name("ParseAttributes20MB/tinyxml2")
+    ->Arg(0)
+    ->Unit(benchmark::kMillisecond);
 #endif
 BENCHMARK(Parse_ZoBase)->Name("ParseText20MB/ZoBase")->Arg(1)->Unit(benchmark::kMillisecond);
 #ifdef ZOBASE_BENCH_PUGIXML
@@ -341,14 +384,26 @@ BENCHMARK(Parse_ZoBase)->Name("ParseInstalledXml/ZoBase")->Arg(3)->Unit(benchmar
 BENCHMARK(Parse_pugixml)->Name("ParseInstalledXml/pugixml")->Arg(3)->Unit(benchmark::kMillisecond);
 #endif
 #ifdef ZOBASE_BENCH_TINYXML2
-BENCHMARK(Parse_tinyxml2)->Name("ParseInstalledXml/tinyxml2")->Arg(3)->Unit(benchmark::kMillisecond);
+BENCHMARK(Parse_tinyxml2)
+    ->Name("ParseInstalledXml/tinyxml2")
+    ->Arg(3)
+    ->Unit(benchmark::kMillisecond);
 #endif
-BENCHMARK(Navigate100kChildren_ZoBase)->Name("Navigate100kChildren/ZoBase")->Unit(benchmark::kMicrosecond);
+BENCHMARK(Navigate100kChildren_ZoBase)
+    ->Name("Navigate100kChildren/ZoBase")
+    ->Unit(benchmark::kMicrosecond);
 #ifdef ZOBASE_BENCH_PUGIXML
-BENCHMARK(Navigate100kChildren_pugixml)->Name("Navigate100kChildren/pugixml")->Unit(benchmark::kMicrosecond);
+BENCHMARK(Navigate100kChildren_pugixml)
+    ->Name("Navigate100kChildren/pugixml")
+    ->Unit(benchmark::kMicrosecond);
 #endif
 #ifdef ZOBASE_BENCH_TINYXML2
-BENCHMARK(Navigate100kChildren_tinyxml2)->Name("Navigate100kChildren/tinyxml2")->Unit(benchmark::kMicrosecond);
+BENCHMARK(Navigate100kChildren_tinyxml2)
+    ->Name("Navigate100kChildren/tinyxml2")
+    ->Unit(benchmark::kMicrosecond);
 #endif
-BENCHMARK(AddChildElemInto20MB_ZoBase)->Name("AddChildElemInto20MB/ZoBase")->Unit(benchmark::kMillisecond)->Iterations(50);
+BENCHMARK(AddChildElemInto20MB_ZoBase)
+    ->Name("AddChildElemInto20MB/ZoBase")
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(50);
 BENCHMARK(ReparseOf20MB_ZoBase)->Name("ReparseOf20MB/ZoBase")->Unit(benchmark::kMillisecond);

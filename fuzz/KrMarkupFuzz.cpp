@@ -14,11 +14,18 @@ using namespace KRN;
 namespace
 {
 
-const char* const kNames[] = {nullptr, "", "a", "b", "item", "item[2]", "x", "a b", "q\"", "<", "sub/x"};
-const char* const kTexts[] = {nullptr, "", "v", "a<b&c>", "]]>", "x]]>y", "&#169;", "'\"", "\r\n", "  "};
-const char* const kFragments[] = {
-    "<s/>", "<?xml version=\"1.0\"?>\r\n<s a='1'><t>x</t></s>\r\n", "junk<s/><t/>", "<s>", "",
-    "<!-- c --><s><![CDATA[<x>]]></s>  tail", "</s><s/>", "<s x=\">\">y</s>"};
+const char* const kNames[] = {nullptr, "",    "a",   "b", "item", "item[2]",
+                              "x",     "a b", "q\"", "<", "sub/x"};
+const char* const kTexts[] = {nullptr, "",       "v",   "a<b&c>", "]]>",
+                              "x]]>y", "&#169;", "'\"", "\r\n",   "  "};
+const char* const kFragments[] = {"<s/>",
+                                  "<?xml version=\"1.0\"?>\r\n<s a='1'><t>x</t></s>\r\n",
+                                  "junk<s/><t/>",
+                                  "<s>",
+                                  "",
+                                  "<!-- c --><s><![CDATA[<x>]]></s>  tail",
+                                  "</s><s/>",
+                                  "<s x=\">\">y</s>"};
 
 template <size_t N>
 const char* pick(const char* const (&table)[N], uint8_t byte)
@@ -55,7 +62,8 @@ void check(const KrMarkup& markup, int step)
 {
     const std::string mismatch = KrMarkupProbe::Mismatch(markup);
     if (mismatch.empty()) return;
-    std::fprintf(stderr, "step %d: %s\ndocument: [%s]\n", step, mismatch.c_str(), markup.GetDoc().Cstr());
+    std::fprintf(stderr, "step %d: %s\ndocument: [%s]\n", step, mismatch.c_str(),
+                 markup.GetDoc().Cstr());
     std::abort();
 }
 
@@ -80,30 +88,78 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         const char* fragment = fromInput ? slice.c_str() : pick(kFragments, arg);
         switch (op % 28)
         {
-            case 0: markup.FindElem(name); break;
-            case 1: markup.FindChildElem(name); break;
-            case 2: markup.IntoElem(); break;
-            case 3: markup.OutOfElem(); break;
-            case 4: markup.ResetPos(); break;
-            case 5: markup.ResetMainPos(); break;
-            case 6: markup.ResetChildPos(); break;
-            case 7: markup.SavePos(name); break;
-            case 8: markup.RestorePos(name); break;
-            case 9: markup.AddElem(name, text); break;
-            case 10: markup.InsertElem(name, text); break;
-            case 11: markup.AddChildElem(name, text); break;
-            case 12: markup.InsertChildElem(name, text); break;
-            case 13: markup.AddSubDoc(fragment); break;
-            case 14: markup.InsertSubDoc(fragment); break;
-            case 15: markup.AddChildSubDoc(fragment); break;
-            case 16: markup.InsertChildSubDoc(fragment); break;
-            case 17: markup.SetAttrib(name, text); break;
-            case 18: markup.SetChildAttrib(name, text); break;
-            case 19: markup.SetData(text, arg & 1); break;
-            case 20: markup.SetChildData(text, arg & 1); break;
-            case 21: markup.RemoveElem(); break;
-            case 22: markup.RemoveChildElem(); break;
-            case 23: markup.SetAttrib(name, static_cast<int>(arg) - 128); break;
+            case 0:
+                markup.FindElem(name);
+                break;
+            case 1:
+                markup.FindChildElem(name);
+                break;
+            case 2:
+                markup.IntoElem();
+                break;
+            case 3:
+                markup.OutOfElem();
+                break;
+            case 4:
+                markup.ResetPos();
+                break;
+            case 5:
+                markup.ResetMainPos();
+                break;
+            case 6:
+                markup.ResetChildPos();
+                break;
+            case 7:
+                markup.SavePos(name);
+                break;
+            case 8:
+                markup.RestorePos(name);
+                break;
+            case 9:
+                markup.AddElem(name, text);
+                break;
+            case 10:
+                markup.InsertElem(name, text);
+                break;
+            case 11:
+                markup.AddChildElem(name, text);
+                break;
+            case 12:
+                markup.InsertChildElem(name, text);
+                break;
+            case 13:
+                markup.AddSubDoc(fragment);
+                break;
+            case 14:
+                markup.InsertSubDoc(fragment);
+                break;
+            case 15:
+                markup.AddChildSubDoc(fragment);
+                break;
+            case 16:
+                markup.InsertChildSubDoc(fragment);
+                break;
+            case 17:
+                markup.SetAttrib(name, text);
+                break;
+            case 18:
+                markup.SetChildAttrib(name, text);
+                break;
+            case 19:
+                markup.SetData(text, arg & 1);
+                break;
+            case 20:
+                markup.SetChildData(text, arg & 1);
+                break;
+            case 21:
+                markup.RemoveElem();
+                break;
+            case 22:
+                markup.RemoveChildElem();
+                break;
+            case 23:
+                markup.SetAttrib(name, static_cast<int>(arg) - 128);
+                break;
             case 24:
             {
                 KrMarkup copy(markup);
@@ -113,10 +169,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             default:
             {
                 const size_t read = markup.GetData().size() + markup.GetChildData().size() +
-                                    markup.GetAttrib(name).size() + markup.GetChildAttrib(name).size() +
-                                    markup.GetAttribName(arg % 4).size() + markup.GetSubDoc().size() +
-                                    markup.GetChildSubDoc().size() + markup.GetTagName().size() +
-                                    markup.GetChildTagName().size();
+                                    markup.GetAttrib(name).size() +
+                                    markup.GetChildAttrib(name).size() +
+                                    markup.GetAttribName(arg % 4).size() +
+                                    markup.GetSubDoc().size() + markup.GetChildSubDoc().size() +
+                                    markup.GetTagName().size() + markup.GetChildTagName().size();
                 (void)read;
                 break;
             }

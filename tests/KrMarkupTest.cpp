@@ -97,8 +97,9 @@ TEST(KrMarkupTest, ParseResultsAndMessages)
     const Case cases[] = {
         {"", false, "", ""},
         {"<a><b/></a><c/>", true, "", "a(b)"},
-        {"<?xml version=\"1.0\"?>\r\n<!-- c --><r>t<x a=\"1\"/><!DOCTYPE q [<!ENTITY e \"x>\">]><y></y ></r>", true, "",
-         "r(x y)"},
+        {"<?xml version=\"1.0\"?>\r\n<!-- c --><r>t<x a=\"1\"/><!DOCTYPE q [<!ENTITY e "
+         "\"x>\">]><y></y ></r>",
+         true, "", "r(x y)"},
         {"<a><![CDATA[</a><b/>]]></a>", true, "", "a"},
         {"<\t!DOCTYPE r><r>< ?pi?><a/></r>", true, "", "r(a)"},
         {"</a><b/>", false, "", ""},
@@ -178,8 +179,8 @@ TEST(KrMarkupTest, MillionDeepNestingParsesWithoutRecursion)
 TEST(KrMarkupTest, NavigationFollowsTheThreeLevelCursor)
 {
     KrMarkup m("<r><item id=\"1\"><sub/></item><other/><item id=\"2\"/></r>");
-    EXPECT_FALSE(m.IntoElem());   // no main element yet
-    EXPECT_FALSE(m.OutOfElem());  // no parent
+    EXPECT_FALSE(m.IntoElem());            // no main element yet
+    EXPECT_FALSE(m.OutOfElem());           // no parent
     EXPECT_TRUE(m.FindChildElem("item"));  // finds the root first
     EXPECT_EQ(m.GetTagName(), "r");
     EXPECT_EQ(m.GetChildAttrib("id"), "1");
@@ -217,7 +218,8 @@ TEST(KrMarkupTest, AttributesAreFoundOnlyWhenQuoted)
     KrMarkup m("<a x=\"1\" y='two' z=3 w=\"a&lt;b&quot;\" v=\"\" g=\"1>2\">rest</a>");
     ASSERT_TRUE(m.FindElem());
     const std::pair<const char*, const char*> values[] = {
-        {"x", "1"}, {"y", "two"}, {"z", ""}, {"w", "a<b\""}, {"v", ""}, {"missing", ""}, {"x=1", "1"}, {"", ""}};
+        {"x", "1"}, {"y", "two"},    {"z", ""},    {"w", "a<b\""},
+        {"v", ""},  {"missing", ""}, {"x=1", "1"}, {"", ""}};
     for (const auto& [name, value] : values) EXPECT_EQ(m.GetAttrib(name), value) << name;
     // Attribute names are the unquoted tokens, so an unquoted value counts as one.
     const char* names[] = {"x", "y", "z", "3", "w", "v", "g", ""};
@@ -267,7 +269,8 @@ TEST(KrMarkupTest, WriterBuildsTheDocumentText)
     EXPECT_EQ(m.GetDoc(), "<root>\r\n<c>v</c>\r\n</root>\r\n");
     EXPECT_TRUE(m.AddChildElem("d", "a<b&c>'\""));
     EXPECT_TRUE(m.InsertChildElem("b"));
-    EXPECT_EQ(m.GetDoc(), "<root>\r\n<c>v</c>\r\n<b/>\r\n<d>a&lt;b&amp;c&gt;'\"</d>\r\n</root>\r\n");
+    EXPECT_EQ(m.GetDoc(),
+              "<root>\r\n<c>v</c>\r\n<b/>\r\n<d>a&lt;b&amp;c&gt;'\"</d>\r\n</root>\r\n");
     EXPECT_EQ(m.GetChildTagName(), "b");
     m.ResetChildPos();
     EXPECT_TRUE(m.InsertChildElem("a"));
@@ -304,7 +307,7 @@ TEST(KrMarkupTest, SetDataWritesTextOrCdata)
         {"<a>old</a>", "a]]>b", 1, "<a>a]]&gt;b</a>"},
         {"<a x=\"1\">old &amp; more</a>", "", 0, "<a x=\"1\"></a>"},
         {"<a></a>", nullptr, 1, "<a><![CDATA[]]></a>"},
-        {"<a><b/></a>", "x", 0, "<a><b/></a>"},  // has child elements: refused
+        {"<a><b/></a>", "x", 0, "<a><b/></a>"},   // has child elements: refused
         {"<a x=y//>", "d", 0, "<a x=y/ >d</a>"},  // the '/' left must not close the tag again
     };
     for (const Case& c : cases)
@@ -359,7 +362,8 @@ TEST(KrMarkupTest, SubDocumentsCarryTheirFirstElementOnly)
     KrMarkup m("<r><a/></r>");
     ASSERT_TRUE(m.FindElem());
     EXPECT_FALSE(m.AddSubDoc("<s/>"));  // at document level
-    EXPECT_TRUE(m.AddChildSubDoc("<?xml version=\"1.0\"?>\r\n<!-- c --><s k='1'><t>x</t></s>\r\n<junk/>"));
+    EXPECT_TRUE(
+        m.AddChildSubDoc("<?xml version=\"1.0\"?>\r\n<!-- c --><s k='1'><t>x</t></s>\r\n<junk/>"));
     EXPECT_EQ(m.GetDoc(), "<r><a/><s k='1'><t>x</t></s>\r\n</r>");
     EXPECT_EQ(m.GetChildAttrib("k"), "1");
     EXPECT_TRUE(m.IntoElem());
@@ -399,7 +403,8 @@ TEST(KrMarkupTest, FilesRoundTripByteForByte)
     EXPECT_TRUE(m.Save(path.c_str()));  // empty document: an empty file
     EXPECT_EQ(readFile(path), "");
 
-    const std::string text = "\xEF\xBB\xBF<?xml version=\"1.0\"?>\n<r>\r\n<a x='&amp;'>\xC3\xA9</a>\r\n</r>\n\n";
+    const std::string text =
+        "\xEF\xBB\xBF<?xml version=\"1.0\"?>\n<r>\r\n<a x='&amp;'>\xC3\xA9</a>\r\n</r>\n\n";
     writeFile(path, text);
     EXPECT_TRUE(m.Load(path.c_str()));
     EXPECT_EQ(std::string(m.GetError()), std::to_string(text.size()) + " bytes");
@@ -447,9 +452,12 @@ TEST(KrMarkupTest, RandomEditsKeepIndexAndTextInAgreement)
 {
     const char* names[] = {"a", "b", "item", "x"};
     const char* values[] = {"", "v", "a<b&c>", "x]]>y", "'\"", "\r\n"};
-    const char* fragments[] = {"<s/>", "<?xml?><s a='1'><t>x</t></s>\r\n", "<s><![CDATA[<x>]]></s> tail"};
+    const char* fragments[] = {"<s/>", "<?xml?><s a='1'><t>x</t></s>\r\n",
+                               "<s><![CDATA[<x>]]></s> tail"};
     std::mt19937 random(5150u);
-    KrMarkup m("<?xml version=\"1.0\"?>\r\n<root a=\"1\">\r\n  <item>one</item>\r\n  <item/>\r\n</root>\r\n");
+    KrMarkup m(
+        "<?xml version=\"1.0\"?>\r\n<root a=\"1\">\r\n  <item>one</item>\r\n  "
+        "<item/>\r\n</root>\r\n");
     int edits = 0;
     for (int step = 0; step < 600; ++step)
     {
@@ -458,22 +466,54 @@ TEST(KrMarkupTest, RandomEditsKeepIndexAndTextInAgreement)
         bool edited = false;
         switch (random() % 16)
         {
-            case 0: m.FindElem(); break;
-            case 1: m.FindChildElem(); break;
-            case 2: m.IntoElem(); break;
-            case 3: m.OutOfElem(); break;
-            case 4: m.ResetMainPos(); break;
-            case 5: edited = m.AddElem(name, value); break;
-            case 6: edited = m.InsertElem(name, value); break;
-            case 7: edited = m.AddChildElem(name, value); break;
-            case 8: edited = m.InsertChildElem(name, value); break;
-            case 9: edited = m.AddChildSubDoc(fragments[random() % 3]); break;
-            case 10: edited = m.InsertSubDoc(fragments[random() % 3]); break;
-            case 11: edited = m.SetAttrib(name, value); break;
-            case 12: edited = m.SetChildAttrib(name, static_cast<int>(random() % 100)); break;
-            case 13: edited = m.SetData(value, static_cast<int>(random() % 2)); break;
-            case 14: edited = m.RemoveChildElem(); break;
-            case 15: edited = step % 5 == 0 && m.RemoveElem(); break;
+            case 0:
+                m.FindElem();
+                break;
+            case 1:
+                m.FindChildElem();
+                break;
+            case 2:
+                m.IntoElem();
+                break;
+            case 3:
+                m.OutOfElem();
+                break;
+            case 4:
+                m.ResetMainPos();
+                break;
+            case 5:
+                edited = m.AddElem(name, value);
+                break;
+            case 6:
+                edited = m.InsertElem(name, value);
+                break;
+            case 7:
+                edited = m.AddChildElem(name, value);
+                break;
+            case 8:
+                edited = m.InsertChildElem(name, value);
+                break;
+            case 9:
+                edited = m.AddChildSubDoc(fragments[random() % 3]);
+                break;
+            case 10:
+                edited = m.InsertSubDoc(fragments[random() % 3]);
+                break;
+            case 11:
+                edited = m.SetAttrib(name, value);
+                break;
+            case 12:
+                edited = m.SetChildAttrib(name, static_cast<int>(random() % 100));
+                break;
+            case 13:
+                edited = m.SetData(value, static_cast<int>(random() % 2));
+                break;
+            case 14:
+                edited = m.RemoveChildElem();
+                break;
+            case 15:
+                edited = step % 5 == 0 && m.RemoveElem();
+                break;
         }
         edits += edited ? 1 : 0;
         ASSERT_EQ(KrMarkupProbe::Mismatch(m), "") << "step " << step << "\n" << m.GetDoc();

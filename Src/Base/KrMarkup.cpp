@@ -25,8 +25,14 @@ struct CharClass
 };
 const CharClass kClass;
 
-inline bool isSpace(char c) { return kClass.space[static_cast<unsigned char>(c)]; }
-inline bool isDelimiter(char c) { return kClass.delimiter[static_cast<unsigned char>(c)]; }
+inline bool isSpace(char c)
+{
+    return kClass.space[static_cast<unsigned char>(c)];
+}
+inline bool isDelimiter(char c)
+{
+    return kClass.delimiter[static_cast<unsigned char>(c)];
+}
 
 // The offset of the first c in [from, end), or -1. Tags sit close together, so a few bytes are
 // looked at directly before handing a longer stretch to memchr.
@@ -87,11 +93,20 @@ const char kCannotWrite[] = "Cannot write file .\n";
 
 // ---- construction --------------------------------------------------------------------------
 
-KrMarkup::KrMarkup() { SetDoc(nullptr); }
+KrMarkup::KrMarkup()
+{
+    SetDoc(nullptr);
+}
 
-KrMarkup::KrMarkup(const char* text) { SetDoc(text); }
+KrMarkup::KrMarkup(const char* text)
+{
+    SetDoc(text);
+}
 
-KrMarkup::KrMarkup(const KrMarkup& other) { *this = other; }
+KrMarkup::KrMarkup(const KrMarkup& other)
+{
+    *this = other;
+}
 
 KrMarkup& KrMarkup::operator=(const KrMarkup& other)
 {
@@ -108,7 +123,8 @@ KrMarkup& KrMarkup::operator=(const KrMarkup& other)
     m_segments.reserve(other.m_segments.capacity());
     for (size_t s = 0; s < other.m_segments.size(); ++s)
     {
-        const int count = std::min(kSegmentSize, other.m_nPosAllocated - static_cast<int>(s) * kSegmentSize);
+        const int count =
+            std::min(kSegmentSize, other.m_nPosAllocated - static_cast<int>(s) * kSegmentSize);
         m_segments.emplace_back(new PosEntry[count]);
         std::memcpy(m_segments.back().get(), other.m_segments[s].get(), sizeof(PosEntry) * count);
     }
@@ -178,13 +194,16 @@ void KrMarkup::x_AllocPosArray(int count)
     if (count <= 0) count = m_iPosFree + m_iPosFree / 2;
     count = std::max(count, m_iPosFree + 1);
     if (count <= m_nPosAllocated) return;
-    const int firstMissing = static_cast<int>((static_cast<long long>(m_nPosAllocated) + kSegmentSize - 1) >> kSegmentBits);
+    const int firstMissing = static_cast<int>(
+        (static_cast<long long>(m_nPosAllocated) + kSegmentSize - 1) >> kSegmentBits);
     const long long cap = (static_cast<long long>(firstMissing) + 1) << kSegmentBits;
     count = static_cast<int>(std::min<long long>(count, std::min<long long>(cap, INT_MAX)));
 
-    auto resizeSegment = [this](int segment, int oldCount, int newCount) {
+    auto resizeSegment = [this](int segment, int oldCount, int newCount)
+    {
         std::unique_ptr<PosEntry[]> grown(new PosEntry[newCount]);
-        if (oldCount > 0) std::memcpy(grown.get(), m_segments[segment].get(), sizeof(PosEntry) * oldCount);
+        if (oldCount > 0)
+            std::memcpy(grown.get(), m_segments[segment].get(), sizeof(PosEntry) * oldCount);
         m_segments[segment] = std::move(grown);
     };
     const int target = (count - 1) >> kSegmentBits;
@@ -262,7 +281,8 @@ bool KrMarkup::x_TokenMatches(const TokenPos& token, const char* name) const
 {
     const int length = token.nLast - token.nFirst + 1;
     if (name == nullptr || length <= 0) return false;
-    if (std::strncmp(token.szDoc + token.nFirst, name, static_cast<size_t>(length)) != 0) return false;
+    if (std::strncmp(token.szDoc + token.nFirst, name, static_cast<size_t>(length)) != 0)
+        return false;
     const char next = name[length];
     return next == '\0' || next == ' ' || next == '=' || next == '/' || next == '[';
 }
@@ -270,7 +290,8 @@ bool KrMarkup::x_TokenMatches(const TokenPos& token, const char* name) const
 KrString KrMarkup::x_GetToken(const TokenPos& token) const
 {
     if (token.nLast < token.nFirst) return KrString();
-    return KrString(m_strDoc.substr(static_cast<size_t>(token.nFirst), static_cast<size_t>(token.nLast - token.nFirst + 1)));
+    return KrString(m_strDoc.substr(static_cast<size_t>(token.nFirst),
+                                    static_cast<size_t>(token.nLast - token.nFirst + 1)));
 }
 
 int KrMarkup::x_ParseNode(TokenPos& token)
@@ -423,7 +444,8 @@ int KrMarkup::x_ParseElem(int parent, int scanFrom)
                 const int length = endTag.nLast - endTag.nFirst + 1;
                 const char* name = d + open.nStartL + 1;
                 while (isSpace(*name)) ++name;
-                const bool same = length <= open.nReserved && std::memcmp(d + endTag.nFirst, name, length) == 0 &&
+                const bool same = length <= open.nReserved &&
+                                  std::memcmp(d + endTag.nFirst, name, length) == 0 &&
                                   (length == open.nReserved || name[length] == '[');
                 if (!same) failure = "End tag does not correspond to %s";
                 while (failure == nullptr && right == 0)
@@ -529,11 +551,20 @@ unsigned char KrMarkup::OutOfElem()
     return 1;
 }
 
-void KrMarkup::ResetPos() { x_SetPos(0, 0, 0); }
+void KrMarkup::ResetPos()
+{
+    x_SetPos(0, 0, 0);
+}
 
-void KrMarkup::ResetMainPos() { x_SetPos(m_iPosParent, 0, 0); }
+void KrMarkup::ResetMainPos()
+{
+    x_SetPos(m_iPosParent, 0, 0);
+}
 
-void KrMarkup::ResetChildPos() { x_SetPos(m_iPosParent, m_iPos, 0); }
+void KrMarkup::ResetChildPos()
+{
+    x_SetPos(m_iPosParent, m_iPos, 0);
+}
 
 unsigned char KrMarkup::SavePos(const char* name)
 {
@@ -565,9 +596,15 @@ KrString KrMarkup::x_GetTagName(int pos) const
     return x_FindToken(token) ? x_GetToken(token) : KrString();
 }
 
-KrString KrMarkup::GetTagName() const { return x_GetTagName(m_iPos); }
+KrString KrMarkup::GetTagName() const
+{
+    return x_GetTagName(m_iPos);
+}
 
-KrString KrMarkup::GetChildTagName() const { return x_GetTagName(m_iPosChild); }
+KrString KrMarkup::GetChildTagName() const
+{
+    return x_GetTagName(m_iPosChild);
+}
 
 // Walks the start tag's tokens (the tag name is token 0 when skipTagName is set). With an empty
 // name the next attribute name is the hit; otherwise the hit is the quoted value two tokens
@@ -614,7 +651,10 @@ KrString KrMarkup::GetAttrib(const char* name) const
     return m_nNodeType == 1 ? x_GetAttrib(m_iPos, name) : KrString();
 }
 
-KrString KrMarkup::GetChildAttrib(const char* name) const { return x_GetAttrib(m_iPosChild, name); }
+KrString KrMarkup::GetChildAttrib(const char* name) const
+{
+    return x_GetAttrib(m_iPosChild, name);
+}
 
 KrString KrMarkup::GetAttribName(int n) const
 {
@@ -640,14 +680,21 @@ KrString KrMarkup::x_GetData(int pos) const
     {
         const size_t close = m_strDoc.find("]]>", static_cast<size_t>(start + 9));
         if (close != std::string::npos && static_cast<int>(close) + 3 <= e.nEndL)
-            return KrString(m_strDoc.substr(static_cast<size_t>(start + 9), close - static_cast<size_t>(start + 9)));
+            return KrString(m_strDoc.substr(static_cast<size_t>(start + 9),
+                                            close - static_cast<size_t>(start + 9)));
     }
     return x_TextFromDoc(e.nStartR + 1, e.nEndL - 1);
 }
 
-KrString KrMarkup::GetData() const { return x_GetData(m_iPos); }
+KrString KrMarkup::GetData() const
+{
+    return x_GetData(m_iPos);
+}
 
-KrString KrMarkup::GetChildData() const { return x_GetData(m_iPosChild); }
+KrString KrMarkup::GetChildData() const
+{
+    return x_GetData(m_iPosChild);
+}
 
 // The offset after the blanks that start at offset, when only blanks lie before the next '<'
 // or the end of the text; offset itself otherwise.
@@ -664,12 +711,19 @@ KrString KrMarkup::x_GetSubDoc(int pos) const
     if (pos == 0) return KrString();
     const PosEntry& e = x_Pos(pos);
     const int end = x_WhitespaceEnd(e.nEndR + 1);
-    return KrString(m_strDoc.substr(static_cast<size_t>(e.nStartL), static_cast<size_t>(end - e.nStartL)));
+    return KrString(
+        m_strDoc.substr(static_cast<size_t>(e.nStartL), static_cast<size_t>(end - e.nStartL)));
 }
 
-KrString KrMarkup::GetSubDoc() const { return x_GetSubDoc(m_iPos); }
+KrString KrMarkup::GetSubDoc() const
+{
+    return x_GetSubDoc(m_iPos);
+}
 
-KrString KrMarkup::GetChildSubDoc() const { return x_GetSubDoc(m_iPosChild); }
+KrString KrMarkup::GetChildSubDoc() const
+{
+    return x_GetSubDoc(m_iPosChild);
+}
 
 // ---- escaping ------------------------------------------------------------------------------
 
@@ -683,12 +737,24 @@ KrString KrMarkup::x_TextToDoc(const char* text, bool attribute)
     {
         switch (*p)
         {
-            case '<': out += "&lt;"; break;
-            case '&': out += "&amp;"; break;
-            case '>': out += "&gt;"; break;
-            case '\'': attribute ? out += "&apos;" : out += '\''; break;
-            case '"': attribute ? out += "&quot;" : out += '"'; break;
-            default: out += *p; break;
+            case '<':
+                out += "&lt;";
+                break;
+            case '&':
+                out += "&amp;";
+                break;
+            case '>':
+                out += "&gt;";
+                break;
+            case '\'':
+                attribute ? out += "&apos;" : out += '\'';
+                break;
+            case '"':
+                attribute ? out += "&quot;" : out += '"';
+                break;
+            default:
+                out += *p;
+                break;
         }
     }
     return out;
@@ -706,7 +772,8 @@ KrString KrMarkup::x_TextFromDoc(int first, int last) const
         const char* name;
         int length;
         char value;
-    } kNames[] = {{"lt;", 3, '<'}, {"amp;", 4, '&'}, {"gt;", 3, '>'}, {"apos;", 5, '\''}, {"quot;", 5, '"'}};
+    } kNames[] = {
+        {"lt;", 3, '<'}, {"amp;", 4, '&'}, {"gt;", 3, '>'}, {"apos;", 5, '\''}, {"quot;", 5, '"'}};
     int n = first;
     while (n <= last)
     {
@@ -746,7 +813,8 @@ KrString KrMarkup::x_TextFromDoc(int first, int last) const
         bool named = false;
         for (const auto& entity : kNames)
         {
-            if (at + entity.length <= last && std::memcmp(d + at + 1, entity.name, static_cast<size_t>(entity.length)) == 0)
+            if (at + entity.length <= last &&
+                std::memcmp(d + at + 1, entity.name, static_cast<size_t>(entity.length)) == 0)
             {
                 bytes += entity.value;
                 n = at + 1 + entity.length;
@@ -763,14 +831,16 @@ KrString KrMarkup::x_TextFromDoc(int first, int last) const
 
 void KrMarkup::x_DocChange(int offset, int length, const KrString& text)
 {
-    static_cast<std::string&>(m_strDoc).replace(static_cast<size_t>(offset), static_cast<size_t>(length), text);
+    static_cast<std::string&>(m_strDoc).replace(static_cast<size_t>(offset),
+                                                static_cast<size_t>(length), text);
 }
 
 // Adds shift to every offset at or past threshold, visiting the elements from pos on in
 // document order (pos and its subtree skipped when afterOnly) and every ancestor on the way up.
 void KrMarkup::x_Adjust(int pos, int threshold, int shift, bool afterOnly)
 {
-    auto move = [&](int i) {
+    auto move = [&](int i)
+    {
         PosEntry& e = x_Pos(i);
         if (e.nStartL >= threshold) e.nStartL += shift;
         if (e.nStartR >= threshold) e.nStartR += shift;
@@ -814,7 +884,9 @@ void KrMarkup::x_Adjust(int pos, int threshold, int shift, bool afterOnly)
 int KrMarkup::x_PrevSibling(int pos) const
 {
     int previous = 0;
-    for (int i = x_Pos(x_Pos(pos).iParent).iFirstChild; i != 0 && i != pos; i = x_Pos(i).iNextSibling) previous = i;
+    for (int i = x_Pos(x_Pos(pos).iParent).iFirstChild; i != 0 && i != pos;
+         i = x_Pos(i).iNextSibling)
+        previous = i;
     return previous;
 }
 
@@ -871,7 +943,8 @@ bool KrMarkup::x_AddRoot(const KrString& text)
 
 // Splices elementText (one element and its trailing blanks) in under the cursor's parent and
 // indexes it: a single new element, or the entries of fragment's root subtree.
-bool KrMarkup::x_PlaceNew(const KrString& elementText, bool insert, bool child, const KrMarkup* fragment)
+bool KrMarkup::x_PlaceNew(const KrString& elementText, bool insert, bool child,
+                          const KrMarkup* fragment)
 {
     int parent;
     int current;
@@ -927,7 +1000,8 @@ bool KrMarkup::x_PlaceNew(const KrString& elementText, bool insert, bool child, 
     }
 
     x_DocChange(offset, replaced, splice);
-    x_Adjust(previous != 0 ? previous : parent, offset + replaced, splice.GetLength() - replaced, previous != 0);
+    x_Adjust(previous != 0 ? previous : parent, offset + replaced, splice.GetLength() - replaced,
+             previous != 0);
     if (parentEmpty)
     {
         x_Pos(parent).nStartR = offset + lead - 3;
@@ -966,8 +1040,14 @@ bool KrMarkup::x_PlaceNew(const KrString& elementText, bool insert, bool child, 
         {
             const PosEntry& from = fragment->x_Pos(i);
             PosEntry& to = x_Pos(x_GetFreePos());
-            to = PosEntry{from.nStartL + shift, from.nStartR + shift, from.nEndL + shift, from.nEndR + shift, 0,
-                          remap(from.iParent), remap(from.iFirstChild), remap(from.iNextSibling)};
+            to = PosEntry{from.nStartL + shift,
+                          from.nStartR + shift,
+                          from.nEndL + shift,
+                          from.nEndR + shift,
+                          0,
+                          remap(from.iParent),
+                          remap(from.iFirstChild),
+                          remap(from.iNextSibling)};
         }
         added = root + base;
     }
@@ -1010,17 +1090,42 @@ bool KrMarkup::x_AddSubDoc(const char* text, bool insert, bool child)
     if (m_nPosAllocated == 0) return false;
     KrMarkup fragment(text);
     if (!fragment.IsWellFormed()) return false;
-    return x_PlaceNew(fragment.x_GetSubDoc(fragment.x_Pos(0).iFirstChild), insert, child, &fragment);
+    return x_PlaceNew(fragment.x_GetSubDoc(fragment.x_Pos(0).iFirstChild), insert, child,
+                      &fragment);
 }
 
-unsigned char KrMarkup::AddElem(const char* name, const char* data) { return x_AddElem(name, data, false, false); }
-unsigned char KrMarkup::InsertElem(const char* name, const char* data) { return x_AddElem(name, data, true, false); }
-unsigned char KrMarkup::AddChildElem(const char* name, const char* data) { return x_AddElem(name, data, false, true); }
-unsigned char KrMarkup::InsertChildElem(const char* name, const char* data) { return x_AddElem(name, data, true, true); }
-unsigned char KrMarkup::AddSubDoc(const char* text) { return x_AddSubDoc(text, false, false); }
-unsigned char KrMarkup::InsertSubDoc(const char* text) { return x_AddSubDoc(text, true, false); }
-unsigned char KrMarkup::AddChildSubDoc(const char* text) { return x_AddSubDoc(text, false, true); }
-unsigned char KrMarkup::InsertChildSubDoc(const char* text) { return x_AddSubDoc(text, true, true); }
+unsigned char KrMarkup::AddElem(const char* name, const char* data)
+{
+    return x_AddElem(name, data, false, false);
+}
+unsigned char KrMarkup::InsertElem(const char* name, const char* data)
+{
+    return x_AddElem(name, data, true, false);
+}
+unsigned char KrMarkup::AddChildElem(const char* name, const char* data)
+{
+    return x_AddElem(name, data, false, true);
+}
+unsigned char KrMarkup::InsertChildElem(const char* name, const char* data)
+{
+    return x_AddElem(name, data, true, true);
+}
+unsigned char KrMarkup::AddSubDoc(const char* text)
+{
+    return x_AddSubDoc(text, false, false);
+}
+unsigned char KrMarkup::InsertSubDoc(const char* text)
+{
+    return x_AddSubDoc(text, true, false);
+}
+unsigned char KrMarkup::AddChildSubDoc(const char* text)
+{
+    return x_AddSubDoc(text, false, true);
+}
+unsigned char KrMarkup::InsertChildSubDoc(const char* text)
+{
+    return x_AddSubDoc(text, true, true);
+}
 
 bool KrMarkup::x_SetAttrib(int pos, const char* name, const char* value)
 {
@@ -1101,14 +1206,18 @@ bool KrMarkup::x_SetData(int pos, const char* text, int cdata)
     x_Adjust(pos, offset + replaced, splice.GetLength() - replaced, false);
     if (empty)
     {
-        const int open = splice.GetLength() - content.GetLength() - 2 - x_GetTagName(pos).GetLength();
+        const int open =
+            splice.GetLength() - content.GetLength() - 2 - x_GetTagName(pos).GetLength();
         x_Pos(pos).nStartR = offset + open - 1;
         x_Pos(pos).nEndL = offset + open + content.GetLength();
     }
     return true;
 }
 
-unsigned char KrMarkup::SetData(const char* data, int cdata) { return x_SetData(m_iPos, data, cdata) ? 1 : 0; }
+unsigned char KrMarkup::SetData(const char* data, int cdata)
+{
+    return x_SetData(m_iPos, data, cdata) ? 1 : 0;
+}
 
 unsigned char KrMarkup::SetChildData(const char* data, int cdata)
 {

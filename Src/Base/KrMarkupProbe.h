@@ -34,10 +34,12 @@ public:
             const std::string where = index.Describe(i);
             const PosEntry& a = index.x_Pos(i);
             const PosEntry& b = fresh.x_Pos(j);
-            if (a.nStartL != b.nStartL || a.nStartR != b.nStartR || a.nEndL != b.nEndL || a.nEndR != b.nEndR)
+            if (a.nStartL != b.nStartL || a.nStartR != b.nStartR || a.nEndL != b.nEndL ||
+                a.nEndR != b.nEndR)
                 return "offsets differ at " + where + " vs " + fresh.Describe(j);
             if (a.nReserved != 0) return "removed element still linked: " + where;
-            if (a.iFirstChild != 0 && index.x_Pos(a.iFirstChild).iParent != i) return "bad parent link under " + where;
+            if (a.iFirstChild != 0 && index.x_Pos(a.iFirstChild).iParent != i)
+                return "bad parent link under " + where;
             if (index.Attributes(i) != fresh.Attributes(j)) return "attributes differ at " + where;
             if ((a.iFirstChild == 0) != (b.iFirstChild == 0)) return "children differ at " + where;
             if (a.iFirstChild != 0)
@@ -48,12 +50,14 @@ public:
             }
             while (i != 0 && index.x_Pos(i).iNextSibling == 0)
             {
-                if (fresh.x_Pos(j).iNextSibling != 0) return "fresh parse has more siblings after " + where;
+                if (fresh.x_Pos(j).iNextSibling != 0)
+                    return "fresh parse has more siblings after " + where;
                 i = index.x_Pos(i).iParent;
                 j = fresh.x_Pos(j).iParent;
             }
             if (i == 0) break;
-            if (fresh.x_Pos(j).iNextSibling == 0) return "index has more siblings after " + index.Describe(i);
+            if (fresh.x_Pos(j).iNextSibling == 0)
+                return "index has more siblings after " + index.Describe(i);
             if (index.x_Pos(index.x_Pos(i).iNextSibling).iParent != index.x_Pos(i).iParent)
                 return "bad sibling link after " + index.Describe(i);
             i = index.x_Pos(i).iNextSibling;
@@ -66,8 +70,9 @@ private:
     std::string Describe(int pos) const
     {
         const PosEntry& e = x_Pos(pos);
-        return "<" + std::string(x_GetTagName(pos)) + "> #" + std::to_string(pos) + " [" + std::to_string(e.nStartL) +
-               "," + std::to_string(e.nStartR) + "," + std::to_string(e.nEndL) + "," + std::to_string(e.nEndR) + "]";
+        return "<" + std::string(x_GetTagName(pos)) + "> #" + std::to_string(pos) + " [" +
+               std::to_string(e.nStartL) + "," + std::to_string(e.nStartR) + "," +
+               std::to_string(e.nEndL) + "," + std::to_string(e.nEndR) + "]";
     }
 
     // Tag name, then name=value of each attribute, as the readers see them.

@@ -90,8 +90,14 @@ public:
     unsigned char AddAttrib(const char* name, int value) { return SetAttrib(name, value); }
     unsigned char SetChildAttrib(const char* name, const char* value);
     unsigned char SetChildAttrib(const char* name, int value);
-    unsigned char AddChildAttrib(const char* name, const char* value) { return SetChildAttrib(name, value); }
-    unsigned char AddChildAttrib(const char* name, int value) { return SetChildAttrib(name, value); }
+    unsigned char AddChildAttrib(const char* name, const char* value)
+    {
+        return SetChildAttrib(name, value);
+    }
+    unsigned char AddChildAttrib(const char* name, int value)
+    {
+        return SetChildAttrib(name, value);
+    }
     // A CDATA section when cdata is non-zero and the text holds no "]]>", else escaped text.
     // Fails for an element that has child elements.
     unsigned char SetData(const char* data, int cdata = 0);
@@ -105,10 +111,10 @@ protected:
     // One element: offsets into the text and links by index. Eight 32-bit fields, 32 bytes.
     struct PosEntry
     {
-        int nStartL;  // '<' of the start tag
-        int nStartR;  // '>' of the start tag
-        int nEndL;    // '<' of the end tag; the '/' of "<a/>"
-        int nEndR;    // '>' of the end tag; nStartR for "<a/>"
+        int nStartL;    // '<' of the start tag
+        int nStartR;    // '>' of the start tag
+        int nEndL;      // '<' of the end tag; the '/' of "<a/>"
+        int nEndR;      // '>' of the end tag; nStartR for "<a/>"
         int nReserved;  // 0; 1 once the element was removed
         int iParent;
         int iFirstChild;
@@ -133,7 +139,10 @@ protected:
     static constexpr int kSegmentSize = 1 << kSegmentBits;
 
     PosEntry& x_Pos(int i) { return m_segments[i >> kSegmentBits][i & (kSegmentSize - 1)]; }
-    const PosEntry& x_Pos(int i) const { return m_segments[i >> kSegmentBits][i & (kSegmentSize - 1)]; }
+    const PosEntry& x_Pos(int i) const
+    {
+        return m_segments[i >> kSegmentBits][i & (kSegmentSize - 1)];
+    }
     bool x_ParseDoc();
     int x_ParseElem(int parent, int scanFrom);
     static int x_ParseNode(TokenPos& token);
