@@ -29,8 +29,8 @@ class KRN_API KrMarkup
 {
 public:
     KrMarkup();
-    KrMarkup(const char* text);  // as SetDoc(text)
-    KrMarkup(const KrMarkup& other);
+    KrMarkup(const char* text);       // as SetDoc(text)
+    KrMarkup(const KrMarkup& other);  // copies text, index, cursor and named positions
     KrMarkup& operator=(const KrMarkup& other);
     virtual ~KrMarkup();
 
@@ -56,6 +56,8 @@ public:
     void ResetPos();
     void ResetMainPos();
     void ResetChildPos();
+    // Named cursor states; SetDoc and Load forget them, and one whose element was removed
+    // since cannot be restored.
     unsigned char SavePos(const char* name);
     unsigned char RestorePos(const char* name);
 
@@ -104,6 +106,8 @@ public:
     unsigned char SetChildData(const char* data, int cdata = 0);
 
     // The previous sibling becomes current, so the next FindElem returns the one that followed.
+    // Removing the root reads the rest of the text again, resetting the cursor: what followed
+    // the old root may now be the document.
     unsigned char RemoveElem();
     unsigned char RemoveChildElem();
 
