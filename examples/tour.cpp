@@ -138,6 +138,31 @@ void tourStreams()
     std::printf("one more load past the end: status %d, IsEOF %d\n", in.GetStatus(), in.IsEOF());
     in.Close();
     std::remove(path);
+void tourMarkup()
+{
+    section("XML markup");
+    KrMarkup writer;
+    writer.AddElem("layers");
+    writer.SetAttrib("version", 20070522);
+    writer.AddChildElem("layer", "Roads & tracks");
+    writer.SetChildAttrib("visible", "yes");
+    writer.AddChildElem("layer", "Rivers");
+    writer.SetChildAttrib("visible", "no");
+    const std::string path = (std::filesystem::temp_directory_path() / "zobase-tour.xml").string();
+    writer.Save(path.c_str());
+    std::printf("saved %s (%s)\n", path.c_str(), writer.GetError().Cstr());
+
+    KrMarkup reader;
+    reader.Load(path.c_str());
+    std::remove(path.c_str());
+    reader.FindElem("layers");
+    std::printf("loaded <%s> version %s, well formed: %s\n", reader.GetTagName().Cstr(),
+                reader.GetAttrib("version").Cstr(), reader.IsWellFormed() ? "yes" : "no");
+    while (reader.FindChildElem("layer"))
+        std::printf("  layer \"%s\" visible=%s\n", reader.GetChildData().Cstr(),
+                    reader.GetChildAttrib("visible").Cstr());
+    KrMarkup broken("<a><b></a>");
+    std::printf("parsing <a><b></a>: %s\n", broken.GetError().Cstr());
 }
 
 }  // namespace
@@ -149,6 +174,7 @@ int main()
     tourString();
     tourContainers();
     tourStreams();
+    tourMarkup();
     std::printf("\ntour complete\n");
     return 0;
 }

@@ -13,3 +13,4 @@
 #include "Base/KrMemoryStream.h"
 #include "Base/KrFileStream.h"
 #include "Base/KrFileStdio.h"
+#include "Base/KrMarkup.h"

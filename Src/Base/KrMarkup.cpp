@@ -1,0 +1,1271 @@
+// KrMarkup: the text is the only copy of the content; the index holds offsets into it.
+#include "Base/KrMarkup.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace KRN
+{
+
+namespace
+{
+
+struct CharClass
+{
+    bool space[256] = {};
+    bool delimiter[256] = {};
+    CharClass()
+    {
+        for (unsigned char c : std::string(" \t\n\r")) space[c] = delimiter[c] = true;
+        for (unsigned char c : std::string("<>=\\/?!")) delimiter[c] = true;
+    }
+};
+const CharClass kClass;
+
+inline bool isSpace(char c)
+{
+    return kClass.space[static_cast<unsigned char>(c)];
+}
+inline bool isDelimiter(char c)
+{
+    return kClass.delimiter[static_cast<unsigned char>(c)];
+}
+
+// The offset of the first c in [from, end), or -1. Tags sit close together, so a few bytes are
+// looked at directly before handing a longer stretch to memchr.
+inline int findChar(const char* d, int from, int end, char c)
+{
+    const int near = std::min(end, from + 16);
+    for (int n = from; n < near; ++n)
+        if (d[n] == c) return n;
+    if (near >= end) return -1;
+    const void* found = std::memchr(d + near, c, static_cast<size_t>(end - near));
+    return found != nullptr ? static_cast<int>(static_cast<const char*>(found) - d) : -1;
+}
+
+// A name we write must read back as one token: no blanks, delimiters or quotes.
+bool isWritableName(const char* name)
+{
+    if (name == nullptr || *name == '\0') return false;
+    for (const char* p = name; *p != '\0'; ++p)
+        if (isDelimiter(*p) || *p == '"' || *p == '\'') return false;
+    return true;
+}
+
+// Keeps every byte, embedded zeros included (KrString's own copy stops at the first zero).
+void assignBytes(KrString& target, const std::string& source)
+{
+    static_cast<std::string&>(target) = source;
+}
+
+void appendUtf8(std::string& out, long n)
+{
+    if (n < 128)
+    {
+        out += static_cast<char>(n);
+    }
+    else if (n < 2048)
+    {
+        out += static_cast<char>(0xC0 | ((n >> 6) & 0x1F));
+        out += static_cast<char>(0x80 | (n & 0x3F));
+    }
+    else  // above 0xFFFF the value is truncated to three bytes: stored documents depend on it
+    {
+        out += static_cast<char>(0xE0 | ((n >> 12) & 0x0F));
+        out += static_cast<char>(0x80 | ((n >> 6) & 0x3F));
+        out += static_cast<char>(0x80 | (n & 0x3F));
+    }
+}
+
+struct FileCloser
+{
+    void operator()(FILE* file) const { std::fclose(file); }
+};
+using FileHandle = std::unique_ptr<FILE, FileCloser>;
+
+const char kCannotOpen[] = "Cannot open file .\n";
+const char kCannotWrite[] = "Cannot write file .\n";
+
+}  // namespace
+
+// ---- construction --------------------------------------------------------------------------
+
+KrMarkup::KrMarkup()
+{
+    SetDoc(nullptr);
+}
+
+KrMarkup::KrMarkup(const char* text)
+{
+    SetDoc(text);
+}
+
+KrMarkup::KrMarkup(const KrMarkup& other)
+{
+    *this = other;
+}
+
+KrMarkup& KrMarkup::operator=(const KrMarkup& other)
+{
+    if (this == &other) return *this;
+    assignBytes(m_strDoc, other.m_strDoc);
+    m_strError = other.m_strError;
+    m_iPosParent = other.m_iPosParent;
+    m_iPos = other.m_iPos;
+    m_iPosChild = other.m_iPosChild;
+    m_iPosFree = other.m_iPosFree;
+    m_nNodeType = other.m_nNodeType;
+    m_mapSavedPos = other.m_mapSavedPos;
+    m_segments.clear();
+    m_segments.reserve(other.m_segments.capacity());
+    for (size_t s = 0; s < other.m_segments.size(); ++s)
+    {
+        const int count =
+            std::min(kSegmentSize, other.m_nPosAllocated - static_cast<int>(s) * kSegmentSize);
+        m_segments.emplace_back(new PosEntry[count]);
+        std::memcpy(m_segments.back().get(), other.m_segments[s].get(), sizeof(PosEntry) * count);
+    }
+    m_nPosAllocated = other.m_nPosAllocated;
+    return *this;
+}
+
+KrMarkup::~KrMarkup() = default;
+
+// ---- whole document and files --------------------------------------------------------------
+
+unsigned char KrMarkup::SetDoc(const char* text)
+{
+    m_strDoc = text;
+    m_strError.Empty();
+    return x_ParseDoc() ? 1 : 0;
+}
+
+unsigned char KrMarkup::IsWellFormed() const
+{
+    return m_nPosAllocated > 0 && x_Pos(0).iFirstChild != 0 ? 1 : 0;
+}
+
+unsigned char KrMarkup::Load(const char* path)
+{
+    FileHandle file(path != nullptr ? std::fopen(path, "rb") : nullptr);
+    long size = -1;
+    if (file && std::fseek(file.get(), 0, SEEK_END) == 0) size = std::ftell(file.get());
+    if (!file || size < 0 || size >= INT_MAX || std::fseek(file.get(), 0, SEEK_SET) != 0)
+    {
+        m_strError = kCannotOpen;
+        return 0;
+    }
+    std::string bytes(static_cast<size_t>(size), '\0');
+    bytes.resize(std::fread(&bytes[0], 1, bytes.size(), file.get()));
+    assignBytes(m_strDoc, bytes);
+    m_strError.Format("%d bytes", static_cast<int>(size));
+    return x_ParseDoc() ? 1 : 0;
+}
+
+unsigned char KrMarkup::Save(const char* path)
+{
+    FILE* raw = path != nullptr ? std::fopen(path, "wb") : nullptr;
+    if (raw == nullptr)
+    {
+        m_strError = kCannotOpen;
+        return 0;
+    }
+    if (m_strDoc.empty()) return std::fclose(raw) == 0 ? 1 : 0;
+    const size_t written = std::fwrite(m_strDoc.data(), 1, m_strDoc.size(), raw);
+    const bool closed = std::fclose(raw) == 0;
+    if (written != m_strDoc.size() || !closed)
+    {
+        m_strError = kCannotWrite;
+        return 0;
+    }
+    m_strError.Format("%d bytes", m_strDoc.GetLength());
+    return 1;
+}
+
+// ---- the element index ---------------------------------------------------------------------
+
+// Grows by at most one new segment per call; only the partly filled last segment is ever
+// reallocated, so a full segment never moves.
+void KrMarkup::x_AllocPosArray(int count)
+{
+    if (count <= 0) count = m_iPosFree + m_iPosFree / 2;
+    count = std::max(count, m_iPosFree + 1);
+    if (count <= m_nPosAllocated) return;
+    const int firstMissing = static_cast<int>(
+        (static_cast<long long>(m_nPosAllocated) + kSegmentSize - 1) >> kSegmentBits);
+    const long long cap = (static_cast<long long>(firstMissing) + 1) << kSegmentBits;
+    count = static_cast<int>(std::min<long long>(count, std::min<long long>(cap, INT_MAX)));
+
+    auto resizeSegment = [this](int segment, int oldCount, int newCount)
+    {
+        std::unique_ptr<PosEntry[]> grown(new PosEntry[newCount]);
+        if (oldCount > 0)
+            std::memcpy(grown.get(), m_segments[segment].get(), sizeof(PosEntry) * oldCount);
+        m_segments[segment] = std::move(grown);
+    };
+    const int target = (count - 1) >> kSegmentBits;
+    if (static_cast<int>(m_segments.capacity()) < target + 1) m_segments.reserve(2 * target + 4);
+    const int partialCount = m_nPosAllocated & (kSegmentSize - 1);
+    const int partial = partialCount != 0 ? m_nPosAllocated >> kSegmentBits : -1;
+    if (partial >= 0 && target > partial) resizeSegment(partial, partialCount, kSegmentSize);
+    const int wanted = count - (target << kSegmentBits);
+    if (target == partial)
+    {
+        resizeSegment(target, partialCount, wanted);
+    }
+    else
+    {
+        m_segments.resize(target + 1);
+        m_segments[target].reset(new PosEntry[wanted]);
+    }
+    m_nPosAllocated = count;
+}
+
+int KrMarkup::x_GetFreePos()
+{
+    if (m_iPosFree >= m_nPosAllocated) x_AllocPosArray(0);
+    return m_iPosFree++;
+}
+
+void KrMarkup::x_SetPos(int parent, int main, int child)
+{
+    m_iPosParent = parent;
+    m_iPos = main;
+    m_iPosChild = child;
+    m_nNodeType = main != 0 ? 1 : 0;
+}
+
+bool KrMarkup::x_IsLive(int pos) const
+{
+    return pos == 0 || (pos > 0 && pos < m_iPosFree && x_Pos(pos).nReserved == 0);
+}
+
+// ---- tokens and nodes ----------------------------------------------------------------------
+
+bool KrMarkup::x_FindToken(TokenPos& token)
+{
+    const char* d = token.szDoc;
+    int n = token.nNext;
+    token.bQuoted = false;
+    while (isSpace(d[n])) ++n;
+    token.nFirst = n;
+    if (d[n] == '\0')
+    {
+        token.nLast = n - 1;
+        token.nNext = n;
+        return false;
+    }
+    const char quote = d[n];
+    if (quote == '"' || quote == '\'')
+    {
+        token.bQuoted = true;
+        token.nFirst = ++n;
+        while (d[n] != '\0' && d[n] != quote) ++n;
+        token.nLast = n - 1;
+        token.nNext = d[n] != '\0' ? n + 1 : n;
+        return true;
+    }
+    while (d[n] != '\0' && !isDelimiter(d[n])) ++n;
+    if (n == token.nFirst) ++n;  // a delimiter is a token of its own
+    token.nLast = n - 1;
+    token.nNext = n;
+    return true;
+}
+
+// The token matches when it equals the start of name and name ends there or goes on with one of
+// " =/[" (so "item[2]" and "item/x" match the token "item").
+bool KrMarkup::x_TokenMatches(const TokenPos& token, const char* name) const
+{
+    const int length = token.nLast - token.nFirst + 1;
+    if (name == nullptr || length <= 0) return false;
+    if (std::strncmp(token.szDoc + token.nFirst, name, static_cast<size_t>(length)) != 0)
+        return false;
+    const char next = name[length];
+    return next == '\0' || next == ' ' || next == '=' || next == '/' || next == '[';
+}
+
+KrString KrMarkup::x_GetToken(const TokenPos& token) const
+{
+    if (token.nLast < token.nFirst) return KrString();
+    return KrString(m_strDoc.substr(static_cast<size_t>(token.nFirst),
+                                    static_cast<size_t>(token.nLast - token.nFirst + 1)));
+}
+
+int KrMarkup::x_ParseNode(TokenPos& token)
+{
+    const char* d = token.szDoc;
+    const int n = token.nNext;
+    if (d[n] == '\0') return 0;
+    if (d[n] != '<')
+    {
+        int m = n;
+        while (isSpace(d[m])) ++m;
+        const bool blank = d[m] == '\0' || d[m] == '<';
+        while (d[m] != '\0' && d[m] != '<') ++m;
+        token.nNext = m;
+        return blank ? 4 : 2;
+    }
+    if (d[n + 1] == '\0' || d[n + 2] == '\0') return 0;
+    const char first = d[n + 1];
+    const char second = d[n + 2];
+    const char* terminator = nullptr;
+    int kind = 0;
+    if (first == '?')
+        terminator = "?>", kind = 16;
+    else if (first == '!' && second == '[')
+        terminator = "]]>", kind = 8;
+    else if (first == '!' && second == '-')
+        terminator = "-->", kind = 32;
+    else if (first == '/')
+        return 0;
+    else if (first != '!')
+    {
+        token.nNext = n + 1;  // resume inside the tag: a caller skipping nodes moves on
+        return 1;
+    }
+    if (terminator != nullptr)
+    {
+        const char* found = std::strstr(d + n + 2, terminator);
+        if (found == nullptr) return 0;
+        token.nNext = static_cast<int>(found - d) + static_cast<int>(std::strlen(terminator));
+        return kind;
+    }
+    // A declaration: tokens up to an unquoted '>' outside any [ ] section.
+    TokenPos scan;
+    scan.szDoc = d;
+    scan.nNext = n + 2;
+    int depth = 0;
+    while (x_FindToken(scan))
+    {
+        if (scan.bQuoted) continue;
+        if (d[scan.nFirst] == '>' && depth == 0)
+        {
+            token.nNext = scan.nNext;
+            return 64;
+        }
+        for (int i = scan.nFirst; i <= scan.nLast; ++i)
+            depth += d[i] == '[' ? 1 : d[i] == ']' ? -1 : 0;
+    }
+    return 0;
+}
+
+// ---- parsing -------------------------------------------------------------------------------
+
+bool KrMarkup::x_ParseDoc()
+{
+    const KrString kept = m_strError;
+    x_SetPos(0, 0, 0);
+    m_mapSavedPos.clear();
+    m_iPosFree = 1;
+    x_AllocPosArray(m_strDoc.GetLength() / 64 + 8);
+    m_strError.Empty();
+    x_Pos(0) = PosEntry{};
+    bool parsed = false;
+    if (!m_strDoc.empty())
+    {
+        const int root = x_ParseElem(0, 0);
+        if (root > 0)
+        {
+            x_Pos(0).iFirstChild = root;
+            parsed = true;
+        }
+    }
+    if (!parsed)
+    {
+        x_Pos(0) = PosEntry{};
+        m_iPosFree = 1;
+    }
+    x_SetPos(0, 0, 0);
+    if (m_strError.IsEmpty())
+        m_strError = kept;
+    else if (!kept.IsEmpty())
+        m_strError = kept + ", " + m_strError;
+    return parsed;
+}
+
+int KrMarkup::x_ParseError(const char* format, const KrString& argument)
+{
+    m_strError.Format(format, argument.Cstr());
+    return -1;
+}
+
+// Parses the first element found from scanFrom on, with its whole subtree, and returns its
+// index (0 when an end tag comes first, -1 on error with the message in m_strError). The open
+// elements are kept in the index itself (parent links), not on the call stack, so nesting depth
+// is bounded by memory only.
+int KrMarkup::x_ParseElem(int parent, int scanFrom)
+{
+    const char* d = m_strDoc.c_str();
+    const int end = static_cast<int>(std::strlen(d));
+    int scan = scanFrom;
+    int current = parent;  // the element whose content is being read
+    int previous = 0;      // its last completed child
+    TokenPos token;
+    token.szDoc = d;
+    for (;;)
+    {
+        const int left = findChar(d, scan, end, '<');
+        if (left < 0) return x_ParseError("Element tag not found", KrString());
+        token.nNext = left + 1;
+        if (!x_FindToken(token)) return x_ParseError("Abrupt end within tag", KrString());
+        if (token.bQuoted) return x_ParseError("Tag starts with quote", KrString());
+        const char first = d[token.nFirst];
+        if (first == '?' || first == '!')
+        {
+            TokenPos node;
+            node.szDoc = d;
+            node.nNext = left;
+            if (x_ParseNode(node) == 0) return x_ParseError("Invalid node", KrString());
+            scan = node.nNext;
+            continue;
+        }
+        if (first == '/')
+        {
+            if (current == parent) return 0;
+            x_Pos(current).nEndL = left;
+            int right = 0;
+            const char* failure = nullptr;
+            TokenPos endTag;
+            endTag.szDoc = d;
+            endTag.nNext = left + 1;
+            if (!x_FindToken(endTag))
+                failure = "End tag not completed for element %s";
+            else if (endTag.bQuoted || d[endTag.nFirst] != '/')
+                failure = "Expecting end tag of element %s";
+            else if (!x_FindToken(endTag))
+                failure = "End tag not completed for element %s";
+            else
+            {
+                // While an element is open its reserved field holds its name length.
+                const PosEntry& open = x_Pos(current);
+                const int length = endTag.nLast - endTag.nFirst + 1;
+                const char* name = d + open.nStartL + 1;
+                while (isSpace(*name)) ++name;
+                const bool same = length <= open.nReserved &&
+                                  std::memcmp(d + endTag.nFirst, name, length) == 0 &&
+                                  (length == open.nReserved || name[length] == '[');
+                if (!same) failure = "End tag does not correspond to %s";
+                while (failure == nullptr && right == 0)
+                {
+                    if (!x_FindToken(endTag))
+                        failure = "End tag not completed for element %s";
+                    else if (!endTag.bQuoted && d[endTag.nFirst] == '>')
+                        right = endTag.nFirst;
+                }
+            }
+            if (failure != nullptr) return x_ParseError(failure, x_GetTagName(current));
+            PosEntry& closed = x_Pos(current);
+            closed.nEndR = right;
+            closed.nReserved = 0;
+            if (closed.iParent == parent) return current;
+            previous = current;
+            current = closed.iParent;
+            scan = right + 1;
+            continue;
+        }
+        const int nameEnd = token.nNext;
+        const int right = findChar(d, nameEnd, end, '>');
+        if (right < 0) return x_ParseError("End of tag not found", KrString());
+        const bool empty = d[right - 1] == '/';
+        const int index = x_GetFreePos();
+        PosEntry& e = x_Pos(index);
+        e.nStartL = left;
+        e.nStartR = right;
+        e.nReserved = empty ? 0 : token.nLast - token.nFirst + 1;
+        e.iParent = current;
+        e.iFirstChild = 0;
+        e.iNextSibling = 0;
+        e.nEndL = empty ? right - 1 : right + 1;
+        e.nEndR = empty ? right : 0;
+        if (current != parent)
+        {
+            if (previous != 0)
+                x_Pos(previous).iNextSibling = index;
+            else
+                x_Pos(current).iFirstChild = index;
+        }
+        scan = right + 1;
+        if (empty)
+        {
+            if (current == parent) return index;
+            previous = index;
+        }
+        else
+        {
+            current = index;
+            previous = 0;
+        }
+    }
+}
+
+// ---- navigation ----------------------------------------------------------------------------
+
+int KrMarkup::x_FindElem(int parent, int after, const char* name) const
+{
+    int i = after != 0 ? x_Pos(after).iNextSibling : x_Pos(parent).iFirstChild;
+    const bool any = name == nullptr || *name == '\0';
+    TokenPos token;
+    token.szDoc = m_strDoc.c_str();
+    for (; i != 0; i = x_Pos(i).iNextSibling)
+    {
+        if (any) return i;
+        token.nNext = x_Pos(i).nStartL + 1;
+        if (x_FindToken(token) && x_TokenMatches(token, name)) return i;
+    }
+    return 0;
+}
+
+unsigned char KrMarkup::FindElem(const char* name)
+{
+    if (m_nPosAllocated == 0) return 0;
+    const int found = x_FindElem(m_iPosParent, m_iPos, name);
+    if (found == 0) return 0;
+    x_SetPos(x_Pos(found).iParent, found, 0);
+    return 1;
+}
+
+unsigned char KrMarkup::FindChildElem(const char* name)
+{
+    if (m_iPos == 0 && !FindElem(nullptr)) return 0;
+    const int found = x_FindElem(m_iPos, m_iPosChild, name);
+    if (found == 0) return 0;
+    const int main = x_Pos(found).iParent;
+    x_SetPos(x_Pos(main).iParent, main, found);
+    return 1;
+}
+
+unsigned char KrMarkup::IntoElem()
+{
+    if (m_iPos == 0 || m_nNodeType != 1) return 0;
+    x_SetPos(m_iPos, m_iPosChild, 0);
+    return 1;
+}
+
+unsigned char KrMarkup::OutOfElem()
+{
+    if (m_iPosParent == 0) return 0;
+    x_SetPos(x_Pos(m_iPosParent).iParent, m_iPosParent, m_iPos);
+    return 1;
+}
+
+void KrMarkup::ResetPos()
+{
+    x_SetPos(0, 0, 0);
+}
+
+void KrMarkup::ResetMainPos()
+{
+    x_SetPos(m_iPosParent, 0, 0);
+}
+
+void KrMarkup::ResetChildPos()
+{
+    x_SetPos(m_iPosParent, m_iPos, 0);
+}
+
+unsigned char KrMarkup::SavePos(const char* name)
+{
+    if (name == nullptr) return 0;
+    m_mapSavedPos[name] = SavedPos{m_iPosParent, m_iPos, m_iPosChild};
+    return 1;
+}
+
+unsigned char KrMarkup::RestorePos(const char* name)
+{
+    if (name == nullptr) return 0;
+    const auto found = m_mapSavedPos.find(name);
+    if (found == m_mapSavedPos.end()) return 0;
+    const SavedPos& saved = found->second;
+    // A saved element may have been removed since; its entry is stale.
+    if (!x_IsLive(saved.iParent) || !x_IsLive(saved.iMain) || !x_IsLive(saved.iChild)) return 0;
+    x_SetPos(saved.iParent, saved.iMain, saved.iChild);
+    return 1;
+}
+
+// ---- reading -------------------------------------------------------------------------------
+
+KrString KrMarkup::x_GetTagName(int pos) const
+{
+    if (pos == 0) return KrString();
+    TokenPos token;
+    token.szDoc = m_strDoc.c_str();
+    token.nNext = x_Pos(pos).nStartL + 1;
+    return x_FindToken(token) ? x_GetToken(token) : KrString();
+}
+
+KrString KrMarkup::GetTagName() const
+{
+    return x_GetTagName(m_iPos);
+}
+
+KrString KrMarkup::GetChildTagName() const
+{
+    return x_GetTagName(m_iPosChild);
+}
+
+// Walks the start tag's tokens (the tag name is token 0 when skipTagName is set). With an empty
+// name the next attribute name is the hit; otherwise the hit is the quoted value two tokens
+// after a matching name. Unquoted values are never found.
+bool KrMarkup::x_FindAttrib(TokenPos& token, const char* name, int skipTagName) const
+{
+    const char* d = token.szDoc;
+    const bool any = name == nullptr || *name == '\0';
+    int n = 0;
+    int matched = -1;
+    if (skipTagName != 0)
+    {
+        if (!x_FindToken(token)) return false;
+        n = 1;
+    }
+    for (; x_FindToken(token); ++n)
+    {
+        if (token.bQuoted)
+        {
+            if (matched >= 0 && n == matched + 2) return true;
+            continue;
+        }
+        const char c = d[token.nFirst];
+        if (c == '=') continue;
+        if (c == '>' || c == '/' || c == '?') return false;
+        if (any) return true;
+        if (x_TokenMatches(token, name)) matched = n;
+    }
+    return false;
+}
+
+KrString KrMarkup::x_GetAttrib(int pos, const char* name) const
+{
+    if (pos == 0 || name == nullptr || *name == '\0') return KrString();
+    TokenPos token;
+    token.szDoc = m_strDoc.c_str();
+    token.nNext = x_Pos(pos).nStartL + 1;
+    if (!x_FindAttrib(token, name, 1)) return KrString();
+    return x_TextFromDoc(token.nFirst, token.nLast);
+}
+
+KrString KrMarkup::GetAttrib(const char* name) const
+{
+    return m_nNodeType == 1 ? x_GetAttrib(m_iPos, name) : KrString();
+}
+
+KrString KrMarkup::GetChildAttrib(const char* name) const
+{
+    return x_GetAttrib(m_iPosChild, name);
+}
+
+KrString KrMarkup::GetAttribName(int n) const
+{
+    if (m_nNodeType != 1 || m_iPos == 0 || n < 0) return KrString();
+    TokenPos token;
+    token.szDoc = m_strDoc.c_str();
+    token.nNext = x_Pos(m_iPos).nStartL + 1;
+    for (int i = 0; i <= n; ++i)
+        if (!x_FindAttrib(token, nullptr, i == 0 ? 1 : 0)) return KrString();
+    return x_GetToken(token);
+}
+
+KrString KrMarkup::x_GetData(int pos) const
+{
+    if (pos == 0) return KrString();
+    const PosEntry& e = x_Pos(pos);
+    if (e.iFirstChild != 0 || e.nStartR == e.nEndL + 1) return KrString();
+    const char* d = m_strDoc.c_str();
+    int start = e.nStartR + 1;
+    while (start < e.nEndL && isSpace(d[start])) ++start;
+    static const char kOpen[] = "<![CDATA[";
+    if (e.nEndL - start > 11 && std::strncmp(d + start, kOpen, 9) == 0)
+    {
+        const size_t close = m_strDoc.find("]]>", static_cast<size_t>(start + 9));
+        if (close != std::string::npos && static_cast<int>(close) + 3 <= e.nEndL)
+            return KrString(m_strDoc.substr(static_cast<size_t>(start + 9),
+                                            close - static_cast<size_t>(start + 9)));
+    }
+    return x_TextFromDoc(e.nStartR + 1, e.nEndL - 1);
+}
+
+KrString KrMarkup::GetData() const
+{
+    return x_GetData(m_iPos);
+}
+
+KrString KrMarkup::GetChildData() const
+{
+    return x_GetData(m_iPosChild);
+}
+
+// The offset after the blanks that start at offset, when only blanks lie before the next '<'
+// or the end of the text; offset itself otherwise.
+int KrMarkup::x_WhitespaceEnd(int offset) const
+{
+    const char* d = m_strDoc.c_str();
+    int n = offset;
+    while (isSpace(d[n])) ++n;
+    return d[n] == '<' || d[n] == '\0' ? n : offset;
+}
+
+KrString KrMarkup::x_GetSubDoc(int pos) const
+{
+    if (pos == 0) return KrString();
+    const PosEntry& e = x_Pos(pos);
+    const int end = x_WhitespaceEnd(e.nEndR + 1);
+    return KrString(
+        m_strDoc.substr(static_cast<size_t>(e.nStartL), static_cast<size_t>(end - e.nStartL)));
+}
+
+KrString KrMarkup::GetSubDoc() const
+{
+    return x_GetSubDoc(m_iPos);
+}
+
+KrString KrMarkup::GetChildSubDoc() const
+{
+    return x_GetSubDoc(m_iPosChild);
+}
+
+// ---- escaping ------------------------------------------------------------------------------
+
+KrString KrMarkup::x_TextToDoc(const char* text, bool attribute)
+{
+    KrString out;
+    if (text == nullptr) return out;
+    const size_t length = std::strlen(text);
+    out.reserve(length + length / 5);
+    for (const char* p = text; *p != '\0'; ++p)
+    {
+        switch (*p)
+        {
+            case '<':
+                out += "&lt;";
+                break;
+            case '&':
+                out += "&amp;";
+                break;
+            case '>':
+                out += "&gt;";
+                break;
+            case '\'':
+                attribute ? out += "&apos;" : out += '\'';
+                break;
+            case '"':
+                attribute ? out += "&quot;" : out += '"';
+                break;
+            default:
+                out += *p;
+                break;
+        }
+    }
+    return out;
+}
+
+KrString KrMarkup::x_TextFromDoc(int first, int last) const
+{
+    KrString out;
+    if (last < first) return out;
+    std::string& bytes = out;
+    bytes.reserve(static_cast<size_t>(last - first + 1));
+    const char* d = m_strDoc.c_str();
+    static const struct
+    {
+        const char* name;
+        int length;
+        char value;
+    } kNames[] = {
+        {"lt;", 3, '<'}, {"amp;", 4, '&'}, {"gt;", 3, '>'}, {"apos;", 5, '\''}, {"quot;", 5, '"'}};
+    int n = first;
+    while (n <= last)
+    {
+        const void* amp = std::memchr(d + n, '&', static_cast<size_t>(last - n + 1));
+        if (amp == nullptr)
+        {
+            bytes.append(d + n, static_cast<size_t>(last - n + 1));
+            break;
+        }
+        const int at = static_cast<int>(static_cast<const char*>(amp) - d);
+        bytes.append(d + n, static_cast<size_t>(at - n));
+        n = at + 1;
+        if (at + 1 <= last && d[at + 1] == '#')
+        {
+            const bool hex = at + 2 <= last && d[at + 2] == 'x';
+            const int digits = at + (hex ? 3 : 2);
+            int semicolon = -1;
+            for (int i = digits; i < digits + 7 && i <= last; ++i)
+            {
+                if (d[i] == ';')
+                {
+                    semicolon = i;
+                    break;
+                }
+            }
+            if (semicolon < 0)
+            {
+                bytes += '&';
+                continue;
+            }
+            char number[8] = {};
+            std::memcpy(number, d + digits, static_cast<size_t>(semicolon - digits));
+            appendUtf8(bytes, std::strtol(number, nullptr, hex ? 16 : 10));
+            n = semicolon + 1;
+            continue;
+        }
+        bool named = false;
+        for (const auto& entity : kNames)
+        {
+            if (at + entity.length <= last &&
+                std::memcmp(d + at + 1, entity.name, static_cast<size_t>(entity.length)) == 0)
+            {
+                bytes += entity.value;
+                n = at + 1 + entity.length;
+                named = true;
+                break;
+            }
+        }
+        if (!named) bytes += '&';
+    }
+    return out;
+}
+
+// ---- editing -------------------------------------------------------------------------------
+
+void KrMarkup::x_DocChange(int offset, int length, const KrString& text)
+{
+    static_cast<std::string&>(m_strDoc).replace(static_cast<size_t>(offset),
+                                                static_cast<size_t>(length), text);
+}
+
+// Adds shift to every offset at or past threshold, visiting the elements from pos on in
+// document order (pos and its subtree skipped when afterOnly) and every ancestor on the way up.
+void KrMarkup::x_Adjust(int pos, int threshold, int shift, bool afterOnly)
+{
+    auto move = [&](int i)
+    {
+        PosEntry& e = x_Pos(i);
+        if (e.nStartL >= threshold) e.nStartL += shift;
+        if (e.nStartR >= threshold) e.nStartR += shift;
+        if (e.nEndL >= threshold) e.nEndL += shift;
+        if (e.nEndR >= threshold) e.nEndR += shift;
+    };
+    if (pos == 0)
+    {
+        pos = x_Pos(0).iFirstChild;
+        afterOnly = false;
+        if (pos == 0) return;
+    }
+    int i = pos;
+    int depth = 0;
+    bool descend = !afterOnly;
+    if (!afterOnly) move(i);
+    for (;;)
+    {
+        if (descend && x_Pos(i).iFirstChild != 0)
+        {
+            i = x_Pos(i).iFirstChild;
+            ++depth;
+            move(i);
+            continue;
+        }
+        descend = true;
+        while (x_Pos(i).iNextSibling == 0)
+        {
+            i = x_Pos(i).iParent;
+            if (i == 0) return;
+            if (depth > 0)
+                --depth;
+            else
+                move(i);
+        }
+        i = x_Pos(i).iNextSibling;
+        move(i);
+    }
+}
+
+int KrMarkup::x_PrevSibling(int pos) const
+{
+    int previous = 0;
+    for (int i = x_Pos(x_Pos(pos).iParent).iFirstChild; i != 0 && i != pos;
+         i = x_Pos(i).iNextSibling)
+        previous = i;
+    return previous;
+}
+
+void KrMarkup::x_MarkRemoved(int pos)
+{
+    int i = pos;
+    for (;;)
+    {
+        x_Pos(i).nReserved = 1;
+        if (x_Pos(i).iFirstChild != 0)
+        {
+            i = x_Pos(i).iFirstChild;
+            continue;
+        }
+        while (i != pos && x_Pos(i).iNextSibling == 0) i = x_Pos(i).iParent;
+        if (i == pos) return;
+        i = x_Pos(i).iNextSibling;
+    }
+}
+
+// The offset where a new element goes under parent, before (insert) or after current; blanks
+// up to the next tag are stepped over so the new text lands on its own line.
+int KrMarkup::x_LocateNew(int parent, int current, bool insert) const
+{
+    const PosEntry& p = x_Pos(parent);
+    if (p.nStartR == p.nEndL + 1) return p.nEndL;  // "<p/>": its '/' is replaced
+    int offset;
+    if (current != 0)
+        offset = insert ? x_Pos(current).nStartL : x_Pos(current).nEndR + 1;
+    else
+        offset = insert ? p.nStartR + 1 : p.nEndL;
+    return x_WhitespaceEnd(offset);
+}
+
+// A new root is appended to the text; the document is then read again, since whatever text
+// it had before decides whether the new root is the one a reader finds.
+bool KrMarkup::x_AddRoot(const KrString& text)
+{
+    if (x_Pos(0).iFirstChild != 0) return false;
+    const std::string before = m_strDoc;
+    const KrString error = m_strError;
+    const int offset = m_strDoc.GetLength();
+    static_cast<std::string&>(m_strDoc) += text;
+    const bool found = x_ParseDoc() && x_Pos(x_Pos(0).iFirstChild).nStartL == offset;
+    if (!found)
+    {
+        assignBytes(m_strDoc, before);
+        x_ParseDoc();
+    }
+    m_strError = error;
+    if (found) x_SetPos(0, x_Pos(0).iFirstChild, 0);
+    return found;
+}
+
+// Splices elementText (one element and its trailing blanks) in under the cursor's parent and
+// indexes it: a single new element, or the entries of fragment's root subtree.
+bool KrMarkup::x_PlaceNew(const KrString& elementText, bool insert, bool child,
+                          const KrMarkup* fragment)
+{
+    int parent;
+    int current;
+    if (child)
+    {
+        if (m_iPos == 0) return false;
+        parent = m_iPos;
+        current = m_iPosChild;
+    }
+    else
+    {
+        current = m_iPos;
+        parent = current != 0 ? x_Pos(current).iParent : m_iPosParent;
+    }
+    if (parent == 0) return fragment == nullptr && x_AddRoot(elementText);
+
+    const bool parentEmpty = x_Pos(parent).nStartR == x_Pos(parent).nEndL + 1;
+    const bool parentBare = x_Pos(parent).nStartR + 1 == x_Pos(parent).nEndL;
+    const int offset = x_LocateNew(parent, current, insert);
+    KrString splice;
+    int replaced = 0;
+    int lead = 0;
+    if (parentEmpty)
+    {
+        const KrString open = x_OpenEmpty(parent);
+        splice = open + "\r\n" + elementText + "</" + x_GetTagName(parent);
+        replaced = 1;
+        lead = open.GetLength() + 2;
+    }
+    else if (parentBare)
+    {
+        splice = "\r\n" + elementText;
+        lead = 2;
+    }
+    else
+    {
+        splice = elementText;
+    }
+
+    int previous;
+    int next;
+    if (current != 0)
+    {
+        previous = insert ? x_PrevSibling(current) : current;
+        next = insert ? current : x_Pos(current).iNextSibling;
+    }
+    else
+    {
+        previous = 0;
+        next = x_Pos(parent).iFirstChild;
+        if (!insert)
+            for (; next != 0; next = x_Pos(next).iNextSibling) previous = next;
+    }
+
+    x_DocChange(offset, replaced, splice);
+    x_Adjust(previous != 0 ? previous : parent, offset + replaced, splice.GetLength() - replaced,
+             previous != 0);
+    if (parentEmpty)
+    {
+        x_Pos(parent).nStartR = offset + lead - 3;
+        x_Pos(parent).nEndL = offset + lead + elementText.GetLength();
+    }
+
+    const int start = offset + lead;
+    int added;
+    if (fragment == nullptr)
+    {
+        added = x_GetFreePos();
+        PosEntry& e = x_Pos(added);
+        e = PosEntry{};
+        const int right = static_cast<int>(elementText.find('>'));
+        e.nStartL = start;
+        e.nStartR = start + right;
+        if (elementText[right - 1] == '/')
+        {
+            e.nEndL = e.nStartR - 1;
+            e.nEndR = e.nStartR;
+        }
+        else
+        {
+            const int endLeft = static_cast<int>(elementText.rfind("</"));
+            e.nEndL = start + endLeft;
+            e.nEndR = start + static_cast<int>(elementText.find('>', static_cast<size_t>(endLeft)));
+        }
+    }
+    else
+    {
+        const int root = fragment->x_Pos(0).iFirstChild;
+        const int shift = start - fragment->x_Pos(root).nStartL;
+        const int base = m_iPosFree - root;
+        auto remap = [base](int i) { return i != 0 ? i + base : 0; };
+        for (int i = root; i < fragment->m_iPosFree; ++i)
+        {
+            const PosEntry& from = fragment->x_Pos(i);
+            PosEntry& to = x_Pos(x_GetFreePos());
+            to = PosEntry{from.nStartL + shift,
+                          from.nStartR + shift,
+                          from.nEndL + shift,
+                          from.nEndR + shift,
+                          0,
+                          remap(from.iParent),
+                          remap(from.iFirstChild),
+                          remap(from.iNextSibling)};
+        }
+        added = root + base;
+    }
+    x_Pos(added).iParent = parent;
+    x_Pos(added).iNextSibling = next;
+    if (previous != 0)
+        x_Pos(previous).iNextSibling = added;
+    else
+        x_Pos(parent).iFirstChild = added;
+
+    if (child)
+        x_SetPos(x_Pos(parent).iParent, parent, added);
+    else
+        x_SetPos(parent, added, 0);
+    return true;
+}
+
+// What replaces the '/' of "<a/>" to open the element: ">", or " >" when another '/' stands
+// before it, which would otherwise close the start tag again ("<a x=y//>").
+KrString KrMarkup::x_OpenEmpty(int pos) const
+{
+    const int slash = x_Pos(pos).nEndL;
+    return KrString(slash > 0 && m_strDoc[slash - 1] == '/' ? " >" : ">");
+}
+
+bool KrMarkup::x_AddElem(const char* name, const char* data, bool insert, bool child)
+{
+    if (!isWritableName(name) || m_nPosAllocated == 0) return false;
+    KrString text = "<";
+    text += name;
+    if (data != nullptr && *data != '\0')
+        text += ">" + x_TextToDoc(data, false) + "</" + name + ">\r\n";
+    else
+        text += "/>\r\n";
+    return x_PlaceNew(text, insert, child, nullptr);
+}
+
+bool KrMarkup::x_AddSubDoc(const char* text, bool insert, bool child)
+{
+    if (m_nPosAllocated == 0) return false;
+    KrMarkup fragment(text);
+    if (!fragment.IsWellFormed()) return false;
+    return x_PlaceNew(fragment.x_GetSubDoc(fragment.x_Pos(0).iFirstChild), insert, child,
+                      &fragment);
+}
+
+unsigned char KrMarkup::AddElem(const char* name, const char* data)
+{
+    return x_AddElem(name, data, false, false);
+}
+unsigned char KrMarkup::InsertElem(const char* name, const char* data)
+{
+    return x_AddElem(name, data, true, false);
+}
+unsigned char KrMarkup::AddChildElem(const char* name, const char* data)
+{
+    return x_AddElem(name, data, false, true);
+}
+unsigned char KrMarkup::InsertChildElem(const char* name, const char* data)
+{
+    return x_AddElem(name, data, true, true);
+}
+unsigned char KrMarkup::AddSubDoc(const char* text)
+{
+    return x_AddSubDoc(text, false, false);
+}
+unsigned char KrMarkup::InsertSubDoc(const char* text)
+{
+    return x_AddSubDoc(text, true, false);
+}
+unsigned char KrMarkup::AddChildSubDoc(const char* text)
+{
+    return x_AddSubDoc(text, false, true);
+}
+unsigned char KrMarkup::InsertChildSubDoc(const char* text)
+{
+    return x_AddSubDoc(text, true, true);
+}
+
+bool KrMarkup::x_SetAttrib(int pos, const char* name, const char* value)
+{
+    if (pos == 0 || !isWritableName(name)) return false;
+    const KrString escaped = x_TextToDoc(value, true);
+    const PosEntry& e = x_Pos(pos);
+    TokenPos token;
+    token.szDoc = m_strDoc.c_str();
+    token.nNext = e.nStartL + 1;
+    int offset;
+    int replaced = 0;
+    KrString splice;
+    if (x_FindAttrib(token, name, 1))
+    {
+        // A quoted value holding the '>' that ends the start tag cannot be rewritten in place.
+        if (token.nLast >= e.nStartR) return false;
+        offset = token.nFirst;
+        replaced = token.nLast - token.nFirst + 1;
+        splice = escaped;
+    }
+    else
+    {
+        offset = e.nStartR == e.nEndL + 1 ? e.nEndL : e.nStartR;
+        splice = KrString(" ") + name + "=\"" + escaped + "\"";
+    }
+    x_DocChange(offset, replaced, splice);
+    x_Adjust(pos, offset + replaced, splice.GetLength() - replaced, false);
+    return true;
+}
+
+unsigned char KrMarkup::SetAttrib(const char* name, const char* value)
+{
+    return m_nNodeType == 1 && x_SetAttrib(m_iPos, name, value) ? 1 : 0;
+}
+
+unsigned char KrMarkup::SetAttrib(const char* name, int value)
+{
+    return SetAttrib(name, KrString::From(value).Cstr());
+}
+
+unsigned char KrMarkup::SetChildAttrib(const char* name, const char* value)
+{
+    return x_SetAttrib(m_iPosChild, name, value) ? 1 : 0;
+}
+
+unsigned char KrMarkup::SetChildAttrib(const char* name, int value)
+{
+    return SetChildAttrib(name, KrString::From(value).Cstr());
+}
+
+bool KrMarkup::x_SetData(int pos, const char* text, int cdata)
+{
+    if (pos == 0 || x_Pos(pos).iFirstChild != 0) return false;
+    if (text == nullptr) text = "";
+    KrString content;
+    if (cdata != 0 && std::strstr(text, "]]>") == nullptr)
+        content = KrString("<![CDATA[") + text + "]]>";
+    else
+        content = x_TextToDoc(text, false);
+    const PosEntry& e = x_Pos(pos);
+    const bool empty = e.nStartR == e.nEndL + 1;
+    int offset;
+    int replaced;
+    KrString splice;
+    if (empty)
+    {
+        offset = e.nEndL;
+        replaced = 1;
+        splice = x_OpenEmpty(pos) + content + "</" + x_GetTagName(pos);
+    }
+    else
+    {
+        offset = e.nStartR + 1;
+        replaced = e.nEndL - offset;
+        splice = content;
+    }
+    x_DocChange(offset, replaced, splice);
+    x_Adjust(pos, offset + replaced, splice.GetLength() - replaced, false);
+    if (empty)
+    {
+        const int open =
+            splice.GetLength() - content.GetLength() - 2 - x_GetTagName(pos).GetLength();
+        x_Pos(pos).nStartR = offset + open - 1;
+        x_Pos(pos).nEndL = offset + open + content.GetLength();
+    }
+    return true;
+}
+
+unsigned char KrMarkup::SetData(const char* data, int cdata)
+{
+    return x_SetData(m_iPos, data, cdata) ? 1 : 0;
+}
+
+unsigned char KrMarkup::SetChildData(const char* data, int cdata)
+{
+    return x_SetData(m_iPosChild, data, cdata) ? 1 : 0;
+}
+
+bool KrMarkup::x_RemoveElem(int pos)
+{
+    if (pos == 0) return false;
+    const int parent = x_Pos(pos).iParent;
+    const int previous = x_PrevSibling(pos);
+    const int offset = x_Pos(pos).nStartL;
+    const int length = x_WhitespaceEnd(x_Pos(pos).nEndR + 1) - offset;
+    if (previous != 0)
+        x_Pos(previous).iNextSibling = x_Pos(pos).iNextSibling;
+    else
+        x_Pos(parent).iFirstChild = x_Pos(pos).iNextSibling;
+    x_MarkRemoved(pos);
+    x_DocChange(offset, length, KrString());
+    if (parent == 0)
+    {
+        // Without its root the document may now start with what used to follow it.
+        const KrString error = m_strError;
+        x_ParseDoc();
+        m_strError = error;
+        return true;
+    }
+    x_Adjust(previous != 0 ? previous : parent, offset + length, -length, previous != 0);
+    return true;
+}
+
+unsigned char KrMarkup::RemoveElem()
+{
+    const int pos = m_iPos;
+    const int previous = pos != 0 ? x_PrevSibling(pos) : 0;
+    const bool root = pos != 0 && x_Pos(pos).iParent == 0;
+    if (!x_RemoveElem(pos)) return 0;
+    if (!root) x_SetPos(m_iPosParent, previous, 0);
+    return 1;
+}
+
+unsigned char KrMarkup::RemoveChildElem()
+{
+    const int pos = m_iPosChild;
+    const int previous = pos != 0 ? x_PrevSibling(pos) : 0;
+    if (!x_RemoveElem(pos)) return 0;
+    x_SetPos(m_iPosParent, m_iPos, previous);
+    return 1;
+}
+
+}  // namespace KRN
