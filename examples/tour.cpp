@@ -138,6 +138,8 @@ void tourStreams()
     std::printf("one more load past the end: status %d, IsEOF %d\n", in.GetStatus(), in.IsEOF());
     in.Close();
     std::remove(path);
+}
+
 void tourMarkup()
 {
     section("XML markup");
