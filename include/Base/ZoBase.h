@@ -7,3 +7,5 @@
 #include "Base/KrTextCodec.h"
 #include "Base/KrString.h"
 #include "Base/KrStringUTF8.h"
+#include "Base/KrTime.h"
+#include "Base/KrFile.h"
