@@ -17,8 +17,10 @@ const unsigned int kCaseFold = 16;
 const int kLeadingDotColumn = 256;
 const int kEndColumn = 257;
 const int kColumns = 258;
-// Beyond this many cached states the cache starts again, which bounds its memory.
+// Beyond this many cached states, or states holding this many positions in all, the cache
+// starts again, which bounds its memory.
 const size_t kMaxStates = 512;
+const size_t kMaxKernelItems = size_t(1) << 18;
 
 bool isSeparator(unsigned char c) { return c == '/' || c == '\\'; }
 unsigned char lower(unsigned char c) { return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + 32) : c; }
@@ -28,7 +30,6 @@ WildcardMatcher::WildcardMatcher(const char* pattern, size_t length, unsigned in
 {
     compile(pattern, length);
     m_marks.assign(m_nodes.size() * 2, 0);
-    intern(Kernel{(m_nFlags & kPeriod) != 0 ? 1 : 0});
 }
 
 // ---------------------------------------------------------------- compiling
@@ -229,16 +230,17 @@ int WildcardMatcher::intern(Kernel&& kernel)
     kernel.erase(std::unique(kernel.begin(), kernel.end()), kernel.end());
     const auto found = m_stateIds.find(kernel);
     if (found != m_stateIds.end()) return found->second;
-    if (m_kernels.size() >= kMaxStates)
+    if (m_kernels.size() >= kMaxStates || m_nKernelItems + kernel.size() > kMaxKernelItems)
     {
+        m_nKernelItems = 0;
         m_kernels.clear();
         m_stateIds.clear();
         m_table.clear();
         ++m_nGeneration;
     }
     const int id = static_cast<int>(m_kernels.size());
-    m_stateIds.emplace(kernel, id);
-    m_kernels.push_back(std::move(kernel));
+    m_nKernelItems += kernel.size();
+    m_kernels.push_back(&m_stateIds.emplace(std::move(kernel), id).first->first);
     m_table.resize(m_table.size() + kColumns, -1);
     return id;
 }
@@ -250,7 +252,7 @@ int32_t WildcardMatcher::transition(int state, int column)
 
     const bool leadingDot = column == kLeadingDotColumn;
     std::vector<int> live;
-    closure(m_kernels[static_cast<size_t>(state)], leadingDot, live);
+    closure(*m_kernels[static_cast<size_t>(state)], leadingDot, live);
     const int end = static_cast<int>(m_nodes.size()) - 1;
     const bool endReached = std::any_of(live.begin(), live.end(), [end](int s) { return s / 2 == end; });
     if (column == kEndColumn) return m_table[slot] = endReached ? 1 : 0;
@@ -284,7 +286,7 @@ bool WildcardMatcher::Matches(const char* name, size_t length)
         const int32_t entry = transition(state, c == '.' && leading ? kLeadingDotColumn : c);
         if ((entry & 1) != 0 && leadingDir && isSeparator(c)) return true;
         state = entry >> 1;
-        if (m_kernels[static_cast<size_t>(state)].empty()) return false;
+        if (m_kernels[static_cast<size_t>(state)]->empty()) return false;
     }
     return transition(state, kEndColumn) != 0;
 }

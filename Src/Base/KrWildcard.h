@@ -57,8 +57,9 @@ private:
 
     // The lazily built automaton: per state one row of kColumns entries, each -1 (unknown) or
     // (next state << 1 | end reachable before the byte).
-    std::vector<Kernel> m_kernels;
     std::map<Kernel, int> m_stateIds;
+    std::vector<const Kernel*> m_kernels;  // keys of m_stateIds by state
+    size_t m_nKernelItems = 0;
     std::vector<int32_t> m_table;
     unsigned int m_nGeneration = 0;  // counts restarts of the cache
     mutable std::vector<uint32_t> m_marks;
