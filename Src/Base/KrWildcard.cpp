@@ -21,6 +21,8 @@ const int kColumns = 258;
 // starts again, which bounds its memory.
 const size_t kMaxStates = 512;
 const size_t kMaxKernelItems = size_t(1) << 18;
+// Names at least this long are run through the cached states.
+const size_t kCachedFromLength = 64;
 
 bool isSeparator(unsigned char c) { return c == '/' || c == '\\'; }
 unsigned char lower(unsigned char c) { return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + 32) : c; }
@@ -46,6 +48,7 @@ void WildcardMatcher::compile(const char* pattern, size_t length)
         int lastAlt;
     };
     std::vector<Group> groups{{0, -1}};
+    m_nodes.reserve(length + 2);
     std::vector<int> alts;  // every Alt, for fixing exits when its group closes
     m_nodes.push_back(Node{Kind::Open, 0, -1, 0});
 
@@ -189,14 +192,15 @@ void WildcardMatcher::closure(const Kernel& kernel, bool leadingDot, std::vector
         std::fill(m_marks.begin(), m_marks.end(), 0);
         m_nMark = 1;
     }
-    std::vector<int> pending(kernel.rbegin(), kernel.rend());
+    std::vector<int>& pending = m_pending;
+    pending.clear();
     auto reach = [&](int node, int periodRule) {
         const int state = node * 2 + periodRule;
         if (m_marks[static_cast<size_t>(state)] == m_nMark) return;
         m_marks[static_cast<size_t>(state)] = m_nMark;
         pending.push_back(state);
     };
-    for (int state : kernel) m_marks[static_cast<size_t>(state)] = m_nMark;
+    for (auto it = kernel.rbegin(); it != kernel.rend(); ++it) reach(*it / 2, *it % 2);
     while (!pending.empty())
     {
         const int state = pending.back();
@@ -233,6 +237,7 @@ int WildcardMatcher::intern(Kernel&& kernel)
     if (m_kernels.size() >= kMaxStates || m_nKernelItems + kernel.size() > kMaxKernelItems)
     {
         m_nKernelItems = 0;
+        m_nDeadState = -1;
         m_kernels.clear();
         m_stateIds.clear();
         m_table.clear();
@@ -240,36 +245,40 @@ int WildcardMatcher::intern(Kernel&& kernel)
     }
     const int id = static_cast<int>(m_kernels.size());
     m_nKernelItems += kernel.size();
+    if (kernel.empty()) m_nDeadState = id;
     m_kernels.push_back(&m_stateIds.emplace(std::move(kernel), id).first->first);
     m_table.resize(m_table.size() + kColumns, -1);
     return id;
 }
 
+bool WildcardMatcher::step(const Kernel& kernel, int column, Kernel& next) const
+{
+    const bool leadingDot = column == kLeadingDotColumn;
+    closure(kernel, leadingDot, m_live);
+    const int end = static_cast<int>(m_nodes.size()) - 1;
+    bool endReached = false;
+    next.clear();
+    const unsigned char c = leadingDot ? '.' : static_cast<unsigned char>(column);
+    for (int s : m_live)
+    {
+        const Node& node = m_nodes[static_cast<size_t>(s / 2)];
+        if (s / 2 == end) endReached = true;
+        if (column == kEndColumn || !consumes(node, s % 2 != 0, c, leadingDot)) continue;
+        next.push_back(node.kind == Kind::Star ? s - s % 2 : (s / 2 + 1) * 2 + s % 2);
+    }
+    return endReached;
+}
+
 int32_t WildcardMatcher::transition(int state, int column)
 {
     const size_t slot = static_cast<size_t>(state) * kColumns + static_cast<size_t>(column);
-    if (m_table[slot] >= 0) return m_table[slot];
-
-    const bool leadingDot = column == kLeadingDotColumn;
-    std::vector<int> live;
-    closure(*m_kernels[static_cast<size_t>(state)], leadingDot, live);
-    const int end = static_cast<int>(m_nodes.size()) - 1;
-    const bool endReached = std::any_of(live.begin(), live.end(), [end](int s) { return s / 2 == end; });
-    if (column == kEndColumn) return m_table[slot] = endReached ? 1 : 0;
-
-    const unsigned char c = leadingDot ? '.' : static_cast<unsigned char>(column);
     Kernel next;
-    for (int s : live)
-    {
-        const Node& node = m_nodes[static_cast<size_t>(s / 2)];
-        if (!consumes(node, s % 2 != 0, c, leadingDot)) continue;
-        next.push_back(node.kind == Kind::Star ? s - s % 2 : (s / 2 + 1) * 2 + s % 2);
-    }
+    const bool endReached = step(*m_kernels[static_cast<size_t>(state)], column, next);
+    if (column == kEndColumn) return m_table[slot] = endReached ? 1 : 0;
     const unsigned int generation = m_nGeneration;
-    const int nextState = intern(std::move(next));
-    const int32_t entry = nextState * 2 + (endReached ? 1 : 0);
+    const int32_t entry = intern(std::move(next)) * 2 + (endReached ? 1 : 0);
     // When interning restarted the cache, this state's row is gone; the caller goes on from
-    // nextState, which is in the new cache.
+    // the next state, which is in the new cache.
     if (generation == m_nGeneration) m_table[slot] = entry;
     return entry;
 }
@@ -278,17 +287,41 @@ bool WildcardMatcher::Matches(const char* name, size_t length)
 {
     const bool fileName = (m_nFlags & kFileName) != 0;
     const bool leadingDir = (m_nFlags & kLeadingDir) != 0;
-    int state = intern(Kernel{(m_nFlags & kPeriod) != 0 ? 1 : 0});
-    for (size_t n = 0; n < length; ++n)
-    {
+    auto columnAt = [&](size_t n) {
         const unsigned char c = static_cast<unsigned char>(name[n]);
         const bool leading = n == 0 || (fileName && isSeparator(static_cast<unsigned char>(name[n - 1])));
-        const int32_t entry = transition(state, c == '.' && leading ? kLeadingDotColumn : c);
-        if ((entry & 1) != 0 && leadingDir && isSeparator(c)) return true;
-        state = entry >> 1;
-        if (m_kernels[static_cast<size_t>(state)]->empty()) return false;
+        return c == '.' && leading ? kLeadingDotColumn : static_cast<int>(c);
+    };
+    const Kernel start{(m_nFlags & kPeriod) != 0 ? 1 : 0};
+
+    // Short names run the position sets directly: building cached states would cost more.
+    if (length < kCachedFromLength)
+    {
+        Kernel& kernel = m_current;
+        Kernel& next = m_next;
+        kernel.assign(start.begin(), start.end());
+        for (size_t n = 0; n < length; ++n)
+        {
+            const bool endReached = step(kernel, columnAt(n), next);
+            if (endReached && leadingDir && isSeparator(static_cast<unsigned char>(name[n]))) return true;
+            if (next.empty()) return false;
+            kernel.swap(next);
+        }
+        return step(kernel, kEndColumn, next);
     }
-    return transition(state, kEndColumn) != 0;
+
+    int state = intern(Kernel(start));
+    for (size_t n = 0; n < length; ++n)
+    {
+        const int column = columnAt(n);
+        int32_t entry = m_table[static_cast<size_t>(state) * kColumns + static_cast<size_t>(column)];
+        if (entry < 0) entry = transition(state, column);
+        if ((entry & 1) != 0 && leadingDir && isSeparator(static_cast<unsigned char>(name[n]))) return true;
+        state = entry >> 1;
+        if (state == m_nDeadState) return false;
+    }
+    const int32_t entry = m_table[static_cast<size_t>(state) * kColumns + kEndColumn];
+    return (entry < 0 ? transition(state, kEndColumn) : entry) != 0;
 }
 
 }  // namespace KRN::Detail

@@ -49,6 +49,9 @@ private:
     // when the byte there is a "." at a leading position.
     void closure(const Kernel& kernel, bool leadingDot, std::vector<int>& states) const;
     int intern(Kernel&& kernel);
+    // One byte (or the end, or a leading ".") from kernel: fills next, returns whether the
+    // end of the pattern was live before it.
+    bool step(const Kernel& kernel, int column, Kernel& next) const;
     int32_t transition(int state, int column);
 
     std::vector<Node> m_nodes;
@@ -62,6 +65,10 @@ private:
     size_t m_nKernelItems = 0;
     std::vector<int32_t> m_table;
     unsigned int m_nGeneration = 0;  // counts restarts of the cache
+    int m_nDeadState = -1;           // the state with no live position, once met
+    Kernel m_current, m_next;            // scratch of Matches
+    mutable std::vector<int> m_live;     // scratch of step
+    mutable std::vector<int> m_pending;  // scratch of closure
     mutable std::vector<uint32_t> m_marks;
     mutable uint32_t m_nMark = 0;
 };
