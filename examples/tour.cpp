@@ -9,10 +9,7 @@ using namespace KRN;
 namespace
 {
 
-void section(const char* title)
-{
-    std::printf("\n== %s\n", title);
-}
+void section(const char* title) { std::printf("\n== %s\n", title); }
 
 void tourCore()
 {
@@ -21,8 +18,7 @@ void tourCore()
     std::printf("KrRGBA(0,128,128,255) = 0x%08X  red %u green %u blue %u alpha %u\n", teal,
                 KrREDVAL(teal), KrGREENVAL(teal), KrBLUEVAL(teal), KrALPHAVAL(teal));
     std::printf("krequal(0.1 + 0.2, 0.3) = %s, big-endian host: %s, dpi %d\n",
-                krequal(0.1 + 0.2, 0.3) ? "true" : "false", krisbigendian() ? "yes" : "no",
-                krdpi());
+                krequal(0.1 + 0.2, 0.3) ? "true" : "false", krisbigendian() ? "yes" : "no", krdpi());
     void* block = nullptr;
     const int ok = krmemdup(&block, "tour", 5);
     std::printf("krmemdup copied \"%s\" (result %d); ", static_cast<const char*>(block), ok);
@@ -43,9 +39,8 @@ void tourString()
     KrString formatted;
     formatted.Format("%s has %d layers and %.2f km of roads", "Atlas", 12, 1234.5);
     std::printf("Format: %s\n", formatted.Cstr());
-    std::printf(
-        "From(255, 16) = %s, ToULong(\"0x1f\", 16) = %llu, lenient ToULong(\"12a3\") = %llu\n",
-        KrString::From(255, 16).Cstr(), KrString("0x1f").ToULong(16), KrString("12a3").ToULong());
+    std::printf("From(255, 16) = %s, ToULong(\"0x1f\", 16) = %llu, lenient ToULong(\"12a3\") = %llu\n",
+                KrString::From(255, 16).Cstr(), KrString("0x1f").ToULong(16), KrString("12a3").ToULong());
     std::printf("CompareNoCase(\"Road\", \"ROAD\") = %d, HashVal(\"ab\") = %u\n",
                 KrString("Road").CompareNoCase("ROAD"), KrString("ab").HashVal());
     KrArray<KrString> pieces;
@@ -103,10 +98,8 @@ void tourTime()
     std::printf("now: %s | %s | %s (serial date %.5f)\n", now.Format("%Y-%m-%d %H:%M:%S").Cstr(),
                 now.Format("%A %d %B %Y").Cstr(), now.Format("%Y_%m_%d_%H").Cstr(), now.GetTime());
     KrTime parsed;
-    const unsigned char ok =
-        parsed.ParseDateTime(now.Format("%Y-%m-%d %H:%M:%S"), "%Y-%m-%d %H:%M:%S");
-    std::printf("parsed back: %s, same instant: %s\n", ok ? "ok" : "failed",
-                parsed == now ? "yes" : "no");
+    const unsigned char ok = parsed.ParseDateTime(now.Format("%Y-%m-%d %H:%M:%S"), "%Y-%m-%d %H:%M:%S");
+    std::printf("parsed back: %s, same instant: %s\n", ok ? "ok" : "failed", parsed == now ? "yes" : "no");
     const KrTimeSpan untilNewYear = KrTime(now.GetYear() + 1, 1, 1) - now;
     std::printf("until next new year: %d days %d hours; 1 January 1800 was day %.0f, a %s\n",
                 untilNewYear.GetDays(), untilNewYear.GetHours(), KrTime(1800, 1, 1).GetTime(),
@@ -131,9 +124,9 @@ void tourFiles()
     for (const KrString& name : names) std::printf(" %s", name.Cstr());
     std::printf("\n");
     const KrString path("C:\\maps\\roads.2024.shp");
-    std::printf("%s: dir %s, title %s, ext %s; relative to C:/data/: %s\n", path.Cstr(),
-                KrFile::GetDir(path).Cstr(), KrFile::GetTitle(path).Cstr(),
-                KrFile::GetExt(path).Cstr(), KrFile::GetRelativePath("C:/data/", path).Cstr());
+    std::printf("%s: dir %s, title %s, ext %s; relative to C:/data/: %s\n", path.Cstr(), KrFile::GetDir(path).Cstr(),
+                KrFile::GetTitle(path).Cstr(), KrFile::GetExt(path).Cstr(),
+                KrFile::GetRelativePath("C:/data/", path).Cstr());
     std::printf("Match(\"*a*a*a*a*a*a*a*a*b\", 10000 a's) = %d\n",
                 KrFile::Match("*a*a*a*a*a*a*a*a*b", KrString('a', 10000), 0));
 }

@@ -21,10 +21,7 @@ namespace fs = std::filesystem;
 
 namespace
 {
-std::set<std::string> asSet(const KrArray<KrString>& names)
-{
-    return std::set<std::string>(names.begin(), names.end());
-}
+std::set<std::string> asSet(const KrArray<KrString>& names) { return std::set<std::string>(names.begin(), names.end()); }
 
 void writeFile(const fs::path& path, const std::string& content)
 {
@@ -53,10 +50,7 @@ protected:
         std::error_code ignored;
         fs::remove_all(m_root, ignored);
     }
-    KrString at(const std::string& relative) const
-    {
-        return KrString((m_root / relative).string());
-    }
+    KrString at(const std::string& relative) const { return KrString((m_root / relative).string()); }
     KrString dir() const { return KrString(m_root.string() + "/"); }
 
     fs::path m_root;
@@ -87,8 +81,7 @@ TEST(KrFileTest, PathTextIsSplitAtEitherSeparatorAndAfterTheDrive)
         {"C:", "C:", "", "", "", "C:"},
         {"dir/sub/", "dir/sub/", "", "", "", "dir/sub/"},
         {"dir.d/file", "dir.d/", "file", "file", "", "dir.d/file"},
-        {"mixed/sep\\name.tar.gz", "mixed/sep\\", "name.tar.gz", "name.tar", ".gz",
-         "mixed/sep\\name.tar"},
+        {"mixed/sep\\name.tar.gz", "mixed/sep\\", "name.tar.gz", "name.tar", ".gz", "mixed/sep\\name.tar"},
         {"", "", "", "", "", ""},
     };
     for (const Case& c : cases)
@@ -135,7 +128,7 @@ TEST(KrFileTest, AbsoluteAndRelativePathsAreInverses)
         {"/home/user/maps/", "/home/user/maps/sub/", "sub/"},
         {"C:\\data\\maps\\", "C:/data/roads.shp", "../roads.shp"},
         {"C:/data/maps/", "C:/data/maps/a/b.shp", "a/b.shp"},
-        {"c:/data/maps/", "C:/data/x.shp", "../x.shp"},       // drive letters compare without case
+        {"c:/data/maps/", "C:/data/x.shp", "../x.shp"},      // drive letters compare without case
         {"C:/data/maps/", "D:/data/x.shp", "D:/data/x.shp"},  // another drive: no relative form
         {"\\\\server\\share\\maps\\", "\\\\server/share/data/x.shp", "../data/x.shp"},
         {"//server/share/maps/", "\\\\other/share/x.shp", "\\\\other/share/x.shp"},
@@ -146,8 +139,7 @@ TEST(KrFileTest, AbsoluteAndRelativePathsAreInverses)
     };
     for (const Case& c : cases)
     {
-        EXPECT_EQ(KrFile::GetRelativePath(c.base, c.absolute), c.relative)
-            << c.base << " -> " << c.absolute;
+        EXPECT_EQ(KrFile::GetRelativePath(c.base, c.absolute), c.relative) << c.base << " -> " << c.absolute;
         const KrString back = KrFile::GetAbsolutePath(c.base, c.relative);
         if (KrString(c.base).Left(1) == "c")
             EXPECT_EQ(back.CompareNoCase(c.absolute), 0) << c.base << " + " << c.relative;
@@ -184,8 +176,7 @@ TEST(KrFileTest, AbsolutePathResolvesStepsAgainstTheBase)
         {"C:data", "x", "C:data/x"},  // drive without root
     };
     for (const Case& c : cases)
-        EXPECT_EQ(KrFile::GetAbsolutePath(c.base, c.relative), c.expected)
-            << c.base << " + " << c.relative;
+        EXPECT_EQ(KrFile::GetAbsolutePath(c.base, c.relative), c.expected) << c.base << " + " << c.relative;
     EXPECT_EQ(KrFile::GetRelativePath("../a/", "b"), "b");  // climbing out of ".." has no answer
 }
 
@@ -220,8 +211,8 @@ TEST(KrFileTest, MatchFollowsTheWildcardLanguage)
         {"a(b(c|d)e|f)g", "abdeg", 0, 1},
         {"a(b(c|d)e|f)g", "afg", 0, 1},
         {"a(b(c|d)e|f)g", "abeg", 0, 0},
-        {"a(b|", "ab", 0, 1},  // an unclosed group ends with the pattern
-        {"a)b", "ab", 0, 1},   // a stray ")" is skipped
+        {"a(b|", "ab", 0, 1},   // an unclosed group ends with the pattern
+        {"a)b", "ab", 0, 1},    // a stray ")" is skipped
         {"(a|b)*(c|d)", "bxxc", 0, 1},
         {"()", "", 0, 1},
         {"", "", 0, 1},
@@ -229,8 +220,8 @@ TEST(KrFileTest, MatchFollowsTheWildcardLanguage)
         {"[a-c]x", "bx", 0, 1},
         {"[a-c]x", "dx", 0, 0},
         {"[a-]", "-", 0, 1},
-        {"[]", "]", 0, 0},    // "]" first closes an empty class
-        {"[abc", "a", 0, 0},  // a missing "]" fails
+        {"[]", "]", 0, 0},      // "]" first closes an empty class
+        {"[abc", "a", 0, 0},    // a missing "]" fails
         {"x|[abc", "x", 0, 1},
         {"[\\]]", "]", 0, 1},
         {"[\\]]", "\\", NOESCAPE, 0},
@@ -273,47 +264,38 @@ TEST(KrFileTest, MatchFollowsTheWildcardLanguage)
 TEST(KrFileTest, MatchAgreesWithFnmatchOnPatternsWithoutGroups)
 {
     // glibc's flag values are the same as Match's.
-    static_assert(FNM_PATHNAME == 1 && FNM_NOESCAPE == 2 && FNM_PERIOD == 4 &&
-                      FNM_LEADING_DIR == 8 && FNM_CASEFOLD == 16,
+    static_assert(FNM_PATHNAME == 1 && FNM_NOESCAPE == 2 && FNM_PERIOD == 4 && FNM_LEADING_DIR == 8 &&
+                      FNM_CASEFOLD == 16,
                   "flag values");
     std::mt19937 random(11);
     auto pick = [&](const char* set) { return set[random() % std::strlen(set)]; };
-    auto randomName = [&]
-    {
+    auto randomName = [&] {
         std::string name;
         const int length = static_cast<int>(random() % 8);
         for (int i = 0; i < length; ++i) name += pick("abAB./");
         return name;
     };
-    auto randomPattern = [&]
-    {
+    auto randomPattern = [&] {
         std::string pattern;
         const int length = static_cast<int>(random() % 7);
         for (int i = 0; i < length; ++i)
         {
             switch (random() % 8)
             {
-                case 0:
-                    pattern += '*';
-                    break;
-                case 1:
-                    pattern += '?';
-                    break;
-                case 2:
-                    pattern += '[';
-                    if (random() % 3 == 0) pattern += pick("!^");
-                    pattern +=
-                        random() % 2 == 0 ? std::string(1, pick("abB./")) : std::string("a-b");
-                    if (random() % 2 == 0) pattern += pick("Ab.");
-                    pattern += ']';
-                    break;
-                case 3:
-                    pattern += '\\';
-                    pattern += pick("ab.*?");
-                    break;
-                default:
-                    pattern += pick("abAB./");
-                    break;
+            case 0: pattern += '*'; break;
+            case 1: pattern += '?'; break;
+            case 2:
+                pattern += '[';
+                if (random() % 3 == 0) pattern += pick("!^");
+                pattern += random() % 2 == 0 ? std::string(1, pick("abB./")) : std::string("a-b");
+                if (random() % 2 == 0) pattern += pick("Ab.");
+                pattern += ']';
+                break;
+            case 3:
+                pattern += '\\';
+                pattern += pick("ab.*?");
+                break;
+            default: pattern += pick("abAB./"); break;
             }
         }
         return pattern;
@@ -327,8 +309,7 @@ TEST(KrFileTest, MatchAgreesWithFnmatchOnPatternsWithoutGroups)
         const unsigned flags = random() % 32;
         // Known difference: glibc applies the period rule again after a separator that follows
         // a "*"; Match switches it off for the rest of the pattern.
-        if ((flags & 5) == 5 && name.find("/.") != std::string::npos &&
-            pattern.find('*') != std::string::npos)
+        if ((flags & 5) == 5 && name.find("/.") != std::string::npos && pattern.find('*') != std::string::npos)
             continue;
         // Known glibc quirk: the "?" right after a "*" does not end the leading position, so
         // "*?[.]" rejects "/." under the period rule.
@@ -345,8 +326,7 @@ TEST(KrFileTest, MatchAgreesWithFnmatchOnPatternsWithoutGroups)
 
 TEST_F(KrFileDirTest, ListFilesFiltersByKindHiddenStateAndPattern)
 {
-    for (const char* name : {"a.cpp", "b.h", "c.txt", "D.CPP", ".hidden.cpp"})
-        writeFile(m_root / name, "x");
+    for (const char* name : {"a.cpp", "b.h", "c.txt", "D.CPP", ".hidden.cpp"}) writeFile(m_root / name, "x");
     for (const char* name : {"src.cpp", "docs", ".git"}) fs::create_directory(m_root / name);
 
     struct Case
@@ -416,9 +396,7 @@ TEST_F(KrFileDirTest, ExistenceAndStatus)
     EXPECT_TRUE(KrFile::IsExist(at("*.txt")));
     EXPECT_FALSE(KrFile::IsExist(at("*.doc")));
 
-    struct stat info
-    {
-    };
+    struct stat info{};
     ASSERT_EQ(stat(at("f.txt").Cstr(), &info), 0);
     KrFile::KrFileStatus status;
     ASSERT_TRUE(KrFile::GetStatus(at("f.txt"), status));
@@ -483,9 +461,7 @@ TEST_F(KrFileDirTest, CopyRenameAndDelete)
 
     EXPECT_TRUE(KrFile::Copy(at("src"), at("copy"), 1));
     EXPECT_EQ(readFile(m_root / "copy"), "content");
-    struct stat info
-    {
-    };
+    struct stat info{};
     ASSERT_EQ(stat(at("copy").Cstr(), &info), 0);
     EXPECT_EQ(info.st_mode & 07777, 0750u);
 
@@ -513,8 +489,7 @@ TEST_F(KrFileDirTest, CopyRenameAndDelete)
 TEST_F(KrFileDirTest, TemporaryNamesAndPath)
 {
     KrString name;
-    EXPECT_EQ(KrFile::GetTemporaryFileName(KrString(m_root.string()), "prefix", 0x2AB, name),
-              0x2ABu);
+    EXPECT_EQ(KrFile::GetTemporaryFileName(KrString(m_root.string()), "prefix", 0x2AB, name), 0x2ABu);
     EXPECT_EQ(name, KrString(m_root.string()) + "/pre2AB.TMP");
     EXPECT_FALSE(KrFile::IsExist(name));  // a given number only makes the name
     EXPECT_EQ(KrFile::GetTemporaryFileName(dir(), "p", 0x12345, name), 0x2345u);
@@ -559,8 +534,7 @@ TEST(KrFileTest, ProgramAndLibraryDirectories)
     while (std::getline(maps, line))
     {
         const size_t at = line.find('/');
-        if (at != std::string::npos && line.find("libZoBase200.so") != std::string::npos)
-            library = line.substr(at);
+        if (at != std::string::npos && line.find("libZoBase200.so") != std::string::npos) library = line.substr(at);
     }
     ASSERT_FALSE(library.empty());
     EXPECT_EQ(KrFile::GetModulePath("ZoBase"), library.substr(0, library.rfind('/') + 1));

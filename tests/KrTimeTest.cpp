@@ -47,10 +47,7 @@ long long daysFromCivil(long long y, int m, int d)
     return era * 146097 + doe - 719468;
 }
 
-long long serialOf(long long y, int m, int d)
-{
-    return daysFromCivil(y, m, d) + kUnixEpochSerial;
-}
+long long serialOf(long long y, int m, int d) { return daysFromCivil(y, m, d) + kUnixEpochSerial; }
 
 // Serial date of a day and a second of that day, in the negative-day convention.
 double serialAt(long long day, int secondOfDay)
@@ -85,8 +82,7 @@ private:
     std::string m_strOld;
 };
 
-void expectFields(const KrTime& t, long long y, int m, int d, int hh, int mm, int ss,
-                  const char* what)
+void expectFields(const KrTime& t, long long y, int m, int d, int hh, int mm, int ss, const char* what)
 {
     EXPECT_EQ(t.GetYear(), y) << what;
     EXPECT_EQ(t.GetMonth(), m) << what;
@@ -111,8 +107,7 @@ TEST(KrTimeTest, EveryDayOfSampleYearsAgreesWithTheOracle)
             dayOfYear = c.month == 1 && c.day == 1 ? 1 : dayOfYear + 1;
             const std::string what = std::to_string(c.year) + "-" + std::to_string(c.month) + "-" +
                                      std::to_string(c.day);
-            ASSERT_EQ(KrTime(static_cast<int>(c.year), c.month, c.day).GetTime(),
-                      static_cast<double>(serial))
+            ASSERT_EQ(KrTime(static_cast<int>(c.year), c.month, c.day).GetTime(), static_cast<double>(serial))
                 << what;
             const KrTime t(static_cast<double>(serial));
             if (c.year < 100)
@@ -180,8 +175,7 @@ TEST(KrTimeTest, SetDateTimeAcceptsAndRejects)
     {
         const KrTime t(c.y, c.mo, c.d, c.h, c.mi, c.s);
         const double expected = c.expected == -99 ? 0.0 : c.expected;
-        EXPECT_NEAR(t.GetTime(), expected, 1e-12)
-            << c.y << "-" << c.mo << "-" << c.d << " " << c.h << ":" << c.mi;
+        EXPECT_NEAR(t.GetTime(), expected, 1e-12) << c.y << "-" << c.mo << "-" << c.d << " " << c.h << ":" << c.mi;
     }
     const KrTime late(2000, 1, 1, -1, 0, 0);
     expectFields(late, 1999, 12, 31, 23, 0, 0, "an hour before 2000");
@@ -226,8 +220,7 @@ TEST(KrTimeTest, RoundingToTheSecond)
 
 TEST(KrTimeTest, OutOfRangeValuesReadAsZeroAndFormatEmpty)
 {
-    const double values[] = {2958466.0, -657435.0, 1e300, -1e300,
-                             std::numeric_limits<double>::quiet_NaN()};
+    const double values[] = {2958466.0, -657435.0, 1e300, -1e300, std::numeric_limits<double>::quiet_NaN()};
     for (double v : values)
     {
         const KrTime t(v);
@@ -307,11 +300,11 @@ TEST(KrTimeTest, ParseDateTimeFollowsItsPatternLanguage)
         {"2008", "Yz", 0, unchanged},  // 'z' is past the accepted range
         {"2008", "", 0, unchanged},
         {"2008", "   ", 0, unchanged},
-        {"2008-02-30", "Y-m-d", 1, unchanged},                // invalid date: true, value kept
-        {"2008", "Y", 1, unchanged},                          // month 0
+        {"2008-02-30", "Y-m-d", 1, unchanged},  // invalid date: true, value kept
+        {"2008", "Y", 1, unchanged},            // month 0
         {"2008-03", "Y-m", 1, KrTime(2008, 3, 1).GetTime()},  // day starts at 1
         {"2008-03-05", "Y-m-d H:M:S", 1, KrTime(2008, 3, 5).GetTime()},  // text runs out
-        {"abcd-03-05", "Y-m-d", 1, KrTime(0, 3, 5).GetTime()},           // not a number reads 0
+        {"abcd-03-05", "Y-m-d", 1, KrTime(0, 3, 5).GetTime()},  // not a number reads 0
     };
     for (const Case& c : cases)
     {
@@ -385,8 +378,8 @@ TEST(KrTimeTest, CurrentTimeIsLocalWallClockTime)
     const std::time_t now = std::time(nullptr);
     std::tm local{};
     localtime_r(&now, &local);
-    const KrTime expected(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
-                          local.tm_min, local.tm_sec);
+    const KrTime expected(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min,
+                          local.tm_sec);
     const KrTimeSpan difference = KrTime::GetCurrentTime() - expected;
     EXPECT_GE(difference.GetTotalSeconds(), 0);
     EXPECT_LE(difference.GetTotalSeconds(), 2);

@@ -14,22 +14,10 @@ namespace KRN
 
 namespace
 {
-bool isSeparator(char c)
-{
-    return c == '/' || c == '\\';
-}
-bool isAsciiLetter(char c)
-{
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-bool hasDrive(const KrString& path)
-{
-    return path.GetLength() >= 2 && isAsciiLetter(path[0]) && path[1] == ':';
-}
-bool endsWithSeparator(const KrString& path)
-{
-    return !path.IsEmpty() && isSeparator(path[path.GetLength() - 1]);
-}
+bool isSeparator(char c) { return c == '/' || c == '\\'; }
+bool isAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool hasDrive(const KrString& path) { return path.GetLength() >= 2 && isAsciiLetter(path[0]) && path[1] == ':'; }
+bool endsWithSeparator(const KrString& path) { return !path.IsEmpty() && isSeparator(path[path.GetLength() - 1]); }
 
 // Index of the last separator at or after the drive prefix, -1 when there is none.
 int lastSeparator(const KrString& path)
@@ -127,8 +115,7 @@ KrString joinParts(const PathParts& path)
 
 bool sameRoot(const KrString& a, const KrString& b)
 {
-    if (hasDrive(a) && hasDrive(b))
-        return a.Mid(1) == b.Mid(1) && KrString(a.Left(1)).CompareNoCase(b.Left(1)) == 0;
+    if (hasDrive(a) && hasDrive(b)) return a.Mid(1) == b.Mid(1) && KrString(a.Left(1)).CompareNoCase(b.Left(1)) == 0;
     return a == b;
 }
 
@@ -245,8 +232,7 @@ KrString KrFile::GetRelativePath(KrString base, KrString path)
     const PathParts to = splitNormalised(PreDealPath(path, true));
     if (!sameRoot(from.root, to.root)) return joinParts(to);
     size_t common = 0;
-    while (common < from.parts.size() && common < to.parts.size() &&
-           from.parts[common] == to.parts[common])
+    while (common < from.parts.size() && common < to.parts.size() && from.parts[common] == to.parts[common])
         ++common;
     PathParts relative;
     relative.trailing = to.trailing;
@@ -256,8 +242,7 @@ KrString KrFile::GetRelativePath(KrString base, KrString path)
         if (from.parts[i] == "..") return joinParts(to);
         relative.parts.push_back("..");
     }
-    relative.parts.insert(relative.parts.end(), to.parts.begin() + static_cast<long>(common),
-                          to.parts.end());
+    relative.parts.insert(relative.parts.end(), to.parts.begin() + static_cast<long>(common), to.parts.end());
     return joinParts(relative);
 }
 
@@ -269,15 +254,13 @@ unsigned char KrFile::Match(const KrString& pattern, const KrString& name, unsig
     return matches(matcher, name) ? 1 : 0;
 }
 
-int KrFile::ListFiles(KrArray<KrString>& names, const KrString& dir, const KrString& pattern,
-                      unsigned int flags)
+int KrFile::ListFiles(KrArray<KrString>& names, const KrString& dir, const KrString& pattern, unsigned int flags)
 {
     flags &= 0xFF;
     std::vector<Platform::DirectoryEntry> entries;
     if (!Platform::ReadDirectory(endsWithSeparator(dir) ? dir : dir + "/", entries)) return 0;
     Detail::WildcardMatcher matcher =
-        matcherFor(pattern, MATCH_FILENAME | MATCH_NOESCAPE |
-                                ((flags & LIST_CASE_INSENSITIVE) != 0 ? 16u : 0u));
+        matcherFor(pattern, MATCH_FILENAME | MATCH_NOESCAPE | ((flags & LIST_CASE_INSENSITIVE) != 0 ? 16u : 0u));
 
     int added = 0;
     for (const Platform::DirectoryEntry& entry : entries)
@@ -285,15 +268,13 @@ int KrFile::ListFiles(KrArray<KrString>& names, const KrString& dir, const KrStr
         const bool hidden = entry.name[0] == '.';
         if (entry.isDirectory)
         {
-            if ((flags & LIST_NO_DIRS) != 0 || (hidden && (flags & LIST_HIDDEN_DIRS) == 0))
-                continue;
+            if ((flags & LIST_NO_DIRS) != 0 || (hidden && (flags & LIST_HIDDEN_DIRS) == 0)) continue;
             if (entry.name == "." || entry.name == "..") continue;
             if ((flags & LIST_ALL_DIRS) == 0 && !matches(matcher, entry.name)) continue;
         }
         else
         {
-            if ((flags & LIST_NO_FILES) != 0 || (hidden && (flags & LIST_HIDDEN_FILES) == 0))
-                continue;
+            if ((flags & LIST_NO_FILES) != 0 || (hidden && (flags & LIST_HIDDEN_FILES) == 0)) continue;
             if ((flags & LIST_ALL_FILES) == 0 && !matches(matcher, entry.name)) continue;
         }
         names.Add(KrString(entry.name));
@@ -302,21 +283,19 @@ int KrFile::ListFiles(KrArray<KrString>& names, const KrString& dir, const KrStr
     return added;
 }
 
-unsigned char KrFile::FindFileExtPaths(const KrString& dir, const KrString& ext,
-                                       KrArray<KrString>& paths, unsigned char bFullPath)
+unsigned char KrFile::FindFileExtPaths(const KrString& dir, const KrString& ext, KrArray<KrString>& paths,
+                                       unsigned char bFullPath)
 {
     paths.RemoveAll();
     KrString searched(dir);
-    if (!searched.IsEmpty() && searched[searched.GetLength() - 1] == '\\')
-        searched.Delete(searched.GetLength() - 1);
+    if (!searched.IsEmpty() && searched[searched.GetLength() - 1] == '\\') searched.Delete(searched.GetLength() - 1);
     if (searched.IsEmpty() || searched[searched.GetLength() - 1] != '/') searched += '/';
 
     std::vector<Platform::DirectoryEntry> entries;
     if (!Platform::ReadDirectory(searched, entries)) return 0;
     Detail::WildcardMatcher matcher = matcherFor("*" + ext, MATCH_FILENAME | MATCH_NOESCAPE);
     for (const Platform::DirectoryEntry& entry : entries)
-        if (matches(matcher, entry.name))
-            paths.Add(bFullPath ? dir + entry.name.c_str() : KrString(entry.name));
+        if (matches(matcher, entry.name)) paths.Add(bFullPath ? dir + entry.name.c_str() : KrString(entry.name));
     return paths.GetSize() > 0 ? 1 : 0;
 }
 
@@ -376,15 +355,9 @@ KrTime KrFile::GetUpdateTime(const KrString& path)
 
 // ---------------------------------------------------------------- changes
 
-unsigned char KrFile::MkDir(const KrString& path)
-{
-    return Platform::MakeDirectory(path) ? 1 : 0;
-}
+unsigned char KrFile::MkDir(const KrString& path) { return Platform::MakeDirectory(path) ? 1 : 0; }
 
-unsigned char KrFile::RmDir(const KrString& path)
-{
-    return Platform::RemoveDirectory(path) ? 1 : 0;
-}
+unsigned char KrFile::RmDir(const KrString& path) { return Platform::RemoveDirectory(path) ? 1 : 0; }
 
 unsigned char KrFile::MkDirEx(const KrString& path)
 {
@@ -407,10 +380,7 @@ unsigned char KrFile::Copy(const KrString& from, const KrString& to, unsigned ch
     return Platform::CopyFile(from, to, bFailIfExists != 0) ? 1 : 0;
 }
 
-unsigned char KrFile::Delete(const KrString& path)
-{
-    return Platform::RemoveFile(path) ? 1 : 0;
-}
+unsigned char KrFile::Delete(const KrString& path) { return Platform::RemoveFile(path) ? 1 : 0; }
 
 unsigned char KrFile::Rename(const KrString& from, const KrString& to)
 {
@@ -419,14 +389,13 @@ unsigned char KrFile::Rename(const KrString& from, const KrString& to)
 
 // ---------------------------------------------------------------- temporary files, program
 
-unsigned int KrFile::GetTemporaryFileName(const KrString& dir, const KrString& prefix,
-                                          unsigned int nUnique, KrString& fileName)
+unsigned int KrFile::GetTemporaryFileName(const KrString& dir, const KrString& prefix, unsigned int nUnique,
+                                          KrString& fileName)
 {
     KrString stem(dir);
     if (!stem.IsEmpty() && !endsWithSeparator(stem)) stem += '/';
     stem += prefix.Left(3);
-    auto nameFor = [&stem](unsigned int number)
-    {
+    auto nameFor = [&stem](unsigned int number) {
         char digits[16];
         std::snprintf(digits, sizeof digits, "%X.TMP", number);
         return stem + digits;
@@ -455,21 +424,14 @@ unsigned int KrFile::GetTemporaryFileName(const KrString& dir, const KrString& p
     return 0;
 }
 
-KrString KrFile::GetTemporaryPath()
-{
-    return KrString(Platform::TemporaryDirectory());
-}
+KrString KrFile::GetTemporaryPath() { return KrString(Platform::TemporaryDirectory()); }
 
-KrString KrFile::GetAppPath()
-{
-    return GetDir(KrString(Platform::ExecutableFile()));
-}
+KrString KrFile::GetAppPath() { return GetDir(KrString(Platform::ExecutableFile())); }
 
 KrString KrFile::GetModulePath(const KrString& title)
 {
     if (title.IsEmpty()) return GetAppPath();
-    const std::string file =
-        Platform::LoadedModuleFile(std::string("lib") + title.Cstr() + "200.so");
+    const std::string file = Platform::LoadedModuleFile(std::string("lib") + title.Cstr() + "200.so");
     return file.empty() ? KrString() : GetDir(KrString(file));
 }
 

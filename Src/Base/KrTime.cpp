@@ -20,10 +20,7 @@ const long long kDaysTo1899_12_30 = 693959;
 // Days before month m, m = 1..13.
 const int kMonthDays[13] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334, 365};
 
-bool isLeapYear(long long year)
-{
-    return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-}
+bool isLeapYear(long long year) { return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0); }
 
 // Truncation toward zero that saturates instead of overflowing (NaN gives 0).
 int truncToInt(double value)
@@ -56,34 +53,13 @@ KrTimeSpan::KrTimeSpan(int days, int hours, int minutes, int seconds)
 {
 }
 
-int KrTimeSpan::GetDays() const
-{
-    return truncToInt(m_dSpan);
-}
-int KrTimeSpan::GetTotalHours() const
-{
-    return truncToInt(m_dSpan * 24 + HALF_SECOND);
-}
-int KrTimeSpan::GetTotalMinutes() const
-{
-    return truncToInt(m_dSpan * 24 * 60 + HALF_SECOND);
-}
-int KrTimeSpan::GetTotalSeconds() const
-{
-    return truncToInt(m_dSpan * 24 * 60 * 60 + HALF_SECOND);
-}
-int KrTimeSpan::GetHours() const
-{
-    return clockPart(fractionOf(m_dSpan), 24);
-}
-int KrTimeSpan::GetMinutes() const
-{
-    return clockPart(fractionOf(m_dSpan * 24), 60);
-}
-int KrTimeSpan::GetSeconds() const
-{
-    return clockPart(fractionOf(m_dSpan * 24 * 60), 60);
-}
+int KrTimeSpan::GetDays() const { return truncToInt(m_dSpan); }
+int KrTimeSpan::GetTotalHours() const { return truncToInt(m_dSpan * 24 + HALF_SECOND); }
+int KrTimeSpan::GetTotalMinutes() const { return truncToInt(m_dSpan * 24 * 60 + HALF_SECOND); }
+int KrTimeSpan::GetTotalSeconds() const { return truncToInt(m_dSpan * 24 * 60 * 60 + HALF_SECOND); }
+int KrTimeSpan::GetHours() const { return clockPart(fractionOf(m_dSpan), 24); }
+int KrTimeSpan::GetMinutes() const { return clockPart(fractionOf(m_dSpan * 24), 60); }
+int KrTimeSpan::GetSeconds() const { return clockPart(fractionOf(m_dSpan * 24 * 60), 60); }
 
 KrTimeSpan& KrTimeSpan::operator+=(const KrTimeSpan& other)
 {
@@ -99,39 +75,27 @@ KrTimeSpan& KrTimeSpan::operator-=(const KrTimeSpan& other)
 
 // ---------------------------------------------------------------- construction and clock
 
-KrTime::KrTime(int year, int month, int day)
-{
-    SetDateTime(year, month, day, 0, 0, 0);
-}
+KrTime::KrTime(int year, int month, int day) { SetDateTime(year, month, day, 0, 0, 0); }
 
 KrTime::KrTime(int year, int month, int day, int hour, int minute, int second)
 {
     SetDateTime(year, month, day, hour, minute, second);
 }
 
-KrTime::KrTime(long long unixTime)
-{
-    *this = unixTime;
-}
+KrTime::KrTime(long long unixTime) { *this = unixTime; }
 
 KrTime& KrTime::operator=(long long unixTime)
 {
     std::tm local{};
     if (Platform::ToLocalTime(unixTime, local))
-        SetDateTime(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
-                    local.tm_min, local.tm_sec);
+        SetDateTime(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min,
+                    local.tm_sec);
     return *this;
 }
 
-KrTime KrTime::GetCurrentTime()
-{
-    return KrTime(Platform::CurrentUnixTime());
-}
+KrTime KrTime::GetCurrentTime() { return KrTime(Platform::CurrentUnixTime()); }
 
-int KrTime::GetMillisecond()
-{
-    return static_cast<int>(Platform::TickCountMs());
-}
+int KrTime::GetMillisecond() { return static_cast<int>(Platform::TickCountMs()); }
 
 // ---------------------------------------------------------------- calendar
 
@@ -147,8 +111,7 @@ void KrTime::SetDateTime(int year, int month, int day, int hour, int minute, int
     long long n = y * 365 + y / 4 - y / 100 + y / 400 + kMonthDays[month - 1] + day;
     if (month <= 2 && isLeapYear(year)) --n;
     n -= kDaysTo1899_12_30;
-    const double t =
-        (static_cast<double>(hour) * 3600 + static_cast<double>(minute) * 60 + second) / 86400.0;
+    const double t = (static_cast<double>(hour) * 3600 + static_cast<double>(minute) * 60 + second) / 86400.0;
     m_dTime = n >= 0 ? static_cast<double>(n) + t : static_cast<double>(n) - t;
 }
 
@@ -252,38 +215,14 @@ std::tm KrTime::calendarFields() const
     return fields;
 }
 
-int KrTime::GetYear() const
-{
-    return calendarFields().tm_year;
-}
-int KrTime::GetMonth() const
-{
-    return calendarFields().tm_mon;
-}
-int KrTime::GetDay() const
-{
-    return calendarFields().tm_mday;
-}
-int KrTime::GetHour() const
-{
-    return calendarFields().tm_hour;
-}
-int KrTime::GetMinute() const
-{
-    return calendarFields().tm_min;
-}
-int KrTime::GetSecond() const
-{
-    return calendarFields().tm_sec;
-}
-int KrTime::GetDayOfWeek() const
-{
-    return calendarFields().tm_wday;
-}
-int KrTime::GetDayOfYear() const
-{
-    return calendarFields().tm_yday;
-}
+int KrTime::GetYear() const { return calendarFields().tm_year; }
+int KrTime::GetMonth() const { return calendarFields().tm_mon; }
+int KrTime::GetDay() const { return calendarFields().tm_mday; }
+int KrTime::GetHour() const { return calendarFields().tm_hour; }
+int KrTime::GetMinute() const { return calendarFields().tm_min; }
+int KrTime::GetSecond() const { return calendarFields().tm_sec; }
+int KrTime::GetDayOfWeek() const { return calendarFields().tm_wday; }
+int KrTime::GetDayOfYear() const { return calendarFields().tm_yday; }
 
 // ---------------------------------------------------------------- formatting and parsing
 
@@ -310,14 +249,10 @@ KrString KrTime::Format(const char* format) const
 
 namespace
 {
-const char* const kMonthNames[12] = {"January",   "February", "March",    "April",
-                                     "May",       "June",     "July",     "August",
-                                     "September", "October",  "November", "December"};
+const char* const kMonthNames[12] = {"January", "February", "March",     "April",   "May",      "June",
+                                     "July",    "August",   "September", "October", "November", "December"};
 
-bool isAsciiLetter(char c)
-{
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
+bool isAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
 // 1-based month of a full month name, 0 when there is none.
 int fullMonthNumber(const KrString& word)
@@ -354,64 +289,60 @@ unsigned char KrTime::ParseDateTime(KrString dateTime, KrString format)
         if (c < 32 || c > 121) return 0;
         switch (c)
         {
-            case ' ':
-            case ',':
-            case '-':
-            case ':':
-                advance(1);
-                break;
-            case '%':
-                break;
-            case 'Y':
-                year = number(p, 4);
-                advance(4);
-                break;
-            case 'y':
-                year = number(p, 2);
-                advance(2);
-                break;
-            case 'm':
-                month = number(p, 2);
-                advance(2);
-                break;
-            case 'd':
-                day = number(p, 2);
-                advance(2);
-                break;
-            case 'H':
-                hour = number(p, 2);
-                advance(2);
-                break;
-            case 'M':
-                minute = number(p, 2);
-                advance(2);
-                break;
-            case 'S':
-                second = number(p, 2);
-                advance(2);
-                break;
-            case 'X':
-                hour = number(p, 2);
-                minute = number(p + 3, 2);
-                second = number(p + 6, 2);
-                advance(8);
-                break;
-            case 'B':
-            {
-                int end = p;
-                while (end < length && isAsciiLetter(dateTime[end])) ++end;
-                month = fullMonthNumber(dateTime.Mid(p, end - p));
-                if (month == 0) return 0;
-                p = end;
-                break;
-            }
-            case 'b':
-                month = abbreviatedMonthIndex(dateTime.Mid(p, 3));
-                if (month < 0) return 0;
-                advance(3);
-                break;
-            default:
-                return 0;
+        case ' ':
+        case ',':
+        case '-':
+        case ':': advance(1); break;
+        case '%': break;
+        case 'Y':
+            year = number(p, 4);
+            advance(4);
+            break;
+        case 'y':
+            year = number(p, 2);
+            advance(2);
+            break;
+        case 'm':
+            month = number(p, 2);
+            advance(2);
+            break;
+        case 'd':
+            day = number(p, 2);
+            advance(2);
+            break;
+        case 'H':
+            hour = number(p, 2);
+            advance(2);
+            break;
+        case 'M':
+            minute = number(p, 2);
+            advance(2);
+            break;
+        case 'S':
+            second = number(p, 2);
+            advance(2);
+            break;
+        case 'X':
+            hour = number(p, 2);
+            minute = number(p + 3, 2);
+            second = number(p + 6, 2);
+            advance(8);
+            break;
+        case 'B':
+        {
+            int end = p;
+            while (end < length && isAsciiLetter(dateTime[end])) ++end;
+            month = fullMonthNumber(dateTime.Mid(p, end - p));
+            if (month == 0) return 0;
+            p = end;
+            break;
+        }
+        case 'b':
+            month = abbreviatedMonthIndex(dateTime.Mid(p, 3));
+            if (month < 0) return 0;
+            advance(3);
+            break;
+        default: return 0;
         }
     }
     SetDateTime(year, month, day, hour, minute, second);
@@ -434,22 +365,10 @@ double KrTime::FromDoubleValue(double linear)
     return whole + (whole - linear);
 }
 
-unsigned char KrTime::operator<(const KrTime& other) const
-{
-    return GetDoubleValue() < other.GetDoubleValue();
-}
-unsigned char KrTime::operator>(const KrTime& other) const
-{
-    return GetDoubleValue() > other.GetDoubleValue();
-}
-unsigned char KrTime::operator<=(const KrTime& other) const
-{
-    return GetDoubleValue() <= other.GetDoubleValue();
-}
-unsigned char KrTime::operator>=(const KrTime& other) const
-{
-    return GetDoubleValue() >= other.GetDoubleValue();
-}
+unsigned char KrTime::operator<(const KrTime& other) const { return GetDoubleValue() < other.GetDoubleValue(); }
+unsigned char KrTime::operator>(const KrTime& other) const { return GetDoubleValue() > other.GetDoubleValue(); }
+unsigned char KrTime::operator<=(const KrTime& other) const { return GetDoubleValue() <= other.GetDoubleValue(); }
+unsigned char KrTime::operator>=(const KrTime& other) const { return GetDoubleValue() >= other.GetDoubleValue(); }
 
 KrTimeSpan KrTime::operator-(const KrTime& other) const
 {

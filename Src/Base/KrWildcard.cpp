@@ -24,18 +24,11 @@ const size_t kMaxKernelItems = size_t(1) << 18;
 // Names at least this long are run through the cached states.
 const size_t kCachedFromLength = 64;
 
-bool isSeparator(unsigned char c)
-{
-    return c == '/' || c == '\\';
-}
-unsigned char lower(unsigned char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + 32) : c;
-}
+bool isSeparator(unsigned char c) { return c == '/' || c == '\\'; }
+unsigned char lower(unsigned char c) { return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + 32) : c; }
 }  // namespace
 
-WildcardMatcher::WildcardMatcher(const char* pattern, size_t length, unsigned int flags)
-    : m_nFlags(flags)
+WildcardMatcher::WildcardMatcher(const char* pattern, size_t length, unsigned int flags) : m_nFlags(flags)
 {
     compile(pattern, length);
     m_marks.assign(m_nodes.size() * 2, 0);
@@ -59,13 +52,9 @@ void WildcardMatcher::compile(const char* pattern, size_t length)
     std::vector<int> alts;  // every Alt, for fixing exits when its group closes
     m_nodes.push_back(Node{Kind::Open, 0, -1, 0});
 
-    auto literal = [&](unsigned char c) {
-        m_nodes.push_back(Node{Kind::Literal, fold ? lower(c) : c, -1, 0});
-    };
-    auto closeGroup = [&](const Group& group, int exit)
-    {
-        for (int alt = m_nodes[group.open].link; alt >= 0; alt = m_nodes[alt].link)
-            m_nodes[alt].exit = exit;
+    auto literal = [&](unsigned char c) { m_nodes.push_back(Node{Kind::Literal, fold ? lower(c) : c, -1, 0}); };
+    auto closeGroup = [&](const Group& group, int exit) {
+        for (int alt = m_nodes[group.open].link; alt >= 0; alt = m_nodes[alt].link) m_nodes[alt].exit = exit;
     };
 
     size_t i = 0;
@@ -74,49 +63,43 @@ void WildcardMatcher::compile(const char* pattern, size_t length)
         const unsigned char c = static_cast<unsigned char>(pattern[i]);
         switch (c)
         {
-            case '*':
-                while (i < length && pattern[i] == '*') ++i;
-                m_nodes.push_back(Node{Kind::Star, 0, -1, 0});
-                continue;
-            case '?':
-                m_nodes.push_back(Node{Kind::Any, 0, -1, 0});
-                break;
-            case '[':
-                i = compileClass(pattern, length, i + 1);
-                continue;
-            case '(':
-                groups.push_back(Group{static_cast<int>(m_nodes.size()), -1});
-                m_nodes.push_back(Node{Kind::Open, 0, -1, 0});
-                break;
-            case '|':
-            case ',':
+        case '*':
+            while (i < length && pattern[i] == '*') ++i;
+            m_nodes.push_back(Node{Kind::Star, 0, -1, 0});
+            continue;
+        case '?': m_nodes.push_back(Node{Kind::Any, 0, -1, 0}); break;
+        case '[': i = compileClass(pattern, length, i + 1); continue;
+        case '(':
+            groups.push_back(Group{static_cast<int>(m_nodes.size()), -1});
+            m_nodes.push_back(Node{Kind::Open, 0, -1, 0});
+            break;
+        case '|':
+        case ',':
+        {
+            Group& group = groups.back();
+            const int alt = static_cast<int>(m_nodes.size());
+            m_nodes.push_back(Node{Kind::Alt, 0, -1, 0});
+            (group.lastAlt < 0 ? m_nodes[group.open].link : m_nodes[group.lastAlt].link) = alt;
+            group.lastAlt = alt;
+            break;
+        }
+        case ')':
+            // A stray ")" is skipped; otherwise the group's alternatives continue after it.
+            if (groups.size() > 1)
             {
-                Group& group = groups.back();
-                const int alt = static_cast<int>(m_nodes.size());
-                m_nodes.push_back(Node{Kind::Alt, 0, -1, 0});
-                (group.lastAlt < 0 ? m_nodes[group.open].link : m_nodes[group.lastAlt].link) = alt;
-                group.lastAlt = alt;
+                closeGroup(groups.back(), static_cast<int>(m_nodes.size()));
+                groups.pop_back();
+            }
+            break;
+        case '\\':
+            if (escaping && i + 1 < length)
+            {
+                literal(static_cast<unsigned char>(pattern[++i]));
                 break;
             }
-            case ')':
-                // A stray ")" is skipped; otherwise the group's alternatives continue after it.
-                if (groups.size() > 1)
-                {
-                    closeGroup(groups.back(), static_cast<int>(m_nodes.size()));
-                    groups.pop_back();
-                }
-                break;
-            case '\\':
-                if (escaping && i + 1 < length)
-                {
-                    literal(static_cast<unsigned char>(pattern[++i]));
-                    break;
-                }
-                literal(c);
-                break;
-            default:
-                literal(c);
-                break;
+            literal(c);
+            break;
+        default: literal(c); break;
         }
         ++i;
     }
@@ -132,8 +115,7 @@ size_t WildcardMatcher::compileClass(const char* pattern, size_t length, size_t 
 {
     const bool escaping = (m_nFlags & kNoEscape) == 0;
     const bool fold = (m_nFlags & kCaseFold) != 0;
-    auto fetch = [&](unsigned char& c)
-    {
+    auto fetch = [&](unsigned char& c) {
         if (at >= length) return false;
         c = static_cast<unsigned char>(pattern[at++]);
         if (c != '\\' || !escaping) return true;
@@ -166,8 +148,7 @@ size_t WildcardMatcher::compileClass(const char* pattern, size_t length, size_t 
         const unsigned char hi = fold ? lower(last) : last;
         for (int t = 0; t < 256; ++t)
         {
-            const unsigned char v =
-                fold ? lower(static_cast<unsigned char>(t)) : static_cast<unsigned char>(t);
+            const unsigned char v = fold ? lower(static_cast<unsigned char>(t)) : static_cast<unsigned char>(t);
             if (lo <= v && v <= hi) members.set(static_cast<size_t>(t));
         }
     }
@@ -187,23 +168,19 @@ size_t WildcardMatcher::compileClass(const char* pattern, size_t length, size_t 
 
 // ---------------------------------------------------------------- running
 
-bool WildcardMatcher::consumes(const Node& node, bool periodRule, unsigned char c,
-                               bool leadingDot) const
+bool WildcardMatcher::consumes(const Node& node, bool periodRule, unsigned char c, bool leadingDot) const
 {
     const bool fileName = (m_nFlags & kFileName) != 0;
     switch (node.kind)
     {
-        case Kind::Literal:
-            return ((m_nFlags & kCaseFold) != 0 ? lower(c) : c) == node.byte;
-        case Kind::Star:
-            return !(fileName && isSeparator(c));
-        case Kind::Any:
-        case Kind::Class:
-            if (fileName && isSeparator(c)) return false;
-            if (periodRule && leadingDot) return false;
-            return node.kind == Kind::Any || m_classes[static_cast<size_t>(node.link)].test(c);
-        default:
-            return false;
+    case Kind::Literal: return ((m_nFlags & kCaseFold) != 0 ? lower(c) : c) == node.byte;
+    case Kind::Star: return !(fileName && isSeparator(c));
+    case Kind::Any:
+    case Kind::Class:
+        if (fileName && isSeparator(c)) return false;
+        if (periodRule && leadingDot) return false;
+        return node.kind == Kind::Any || m_classes[static_cast<size_t>(node.link)].test(c);
+    default: return false;
     }
 }
 
@@ -217,8 +194,7 @@ void WildcardMatcher::closure(const Kernel& kernel, bool leadingDot, std::vector
     }
     std::vector<int>& pending = m_pending;
     pending.clear();
-    auto reach = [&](int node, int periodRule)
-    {
+    auto reach = [&](int node, int periodRule) {
         const int state = node * 2 + periodRule;
         if (m_marks[static_cast<size_t>(state)] == m_nMark) return;
         m_marks[static_cast<size_t>(state)] = m_nMark;
@@ -234,24 +210,20 @@ void WildcardMatcher::closure(const Kernel& kernel, bool leadingDot, std::vector
         const Node& node = m_nodes[static_cast<size_t>(index)];
         switch (node.kind)
         {
-            case Kind::Open:
-                reach(index + 1, periodRule);
-                for (int alt = node.link; alt >= 0; alt = m_nodes[static_cast<size_t>(alt)].link)
-                    reach(alt + 1, periodRule);
-                break;
-            case Kind::Alt:
-                reach(node.exit, periodRule);
-                break;
-            case Kind::Star:
-                // A "*" cannot start on a leading "." under the period rule, not even empty; after
-                // it the rule is off for the rest of the pattern.
-                if (periodRule != 0 && leadingDot) break;
-                states.push_back(state);
-                reach(index + 1, 0);
-                break;
-            default:
-                states.push_back(state);
-                break;
+        case Kind::Open:
+            reach(index + 1, periodRule);
+            for (int alt = node.link; alt >= 0; alt = m_nodes[static_cast<size_t>(alt)].link)
+                reach(alt + 1, periodRule);
+            break;
+        case Kind::Alt: reach(node.exit, periodRule); break;
+        case Kind::Star:
+            // A "*" cannot start on a leading "." under the period rule, not even empty; after
+            // it the rule is off for the rest of the pattern.
+            if (periodRule != 0 && leadingDot) break;
+            states.push_back(state);
+            reach(index + 1, 0);
+            break;
+        default: states.push_back(state); break;
         }
     }
 }
@@ -315,11 +287,9 @@ bool WildcardMatcher::Matches(const char* name, size_t length)
 {
     const bool fileName = (m_nFlags & kFileName) != 0;
     const bool leadingDir = (m_nFlags & kLeadingDir) != 0;
-    auto columnAt = [&](size_t n)
-    {
+    auto columnAt = [&](size_t n) {
         const unsigned char c = static_cast<unsigned char>(name[n]);
-        const bool leading =
-            n == 0 || (fileName && isSeparator(static_cast<unsigned char>(name[n - 1])));
+        const bool leading = n == 0 || (fileName && isSeparator(static_cast<unsigned char>(name[n - 1])));
         return c == '.' && leading ? kLeadingDotColumn : static_cast<int>(c);
     };
     const Kernel start{(m_nFlags & kPeriod) != 0 ? 1 : 0};
@@ -333,8 +303,7 @@ bool WildcardMatcher::Matches(const char* name, size_t length)
         for (size_t n = 0; n < length; ++n)
         {
             const bool endReached = step(kernel, columnAt(n), next);
-            if (endReached && leadingDir && isSeparator(static_cast<unsigned char>(name[n])))
-                return true;
+            if (endReached && leadingDir && isSeparator(static_cast<unsigned char>(name[n]))) return true;
             if (next.empty()) return false;
             kernel.swap(next);
         }
@@ -345,11 +314,9 @@ bool WildcardMatcher::Matches(const char* name, size_t length)
     for (size_t n = 0; n < length; ++n)
     {
         const int column = columnAt(n);
-        int32_t entry =
-            m_table[static_cast<size_t>(state) * kColumns + static_cast<size_t>(column)];
+        int32_t entry = m_table[static_cast<size_t>(state) * kColumns + static_cast<size_t>(column)];
         if (entry < 0) entry = transition(state, column);
-        if ((entry & 1) != 0 && leadingDir && isSeparator(static_cast<unsigned char>(name[n])))
-            return true;
+        if ((entry & 1) != 0 && leadingDir && isSeparator(static_cast<unsigned char>(name[n]))) return true;
         state = entry >> 1;
         if (state == m_nDeadState) return false;
     }

@@ -64,8 +64,8 @@ private:
     std::vector<const Kernel*> m_kernels;  // keys of m_stateIds by state
     size_t m_nKernelItems = 0;
     std::vector<int32_t> m_table;
-    unsigned int m_nGeneration = 0;      // counts restarts of the cache
-    int m_nDeadState = -1;               // the state with no live position, once met
+    unsigned int m_nGeneration = 0;  // counts restarts of the cache
+    int m_nDeadState = -1;           // the state with no live position, once met
     Kernel m_current, m_next;            // scratch of Matches
     mutable std::vector<int> m_live;     // scratch of step
     mutable std::vector<int> m_pending;  // scratch of closure

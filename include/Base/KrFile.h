@@ -41,13 +41,13 @@ public:
     // Flags of ListFiles (only the low byte is used).
     enum ListFlags : unsigned int
     {
-        LIST_NO_FILES = 1,       // directories only
-        LIST_NO_DIRS = 2,        // files only
-        LIST_ALL_FILES = 4,      // files without matching the pattern
-        LIST_ALL_DIRS = 8,       // directories without matching the pattern
-        LIST_HIDDEN_FILES = 16,  // include hidden files (names starting with ".")
-        LIST_HIDDEN_DIRS = 32,   // include hidden directories
-        LIST_NO_PARENT = 64,     // skip ".." (it is skipped in any case)
+        LIST_NO_FILES = 1,        // directories only
+        LIST_NO_DIRS = 2,         // files only
+        LIST_ALL_FILES = 4,       // files without matching the pattern
+        LIST_ALL_DIRS = 8,        // directories without matching the pattern
+        LIST_HIDDEN_FILES = 16,   // include hidden files (names starting with ".")
+        LIST_HIDDEN_DIRS = 32,    // include hidden directories
+        LIST_NO_PARENT = 64,      // skip ".." (it is skipped in any case)
         LIST_CASE_INSENSITIVE = 128
     };
 
@@ -56,7 +56,7 @@ public:
     // With a drive and no separator it is the first three characters: "C:f" for "C:f.txt".
     // Keep: callers were written against it.
     static KrString GetDir(const KrString& path);
-    static KrString GetName(const KrString& path);  // after the last separator or the drive
+    static KrString GetName(const KrString& path);   // after the last separator or the drive
     // The name up to its last "."; a "." that starts the name does not count, so ".profile"
     // is its own title and has no extension.
     static KrString GetTitle(const KrString& path);
@@ -133,8 +133,7 @@ public:
     static unsigned char MkDirEx(const KrString& path);
     // Copies the bytes and the permission bits. With bFailIfExists an existing target fails.
     // A file is never copied onto itself.
-    static unsigned char Copy(const KrString& from, const KrString& to,
-                              unsigned char bFailIfExists);
+    static unsigned char Copy(const KrString& from, const KrString& to, unsigned char bFailIfExists);
     static unsigned char Delete(const KrString& path);
     static unsigned char Rename(const KrString& from, const KrString& to);
 

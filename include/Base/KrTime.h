@@ -38,14 +38,8 @@ public:
     int GetMinutes() const;
     int GetSeconds() const;
 
-    KrTimeSpan operator+(const KrTimeSpan& other) const
-    {
-        return KrTimeSpan(m_dSpan + other.m_dSpan);
-    }
-    KrTimeSpan operator-(const KrTimeSpan& other) const
-    {
-        return KrTimeSpan(m_dSpan - other.m_dSpan);
-    }
+    KrTimeSpan operator+(const KrTimeSpan& other) const { return KrTimeSpan(m_dSpan + other.m_dSpan); }
+    KrTimeSpan operator-(const KrTimeSpan& other) const { return KrTimeSpan(m_dSpan - other.m_dSpan); }
     KrTimeSpan& operator+=(const KrTimeSpan& other);
     KrTimeSpan& operator-=(const KrTimeSpan& other);
 
@@ -89,8 +83,8 @@ public:
 
     // Calendar fields, rounded to the nearest second. A value outside the range gives 0.
     int GetYear() const;
-    int GetMonth() const;  // 1-12
-    int GetDay() const;    // 1-31
+    int GetMonth() const;      // 1-12
+    int GetDay() const;        // 1-31
     int GetHour() const;
     int GetMinute() const;
     int GetSecond() const;

@@ -95,9 +95,7 @@ bool isDirectoryEntry(const std::string& dir, const dirent* entry)
 {
     if (entry->d_type == DT_DIR) return true;
     if (entry->d_type != DT_LNK && entry->d_type != DT_UNKNOWN) return false;
-    struct stat info
-    {
-    };
+    struct stat info{};
     const std::string path = dir + (dir.empty() || dir.back() == '/' ? "" : "/") + entry->d_name;
     return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
@@ -143,9 +141,7 @@ std::string absoluteFile(const char* path)
 
 bool QueryStatus(const std::string& path, FileStatus& status)
 {
-    struct stat info
-    {
-    };
+    struct stat info{};
     if (::stat(nativePath(path).c_str(), &info) != 0) return false;
     status.changeTime = static_cast<long long>(info.st_ctime);
     status.accessTime = static_cast<long long>(info.st_atime);
@@ -165,20 +161,11 @@ bool ReadDirectory(const std::string& dir, std::vector<DirectoryEntry>& entries)
     return true;
 }
 
-bool MakeDirectory(const std::string& path)
-{
-    return ::mkdir(nativePath(path).c_str(), 0777) == 0;
-}
+bool MakeDirectory(const std::string& path) { return ::mkdir(nativePath(path).c_str(), 0777) == 0; }
 
-bool RemoveDirectory(const std::string& path)
-{
-    return ::rmdir(nativePath(path).c_str()) == 0;
-}
+bool RemoveDirectory(const std::string& path) { return ::rmdir(nativePath(path).c_str()) == 0; }
 
-bool RemoveFile(const std::string& path)
-{
-    return std::remove(nativePath(path).c_str()) == 0;
-}
+bool RemoveFile(const std::string& path) { return std::remove(nativePath(path).c_str()) == 0; }
 
 bool RenameFile(const std::string& from, const std::string& to)
 {
@@ -190,21 +177,15 @@ bool CopyFile(const std::string& from, const std::string& to, bool failIfExists)
     const std::string source = nativePath(from);
     const std::string target = nativePath(to);
     Descriptor in(openRetrying(source, O_RDONLY));
-    struct stat sourceInfo
-    {
-    };
-    if (!in.IsOpen() || ::fstat(in.Get(), &sourceInfo) != 0 || !S_ISREG(sourceInfo.st_mode))
-        return false;
-    struct stat targetInfo
-    {
-    };
+    struct stat sourceInfo{};
+    if (!in.IsOpen() || ::fstat(in.Get(), &sourceInfo) != 0 || !S_ISREG(sourceInfo.st_mode)) return false;
+    struct stat targetInfo{};
     if (::stat(target.c_str(), &targetInfo) == 0 && targetInfo.st_dev == sourceInfo.st_dev &&
         targetInfo.st_ino == sourceInfo.st_ino)
         return false;
 
     const mode_t mode = sourceInfo.st_mode & 07777;
-    Descriptor out(
-        openRetrying(target, O_WRONLY | O_CREAT | O_TRUNC | (failIfExists ? O_EXCL : 0), mode));
+    Descriptor out(openRetrying(target, O_WRONLY | O_CREAT | O_TRUNC | (failIfExists ? O_EXCL : 0), mode));
     if (!out.IsOpen()) return false;
     const bool copied = ::fchmod(out.Get(), mode) == 0 && copyBytes(in.Get(), out.Get());
     if (out.Close() && copied) return true;
