@@ -98,8 +98,10 @@ void tourTime()
     std::printf("now: %s | %s | %s (serial date %.5f)\n", now.Format("%Y-%m-%d %H:%M:%S").Cstr(),
                 now.Format("%A %d %B %Y").Cstr(), now.Format("%Y_%m_%d_%H").Cstr(), now.GetTime());
     KrTime parsed;
-    const unsigned char ok = parsed.ParseDateTime(now.Format("%Y-%m-%d %H:%M:%S"), "%Y-%m-%d %H:%M:%S");
-    std::printf("parsed back: %s, same instant: %s\n", ok ? "ok" : "failed", parsed == now ? "yes" : "no");
+    const unsigned char ok =
+        parsed.ParseDateTime(now.Format("%Y-%m-%d %H:%M:%S"), "%Y-%m-%d %H:%M:%S");
+    std::printf("parsed back: %s, same instant: %s\n", ok ? "ok" : "failed",
+                parsed == now ? "yes" : "no");
     const KrTimeSpan untilNewYear = KrTime(now.GetYear() + 1, 1, 1) - now;
     std::printf("until next new year: %d days %d hours; 1 January 1800 was day %.0f, a %s\n",
                 untilNewYear.GetDays(), untilNewYear.GetHours(), KrTime(1800, 1, 1).GetTime(),
@@ -124,9 +126,9 @@ void tourFiles()
     for (const KrString& name : names) std::printf(" %s", name.Cstr());
     std::printf("\n");
     const KrString path("C:\\maps\\roads.2024.shp");
-    std::printf("%s: dir %s, title %s, ext %s; relative to C:/data/: %s\n", path.Cstr(), KrFile::GetDir(path).Cstr(),
-                KrFile::GetTitle(path).Cstr(), KrFile::GetExt(path).Cstr(),
-                KrFile::GetRelativePath("C:/data/", path).Cstr());
+    std::printf("%s: dir %s, title %s, ext %s; relative to C:/data/: %s\n", path.Cstr(),
+                KrFile::GetDir(path).Cstr(), KrFile::GetTitle(path).Cstr(),
+                KrFile::GetExt(path).Cstr(), KrFile::GetRelativePath("C:/data/", path).Cstr());
     std::printf("Match(\"*a*a*a*a*a*a*a*a*b\", 10000 a's) = %d\n",
                 KrFile::Match("*a*a*a*a*a*a*a*a*b", KrString('a', 10000), 0));
 }

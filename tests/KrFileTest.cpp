@@ -21,7 +21,10 @@ namespace fs = std::filesystem;
 
 namespace
 {
-std::set<std::string> asSet(const KrArray<KrString>& names) { return std::set<std::string>(names.begin(), names.end()); }
+std::set<std::string> asSet(const KrArray<KrString>& names)
+{
+    return std::set<std::string>(names.begin(), names.end());
+}
 
 void writeFile(const fs::path& path, const std::string& content)
 {
@@ -50,7 +53,10 @@ protected:
         std::error_code ignored;
         fs::remove_all(m_root, ignored);
     }
-    KrString at(const std::string& relative) const { return KrString((m_root / relative).string()); }
+    KrString at(const std::string& relative) const
+    {
+        return KrString((m_root / relative).string());
+    }
     KrString dir() const { return KrString(m_root.string() + "/"); }
 
     fs::path m_root;
@@ -81,7 +87,8 @@ TEST(KrFileTest, PathTextIsSplitAtEitherSeparatorAndAfterTheDrive)
         {"C:", "C:", "", "", "", "C:"},
         {"dir/sub/", "dir/sub/", "", "", "", "dir/sub/"},
         {"dir.d/file", "dir.d/", "file", "file", "", "dir.d/file"},
-        {"mixed/sep\\name.tar.gz", "mixed/sep\\", "name.tar.gz", "name.tar", ".gz", "mixed/sep\\name.tar"},
+        {"mixed/sep\\name.tar.gz", "mixed/sep\\", "name.tar.gz", "name.tar", ".gz",
+         "mixed/sep\\name.tar"},
         {"", "", "", "", "", ""},
     };
     for (const Case& c : cases)
@@ -139,7 +146,8 @@ TEST(KrFileTest, AbsoluteAndRelativePathsAreInverses)
     };
     for (const Case& c : cases)
     {
-        EXPECT_EQ(KrFile::GetRelativePath(c.base, c.absolute), c.relative) << c.base << " -> " << c.absolute;
+        EXPECT_EQ(KrFile::GetRelativePath(c.base, c.absolute), c.relative)
+            << c.base << " -> " << c.absolute;
         const KrString back = KrFile::GetAbsolutePath(c.base, c.relative);
         if (KrString(c.base).Left(1) == "c")
             EXPECT_EQ(back.CompareNoCase(c.absolute), 0) << c.base << " + " << c.relative;
@@ -176,7 +184,8 @@ TEST(KrFileTest, AbsolutePathResolvesStepsAgainstTheBase)
         {"C:data", "x", "C:data/x"},  // drive without root
     };
     for (const Case& c : cases)
-        EXPECT_EQ(KrFile::GetAbsolutePath(c.base, c.relative), c.expected) << c.base << " + " << c.relative;
+        EXPECT_EQ(KrFile::GetAbsolutePath(c.base, c.relative), c.expected)
+            << c.base << " + " << c.relative;
     EXPECT_EQ(KrFile::GetRelativePath("../a/", "b"), "b");  // climbing out of ".." has no answer
 }
 
@@ -264,8 +273,8 @@ TEST(KrFileTest, MatchFollowsTheWildcardLanguage)
 TEST(KrFileTest, MatchAgreesWithFnmatchOnPatternsWithoutGroups)
 {
     // glibc's flag values are the same as Match's.
-    static_assert(FNM_PATHNAME == 1 && FNM_NOESCAPE == 2 && FNM_PERIOD == 4 && FNM_LEADING_DIR == 8 &&
-                      FNM_CASEFOLD == 16,
+    static_assert(FNM_PATHNAME == 1 && FNM_NOESCAPE == 2 && FNM_PERIOD == 4 &&
+                      FNM_LEADING_DIR == 8 && FNM_CASEFOLD == 16,
                   "flag values");
     std::mt19937 random(11);
     auto pick = [&](const char* set) { return set[random() % std::strlen(set)]; };
@@ -309,7 +318,8 @@ TEST(KrFileTest, MatchAgreesWithFnmatchOnPatternsWithoutGroups)
         const unsigned flags = random() % 32;
         // Known difference: glibc applies the period rule again after a separator that follows
         // a "*"; Match switches it off for the rest of the pattern.
-        if ((flags & 5) == 5 && name.find("/.") != std::string::npos && pattern.find('*') != std::string::npos)
+        if ((flags & 5) == 5 && name.find("/.") != std::string::npos &&
+            pattern.find('*') != std::string::npos)
             continue;
         // Known glibc quirk: the "?" right after a "*" does not end the leading position, so
         // "*?[.]" rejects "/." under the period rule.
@@ -326,7 +336,8 @@ TEST(KrFileTest, MatchAgreesWithFnmatchOnPatternsWithoutGroups)
 
 TEST_F(KrFileDirTest, ListFilesFiltersByKindHiddenStateAndPattern)
 {
-    for (const char* name : {"a.cpp", "b.h", "c.txt", "D.CPP", ".hidden.cpp"}) writeFile(m_root / name, "x");
+    for (const char* name : {"a.cpp", "b.h", "c.txt", "D.CPP", ".hidden.cpp"})
+        writeFile(m_root / name, "x");
     for (const char* name : {"src.cpp", "docs", ".git"}) fs::create_directory(m_root / name);
 
     struct Case
@@ -489,7 +500,8 @@ TEST_F(KrFileDirTest, CopyRenameAndDelete)
 TEST_F(KrFileDirTest, TemporaryNamesAndPath)
 {
     KrString name;
-    EXPECT_EQ(KrFile::GetTemporaryFileName(KrString(m_root.string()), "prefix", 0x2AB, name), 0x2ABu);
+    EXPECT_EQ(KrFile::GetTemporaryFileName(KrString(m_root.string()), "prefix", 0x2AB, name),
+              0x2ABu);
     EXPECT_EQ(name, KrString(m_root.string()) + "/pre2AB.TMP");
     EXPECT_FALSE(KrFile::IsExist(name));  // a given number only makes the name
     EXPECT_EQ(KrFile::GetTemporaryFileName(dir(), "p", 0x12345, name), 0x2345u);
@@ -534,7 +546,8 @@ TEST(KrFileTest, ProgramAndLibraryDirectories)
     while (std::getline(maps, line))
     {
         const size_t at = line.find('/');
-        if (at != std::string::npos && line.find("libZoBase200.so") != std::string::npos) library = line.substr(at);
+        if (at != std::string::npos && line.find("libZoBase200.so") != std::string::npos)
+            library = line.substr(at);
     }
     ASSERT_FALSE(library.empty());
     EXPECT_EQ(KrFile::GetModulePath("ZoBase"), library.substr(0, library.rfind('/') + 1));

@@ -82,7 +82,8 @@ private:
     std::string m_strOld;
 };
 
-void expectFields(const KrTime& t, long long y, int m, int d, int hh, int mm, int ss, const char* what)
+void expectFields(const KrTime& t, long long y, int m, int d, int hh, int mm, int ss,
+                  const char* what)
 {
     EXPECT_EQ(t.GetYear(), y) << what;
     EXPECT_EQ(t.GetMonth(), m) << what;
@@ -107,7 +108,8 @@ TEST(KrTimeTest, EveryDayOfSampleYearsAgreesWithTheOracle)
             dayOfYear = c.month == 1 && c.day == 1 ? 1 : dayOfYear + 1;
             const std::string what = std::to_string(c.year) + "-" + std::to_string(c.month) + "-" +
                                      std::to_string(c.day);
-            ASSERT_EQ(KrTime(static_cast<int>(c.year), c.month, c.day).GetTime(), static_cast<double>(serial))
+            ASSERT_EQ(KrTime(static_cast<int>(c.year), c.month, c.day).GetTime(),
+                      static_cast<double>(serial))
                 << what;
             const KrTime t(static_cast<double>(serial));
             if (c.year < 100)
@@ -175,7 +177,8 @@ TEST(KrTimeTest, SetDateTimeAcceptsAndRejects)
     {
         const KrTime t(c.y, c.mo, c.d, c.h, c.mi, c.s);
         const double expected = c.expected == -99 ? 0.0 : c.expected;
-        EXPECT_NEAR(t.GetTime(), expected, 1e-12) << c.y << "-" << c.mo << "-" << c.d << " " << c.h << ":" << c.mi;
+        EXPECT_NEAR(t.GetTime(), expected, 1e-12)
+            << c.y << "-" << c.mo << "-" << c.d << " " << c.h << ":" << c.mi;
     }
     const KrTime late(2000, 1, 1, -1, 0, 0);
     expectFields(late, 1999, 12, 31, 23, 0, 0, "an hour before 2000");
@@ -220,7 +223,8 @@ TEST(KrTimeTest, RoundingToTheSecond)
 
 TEST(KrTimeTest, OutOfRangeValuesReadAsZeroAndFormatEmpty)
 {
-    const double values[] = {2958466.0, -657435.0, 1e300, -1e300, std::numeric_limits<double>::quiet_NaN()};
+    const double values[] = {2958466.0, -657435.0, 1e300, -1e300,
+                             std::numeric_limits<double>::quiet_NaN()};
     for (double v : values)
     {
         const KrTime t(v);
@@ -378,8 +382,8 @@ TEST(KrTimeTest, CurrentTimeIsLocalWallClockTime)
     const std::time_t now = std::time(nullptr);
     std::tm local{};
     localtime_r(&now, &local);
-    const KrTime expected(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min,
-                          local.tm_sec);
+    const KrTime expected(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
+                          local.tm_min, local.tm_sec);
     const KrTimeSpan difference = KrTime::GetCurrentTime() - expected;
     EXPECT_GE(difference.GetTotalSeconds(), 0);
     EXPECT_LE(difference.GetTotalSeconds(), 2);

@@ -16,8 +16,14 @@ namespace
 {
 bool isSeparator(char c) { return c == '/' || c == '\\'; }
 bool isAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-bool hasDrive(const KrString& path) { return path.GetLength() >= 2 && isAsciiLetter(path[0]) && path[1] == ':'; }
-bool endsWithSeparator(const KrString& path) { return !path.IsEmpty() && isSeparator(path[path.GetLength() - 1]); }
+bool hasDrive(const KrString& path)
+{
+    return path.GetLength() >= 2 && isAsciiLetter(path[0]) && path[1] == ':';
+}
+bool endsWithSeparator(const KrString& path)
+{
+    return !path.IsEmpty() && isSeparator(path[path.GetLength() - 1]);
+}
 
 // Index of the last separator at or after the drive prefix, -1 when there is none.
 int lastSeparator(const KrString& path)
@@ -115,7 +121,8 @@ KrString joinParts(const PathParts& path)
 
 bool sameRoot(const KrString& a, const KrString& b)
 {
-    if (hasDrive(a) && hasDrive(b)) return a.Mid(1) == b.Mid(1) && KrString(a.Left(1)).CompareNoCase(b.Left(1)) == 0;
+    if (hasDrive(a) && hasDrive(b))
+        return a.Mid(1) == b.Mid(1) && KrString(a.Left(1)).CompareNoCase(b.Left(1)) == 0;
     return a == b;
 }
 
@@ -153,7 +160,7 @@ KrString KrFile::GetName(const KrString& path)
 {
     const int last = lastSeparator(path);
     if (last >= 0) return path.Mid(last + 1);
-    return hasDrive(path) ? path.Mid(2) : path.Left(path.GetLength());
+    return hasDrive(path) ? path.Mid(2) : path;
 }
 
 KrString KrFile::GetTitle(const KrString& path)
@@ -232,7 +239,8 @@ KrString KrFile::GetRelativePath(KrString base, KrString path)
     const PathParts to = splitNormalised(PreDealPath(path, true));
     if (!sameRoot(from.root, to.root)) return joinParts(to);
     size_t common = 0;
-    while (common < from.parts.size() && common < to.parts.size() && from.parts[common] == to.parts[common])
+    while (common < from.parts.size() && common < to.parts.size() &&
+           from.parts[common] == to.parts[common])
         ++common;
     PathParts relative;
     relative.trailing = to.trailing;
@@ -242,7 +250,8 @@ KrString KrFile::GetRelativePath(KrString base, KrString path)
         if (from.parts[i] == "..") return joinParts(to);
         relative.parts.push_back("..");
     }
-    relative.parts.insert(relative.parts.end(), to.parts.begin() + static_cast<long>(common), to.parts.end());
+    relative.parts.insert(relative.parts.end(), to.parts.begin() + static_cast<long>(common),
+                          to.parts.end());
     return joinParts(relative);
 }
 
@@ -254,13 +263,15 @@ unsigned char KrFile::Match(const KrString& pattern, const KrString& name, unsig
     return matches(matcher, name) ? 1 : 0;
 }
 
-int KrFile::ListFiles(KrArray<KrString>& names, const KrString& dir, const KrString& pattern, unsigned int flags)
+int KrFile::ListFiles(KrArray<KrString>& names, const KrString& dir, const KrString& pattern,
+                      unsigned int flags)
 {
     flags &= 0xFF;
     std::vector<Platform::DirectoryEntry> entries;
     if (!Platform::ReadDirectory(endsWithSeparator(dir) ? dir : dir + "/", entries)) return 0;
-    Detail::WildcardMatcher matcher =
-        matcherFor(pattern, MATCH_FILENAME | MATCH_NOESCAPE | ((flags & LIST_CASE_INSENSITIVE) != 0 ? 16u : 0u));
+    Detail::WildcardMatcher matcher = matcherFor(
+        pattern, MATCH_FILENAME | MATCH_NOESCAPE |
+                     ((flags & LIST_CASE_INSENSITIVE) != 0 ? unsigned(MATCH_CASEFOLD) : 0u));
 
     int added = 0;
     for (const Platform::DirectoryEntry& entry : entries)
@@ -268,13 +279,15 @@ int KrFile::ListFiles(KrArray<KrString>& names, const KrString& dir, const KrStr
         const bool hidden = entry.name[0] == '.';
         if (entry.isDirectory)
         {
-            if ((flags & LIST_NO_DIRS) != 0 || (hidden && (flags & LIST_HIDDEN_DIRS) == 0)) continue;
+            if ((flags & LIST_NO_DIRS) != 0 || (hidden && (flags & LIST_HIDDEN_DIRS) == 0))
+                continue;
             if (entry.name == "." || entry.name == "..") continue;
             if ((flags & LIST_ALL_DIRS) == 0 && !matches(matcher, entry.name)) continue;
         }
         else
         {
-            if ((flags & LIST_NO_FILES) != 0 || (hidden && (flags & LIST_HIDDEN_FILES) == 0)) continue;
+            if ((flags & LIST_NO_FILES) != 0 || (hidden && (flags & LIST_HIDDEN_FILES) == 0))
+                continue;
             if ((flags & LIST_ALL_FILES) == 0 && !matches(matcher, entry.name)) continue;
         }
         names.Add(KrString(entry.name));
@@ -283,19 +296,21 @@ int KrFile::ListFiles(KrArray<KrString>& names, const KrString& dir, const KrStr
     return added;
 }
 
-unsigned char KrFile::FindFileExtPaths(const KrString& dir, const KrString& ext, KrArray<KrString>& paths,
-                                       unsigned char bFullPath)
+unsigned char KrFile::FindFileExtPaths(const KrString& dir, const KrString& ext,
+                                       KrArray<KrString>& paths, unsigned char bFullPath)
 {
     paths.RemoveAll();
     KrString searched(dir);
-    if (!searched.IsEmpty() && searched[searched.GetLength() - 1] == '\\') searched.Delete(searched.GetLength() - 1);
+    if (!searched.IsEmpty() && searched[searched.GetLength() - 1] == '\\')
+        searched.Delete(searched.GetLength() - 1);
     if (searched.IsEmpty() || searched[searched.GetLength() - 1] != '/') searched += '/';
 
     std::vector<Platform::DirectoryEntry> entries;
     if (!Platform::ReadDirectory(searched, entries)) return 0;
     Detail::WildcardMatcher matcher = matcherFor("*" + ext, MATCH_FILENAME | MATCH_NOESCAPE);
     for (const Platform::DirectoryEntry& entry : entries)
-        if (matches(matcher, entry.name)) paths.Add(bFullPath ? dir + entry.name.c_str() : KrString(entry.name));
+        if (matches(matcher, entry.name))
+            paths.Add(bFullPath ? dir + entry.name.c_str() : KrString(entry.name));
     return paths.GetSize() > 0 ? 1 : 0;
 }
 
@@ -357,7 +372,10 @@ KrTime KrFile::GetUpdateTime(const KrString& path)
 
 unsigned char KrFile::MkDir(const KrString& path) { return Platform::MakeDirectory(path) ? 1 : 0; }
 
-unsigned char KrFile::RmDir(const KrString& path) { return Platform::RemoveDirectory(path) ? 1 : 0; }
+unsigned char KrFile::RmDir(const KrString& path)
+{
+    return Platform::RemoveDirectory(path) ? 1 : 0;
+}
 
 unsigned char KrFile::MkDirEx(const KrString& path)
 {
@@ -389,8 +407,8 @@ unsigned char KrFile::Rename(const KrString& from, const KrString& to)
 
 // ---------------------------------------------------------------- temporary files, program
 
-unsigned int KrFile::GetTemporaryFileName(const KrString& dir, const KrString& prefix, unsigned int nUnique,
-                                          KrString& fileName)
+unsigned int KrFile::GetTemporaryFileName(const KrString& dir, const KrString& prefix,
+                                          unsigned int nUnique, KrString& fileName)
 {
     KrString stem(dir);
     if (!stem.IsEmpty() && !endsWithSeparator(stem)) stem += '/';
@@ -431,7 +449,8 @@ KrString KrFile::GetAppPath() { return GetDir(KrString(Platform::ExecutableFile(
 KrString KrFile::GetModulePath(const KrString& title)
 {
     if (title.IsEmpty()) return GetAppPath();
-    const std::string file = Platform::LoadedModuleFile(std::string("lib") + title.Cstr() + "200.so");
+    const std::string file =
+        Platform::LoadedModuleFile(std::string("lib") + title.Cstr() + "200.so");
     return file.empty() ? KrString() : GetDir(KrString(file));
 }
 

@@ -88,8 +88,8 @@ KrTime& KrTime::operator=(long long unixTime)
 {
     std::tm local{};
     if (Platform::ToLocalTime(unixTime, local))
-        SetDateTime(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min,
-                    local.tm_sec);
+        SetDateTime(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
+                    local.tm_min, local.tm_sec);
     return *this;
 }
 
@@ -111,7 +111,8 @@ void KrTime::SetDateTime(int year, int month, int day, int hour, int minute, int
     long long n = y * 365 + y / 4 - y / 100 + y / 400 + kMonthDays[month - 1] + day;
     if (month <= 2 && isLeapYear(year)) --n;
     n -= kDaysTo1899_12_30;
-    const double t = (static_cast<double>(hour) * 3600 + static_cast<double>(minute) * 60 + second) / 86400.0;
+    const double t =
+        (static_cast<double>(hour) * 3600 + static_cast<double>(minute) * 60 + second) / 86400.0;
     m_dTime = n >= 0 ? static_cast<double>(n) + t : static_cast<double>(n) - t;
 }
 
@@ -249,8 +250,9 @@ KrString KrTime::Format(const char* format) const
 
 namespace
 {
-const char* const kMonthNames[12] = {"January", "February", "March",     "April",   "May",      "June",
-                                     "July",    "August",   "September", "October", "November", "December"};
+const char* const kMonthNames[12] = {"January",   "February", "March",    "April",
+                                     "May",       "June",     "July",     "August",
+                                     "September", "October",  "November", "December"};
 
 bool isAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
@@ -283,6 +285,10 @@ unsigned char KrTime::ParseDateTime(KrString dateTime, KrString format)
     // The text's length is never checked: reads past its end give short or empty numbers.
     auto number = [&](int at, int count) { return dateTime.Mid(at, count).ToInt(10); };
     auto advance = [&](int count) { p = p + count < length ? p + count : length; };
+    auto readField = [&](int& field, int width) {
+        field = number(p, width);
+        advance(width);
+    };
 
     for (const char c : static_cast<const std::string&>(format))
     {
@@ -294,34 +300,13 @@ unsigned char KrTime::ParseDateTime(KrString dateTime, KrString format)
         case '-':
         case ':': advance(1); break;
         case '%': break;
-        case 'Y':
-            year = number(p, 4);
-            advance(4);
-            break;
-        case 'y':
-            year = number(p, 2);
-            advance(2);
-            break;
-        case 'm':
-            month = number(p, 2);
-            advance(2);
-            break;
-        case 'd':
-            day = number(p, 2);
-            advance(2);
-            break;
-        case 'H':
-            hour = number(p, 2);
-            advance(2);
-            break;
-        case 'M':
-            minute = number(p, 2);
-            advance(2);
-            break;
-        case 'S':
-            second = number(p, 2);
-            advance(2);
-            break;
+        case 'Y': readField(year, 4); break;
+        case 'y': readField(year, 2); break;
+        case 'm': readField(month, 2); break;
+        case 'd': readField(day, 2); break;
+        case 'H': readField(hour, 2); break;
+        case 'M': readField(minute, 2); break;
+        case 'S': readField(second, 2); break;
         case 'X':
             hour = number(p, 2);
             minute = number(p + 3, 2);
@@ -365,10 +350,22 @@ double KrTime::FromDoubleValue(double linear)
     return whole + (whole - linear);
 }
 
-unsigned char KrTime::operator<(const KrTime& other) const { return GetDoubleValue() < other.GetDoubleValue(); }
-unsigned char KrTime::operator>(const KrTime& other) const { return GetDoubleValue() > other.GetDoubleValue(); }
-unsigned char KrTime::operator<=(const KrTime& other) const { return GetDoubleValue() <= other.GetDoubleValue(); }
-unsigned char KrTime::operator>=(const KrTime& other) const { return GetDoubleValue() >= other.GetDoubleValue(); }
+unsigned char KrTime::operator<(const KrTime& other) const
+{
+    return GetDoubleValue() < other.GetDoubleValue();
+}
+unsigned char KrTime::operator>(const KrTime& other) const
+{
+    return GetDoubleValue() > other.GetDoubleValue();
+}
+unsigned char KrTime::operator<=(const KrTime& other) const
+{
+    return GetDoubleValue() <= other.GetDoubleValue();
+}
+unsigned char KrTime::operator>=(const KrTime& other) const
+{
+    return GetDoubleValue() >= other.GetDoubleValue();
+}
 
 KrTimeSpan KrTime::operator-(const KrTime& other) const
 {
@@ -385,16 +382,7 @@ KrTime KrTime::operator-(const KrTimeSpan& span) const
     return KrTime(FromDoubleValue(GetDoubleValue() - span.GetTimeSpan()));
 }
 
-KrTime& KrTime::operator+=(const KrTimeSpan& span)
-{
-    m_dTime = FromDoubleValue(GetDoubleValue() + span.GetTimeSpan());
-    return *this;
-}
-
-KrTime& KrTime::operator-=(const KrTimeSpan& span)
-{
-    m_dTime = FromDoubleValue(GetDoubleValue() - span.GetTimeSpan());
-    return *this;
-}
+KrTime& KrTime::operator+=(const KrTimeSpan& span) { return *this = *this + span; }
+KrTime& KrTime::operator-=(const KrTimeSpan& span) { return *this = *this - span; }
 
 }  // namespace KRN

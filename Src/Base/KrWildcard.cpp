@@ -25,10 +25,14 @@ const size_t kMaxKernelItems = size_t(1) << 18;
 const size_t kCachedFromLength = 64;
 
 bool isSeparator(unsigned char c) { return c == '/' || c == '\\'; }
-unsigned char lower(unsigned char c) { return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + 32) : c; }
+unsigned char lower(unsigned char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + 32) : c;
+}
 }  // namespace
 
-WildcardMatcher::WildcardMatcher(const char* pattern, size_t length, unsigned int flags) : m_nFlags(flags)
+WildcardMatcher::WildcardMatcher(const char* pattern, size_t length, unsigned int flags)
+    : m_nFlags(flags)
 {
     compile(pattern, length);
     m_marks.assign(m_nodes.size() * 2, 0);
@@ -49,12 +53,15 @@ void WildcardMatcher::compile(const char* pattern, size_t length)
     };
     std::vector<Group> groups{{0, -1}};
     m_nodes.reserve(length + 2);
-    std::vector<int> alts;  // every Alt, for fixing exits when its group closes
     m_nodes.push_back(Node{Kind::Open, 0, -1, 0});
 
-    auto literal = [&](unsigned char c) { m_nodes.push_back(Node{Kind::Literal, fold ? lower(c) : c, -1, 0}); };
-    auto closeGroup = [&](const Group& group, int exit) {
-        for (int alt = m_nodes[group.open].link; alt >= 0; alt = m_nodes[alt].link) m_nodes[alt].exit = exit;
+    auto literal = [&](unsigned char c) {
+        m_nodes.push_back(Node{Kind::Literal, fold ? lower(c) : c, -1, 0});
+    };
+    auto closeGroup = [&](const Group& group, int exit)
+    {
+        for (int alt = m_nodes[group.open].link; alt >= 0; alt = m_nodes[alt].link)
+            m_nodes[alt].exit = exit;
     };
 
     size_t i = 0;
@@ -148,7 +155,8 @@ size_t WildcardMatcher::compileClass(const char* pattern, size_t length, size_t 
         const unsigned char hi = fold ? lower(last) : last;
         for (int t = 0; t < 256; ++t)
         {
-            const unsigned char v = fold ? lower(static_cast<unsigned char>(t)) : static_cast<unsigned char>(t);
+            const unsigned char v =
+                fold ? lower(static_cast<unsigned char>(t)) : static_cast<unsigned char>(t);
             if (lo <= v && v <= hi) members.set(static_cast<size_t>(t));
         }
     }
@@ -168,7 +176,8 @@ size_t WildcardMatcher::compileClass(const char* pattern, size_t length, size_t 
 
 // ---------------------------------------------------------------- running
 
-bool WildcardMatcher::consumes(const Node& node, bool periodRule, unsigned char c, bool leadingDot) const
+bool WildcardMatcher::consumes(const Node& node, bool periodRule, unsigned char c,
+                               bool leadingDot) const
 {
     const bool fileName = (m_nFlags & kFileName) != 0;
     switch (node.kind)
@@ -289,7 +298,8 @@ bool WildcardMatcher::Matches(const char* name, size_t length)
     const bool leadingDir = (m_nFlags & kLeadingDir) != 0;
     auto columnAt = [&](size_t n) {
         const unsigned char c = static_cast<unsigned char>(name[n]);
-        const bool leading = n == 0 || (fileName && isSeparator(static_cast<unsigned char>(name[n - 1])));
+        const bool leading =
+            n == 0 || (fileName && isSeparator(static_cast<unsigned char>(name[n - 1])));
         return c == '.' && leading ? kLeadingDotColumn : static_cast<int>(c);
     };
     const Kernel start{(m_nFlags & kPeriod) != 0 ? 1 : 0};
@@ -303,7 +313,8 @@ bool WildcardMatcher::Matches(const char* name, size_t length)
         for (size_t n = 0; n < length; ++n)
         {
             const bool endReached = step(kernel, columnAt(n), next);
-            if (endReached && leadingDir && isSeparator(static_cast<unsigned char>(name[n]))) return true;
+            if (endReached && leadingDir && isSeparator(static_cast<unsigned char>(name[n])))
+                return true;
             if (next.empty()) return false;
             kernel.swap(next);
         }
@@ -314,9 +325,11 @@ bool WildcardMatcher::Matches(const char* name, size_t length)
     for (size_t n = 0; n < length; ++n)
     {
         const int column = columnAt(n);
-        int32_t entry = m_table[static_cast<size_t>(state) * kColumns + static_cast<size_t>(column)];
+        int32_t entry =
+            m_table[static_cast<size_t>(state) * kColumns + static_cast<size_t>(column)];
         if (entry < 0) entry = transition(state, column);
-        if ((entry & 1) != 0 && leadingDir && isSeparator(static_cast<unsigned char>(name[n]))) return true;
+        if ((entry & 1) != 0 && leadingDir && isSeparator(static_cast<unsigned char>(name[n])))
+            return true;
         state = entry >> 1;
         if (state == m_nDeadState) return false;
     }

@@ -133,7 +133,8 @@ public:
     static unsigned char MkDirEx(const KrString& path);
     // Copies the bytes and the permission bits. With bFailIfExists an existing target fails.
     // A file is never copied onto itself.
-    static unsigned char Copy(const KrString& from, const KrString& to, unsigned char bFailIfExists);
+    static unsigned char Copy(const KrString& from, const KrString& to,
+                              unsigned char bFailIfExists);
     static unsigned char Delete(const KrString& path);
     static unsigned char Rename(const KrString& from, const KrString& to);
 

@@ -38,8 +38,14 @@ public:
     int GetMinutes() const;
     int GetSeconds() const;
 
-    KrTimeSpan operator+(const KrTimeSpan& other) const { return KrTimeSpan(m_dSpan + other.m_dSpan); }
-    KrTimeSpan operator-(const KrTimeSpan& other) const { return KrTimeSpan(m_dSpan - other.m_dSpan); }
+    KrTimeSpan operator+(const KrTimeSpan& other) const
+    {
+        return KrTimeSpan(m_dSpan + other.m_dSpan);
+    }
+    KrTimeSpan operator-(const KrTimeSpan& other) const
+    {
+        return KrTimeSpan(m_dSpan - other.m_dSpan);
+    }
     KrTimeSpan& operator+=(const KrTimeSpan& other);
     KrTimeSpan& operator-=(const KrTimeSpan& other);
 

@@ -178,14 +178,16 @@ bool CopyFile(const std::string& from, const std::string& to, bool failIfExists)
     const std::string target = nativePath(to);
     Descriptor in(openRetrying(source, O_RDONLY));
     struct stat sourceInfo{};
-    if (!in.IsOpen() || ::fstat(in.Get(), &sourceInfo) != 0 || !S_ISREG(sourceInfo.st_mode)) return false;
+    if (!in.IsOpen() || ::fstat(in.Get(), &sourceInfo) != 0 || !S_ISREG(sourceInfo.st_mode))
+        return false;
     struct stat targetInfo{};
     if (::stat(target.c_str(), &targetInfo) == 0 && targetInfo.st_dev == sourceInfo.st_dev &&
         targetInfo.st_ino == sourceInfo.st_ino)
         return false;
 
     const mode_t mode = sourceInfo.st_mode & 07777;
-    Descriptor out(openRetrying(target, O_WRONLY | O_CREAT | O_TRUNC | (failIfExists ? O_EXCL : 0), mode));
+    Descriptor out(
+        openRetrying(target, O_WRONLY | O_CREAT | O_TRUNC | (failIfExists ? O_EXCL : 0), mode));
     if (!out.IsOpen()) return false;
     const bool copied = ::fchmod(out.Get(), mode) == 0 && copyBytes(in.Get(), out.Get());
     if (out.Close() && copied) return true;
