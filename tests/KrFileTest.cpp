@@ -199,7 +199,7 @@ TEST(KrFileTest, MatchFollowsTheWildcardLanguage)
     struct Case
     {
         const char* pattern;
-        const char* name;
+        std::string name;
         unsigned flags;
         unsigned char expected;
     };
@@ -259,13 +259,13 @@ TEST(KrFileTest, MatchFollowsTheWildcardLanguage)
         {"a*", "ab/c", FILENAME | LEADING, 1},
         {"a*", "ab/c", FILENAME, 0},
         {"**a", "xa", 0, 1},
-        {"*a*a*a*a*a*a*a*a*b", std::string(10000, 'a').c_str(), 0, 0},
-        {"*a*a*a*a*a*a*a*a*b", (std::string(10000, 'a') + "b").c_str(), 0, 1},
-        {"*(a|aa)*(a|aa)*b", std::string(3000, 'a').c_str(), 0, 0},
+        {"*a*a*a*a*a*a*a*a*b", std::string(10000, 'a'), 0, 0},
+        {"*a*a*a*a*a*a*a*a*b", std::string(10000, 'a') + "b", 0, 1},
+        {"*(a|aa)*(a|aa)*b", std::string(3000, 'a'), 0, 0},
     };
     for (const Case& c : cases)
-        EXPECT_EQ(KrFile::Match(c.pattern, c.name, c.flags), c.expected)
-            << c.pattern << " / " << std::string(c.name).substr(0, 20) << " flags " << c.flags;
+        EXPECT_EQ(KrFile::Match(c.pattern, KrString(c.name), c.flags), c.expected)
+            << c.pattern << " / " << c.name.substr(0, 20) << " flags " << c.flags;
     // Strings end at their first zero byte.
     EXPECT_EQ(KrFile::Match(KrString("a\0b", 3), "a", 0), 1);
 }
