@@ -537,7 +537,7 @@ TEST_F(KrFileDirTest, TemporaryNamesAndPath)
 TEST(KrFileTest, ProgramAndLibraryDirectories)
 {
     const std::string exe = fs::read_symlink("/proc/self/exe").string();
-    EXPECT_EQ(KrFile::GetAppPath(), exe.substr(0, exe.rfind('/') + 1));
+    EXPECT_EQ(KrFile::GetAppPath(), KrString(exe.substr(0, exe.rfind('/') + 1)));
     EXPECT_EQ(KrFile::GetModulePath(""), KrFile::GetAppPath());
 
     // The library's own file, as the kernel maps it.
@@ -550,6 +550,6 @@ TEST(KrFileTest, ProgramAndLibraryDirectories)
             library = line.substr(at);
     }
     ASSERT_FALSE(library.empty());
-    EXPECT_EQ(KrFile::GetModulePath("ZoBase"), library.substr(0, library.rfind('/') + 1));
+    EXPECT_EQ(KrFile::GetModulePath("ZoBase"), KrString(library.substr(0, library.rfind('/') + 1)));
     EXPECT_EQ(KrFile::GetModulePath("NoSuchModule"), "");
 }

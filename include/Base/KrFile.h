@@ -127,9 +127,9 @@ public:
 
     static unsigned char MkDir(const KrString& path);  // one directory
     static unsigned char RmDir(const KrString& path);  // one empty directory
-    // Creates every missing directory along path, parent first. The result is that of the
-    // last creation, so it is false when the whole path already existed; true for an empty
-    // path.
+    // Creates every missing directory along path, parent first (from "/" for a path that
+    // starts there). The result is that of the last creation, so it is false when the whole
+    // path already existed; true for an empty path.
     static unsigned char MkDirEx(const KrString& path);
     // Copies the bytes and the permission bits. With bFailIfExists an existing target fails.
     // A file is never copied onto itself.
