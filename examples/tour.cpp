@@ -1,4 +1,5 @@
 // A short tour of the library: each section shows one family at work and prints what it did.
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -167,6 +168,48 @@ void tourMarkup()
     std::printf("parsing <a><b></a>: %s\n", broken.GetError().Cstr());
 }
 
+void tourTime()
+{
+    section("date and time");
+    const KrTime now = KrTime::GetCurrentTime();
+    std::printf("now: %s | %s | %s (serial date %.5f)\n", now.Format("%Y-%m-%d %H:%M:%S").Cstr(),
+                now.Format("%A %d %B %Y").Cstr(), now.Format("%Y_%m_%d_%H").Cstr(), now.GetTime());
+    KrTime parsed;
+    const unsigned char ok =
+        parsed.ParseDateTime(now.Format("%Y-%m-%d %H:%M:%S"), "%Y-%m-%d %H:%M:%S");
+    std::printf("parsed back: %s, same instant: %s\n", ok ? "ok" : "failed",
+                parsed == now ? "yes" : "no");
+    const KrTimeSpan untilNewYear = KrTime(now.GetYear() + 1, 1, 1) - now;
+    std::printf("until next new year: %d days %d hours; 1 January 1800 was day %.0f, a %s\n",
+                untilNewYear.GetDays(), untilNewYear.GetHours(), KrTime(1800, 1, 1).GetTime(),
+                KrTime(1800, 1, 1).Format("%A").Cstr());
+}
+
+void tourFiles()
+{
+    section("files");
+    // The tour's own sources when they are still where it was built from, else the current
+    // directory.
+#ifdef ZOBASE_TOUR_SOURCE_DIR
+    KrString dir(ZOBASE_TOUR_SOURCE_DIR);
+    if (!KrFile::IsExist(dir + "/")) dir = ".";
+#else
+    KrString dir(".");
+#endif
+    KrArray<KrString> names;
+    const int count = KrFile::ListFiles(names, dir, "*.(cpp|h)", KrFile::LIST_NO_DIRS);
+    std::sort(names.begin(), names.end());
+    std::printf("%d file(s) matching *.(cpp|h) in %s:", count, KrFile::GetName(dir).Cstr());
+    for (const KrString& name : names) std::printf(" %s", name.Cstr());
+    std::printf("\n");
+    const KrString path("C:\\maps\\roads.2024.shp");
+    std::printf("%s: dir %s, title %s, ext %s; relative to C:/data/: %s\n", path.Cstr(),
+                KrFile::GetDir(path).Cstr(), KrFile::GetTitle(path).Cstr(),
+                KrFile::GetExt(path).Cstr(), KrFile::GetRelativePath("C:/data/", path).Cstr());
+    std::printf("Match(\"*a*a*a*a*a*a*a*a*b\", 10000 a's) = %d\n",
+                KrFile::Match("*a*a*a*a*a*a*a*a*b", KrString('a', 10000), 0));
+}
+
 }  // namespace
 
 int main()
@@ -177,6 +220,8 @@ int main()
     tourContainers();
     tourStreams();
     tourMarkup();
+    tourTime();
+    tourFiles();
     std::printf("\ntour complete\n");
     return 0;
 }

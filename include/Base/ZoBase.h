@@ -14,3 +14,5 @@
 #include "Base/KrFileStream.h"
 #include "Base/KrFileStdio.h"
 #include "Base/KrMarkup.h"
+#include "Base/KrTime.h"
+#include "Base/KrFile.h"

@@ -1,0 +1,388 @@
+#include "Base/KrTime.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+#include "Base/Platform/KrPlatformTime.h"
+
+namespace KRN
+{
+
+namespace
+{
+const double HALF_SECOND = KrTimeSpan::HALF_SECOND;
+// Serial dates of 1 January 100 and 31 December 9999, both at midnight.
+const double kMinSerialDate = -657434.0;
+const double kMaxSerialDate = 2958465.0;
+// Day number (from 1 January of year 0) of 30 December 1899.
+const long long kDaysTo1899_12_30 = 693959;
+// Days before month m, m = 1..13.
+const int kMonthDays[13] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334, 365};
+
+bool isLeapYear(long long year) { return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0); }
+
+// Truncation toward zero that saturates instead of overflowing (NaN gives 0).
+int truncToInt(double value)
+{
+    if (!(value == value)) return 0;
+    if (value >= 2147483647.0) return 2147483647;
+    if (value <= -2147483648.0) return -2147483647 - 1;
+    return static_cast<int>(value);
+}
+
+double fractionOf(double value)
+{
+    double whole = 0.0;
+    return std::modf(value, &whole);
+}
+
+// Rounds a scaled fraction to a clock part: (int)((fraction + HALF_SECOND) * unit), with the
+// full unit wrapping to 0.
+int clockPart(double fraction, int unit)
+{
+    const int part = truncToInt((fraction + HALF_SECOND) * unit);
+    return part >= unit ? part - unit : part;
+}
+}  // namespace
+
+// ---------------------------------------------------------------- KrTimeSpan
+
+KrTimeSpan::KrTimeSpan(int days, int hours, int minutes, int seconds)
+    : m_dSpan(hours / 24.0 + days + minutes / 1440.0 + seconds / 86400.0)
+{
+}
+
+int KrTimeSpan::GetDays() const { return truncToInt(m_dSpan); }
+int KrTimeSpan::GetTotalHours() const { return truncToInt(m_dSpan * 24 + HALF_SECOND); }
+int KrTimeSpan::GetTotalMinutes() const { return truncToInt(m_dSpan * 24 * 60 + HALF_SECOND); }
+int KrTimeSpan::GetTotalSeconds() const { return truncToInt(m_dSpan * 24 * 60 * 60 + HALF_SECOND); }
+int KrTimeSpan::GetHours() const { return clockPart(fractionOf(m_dSpan), 24); }
+int KrTimeSpan::GetMinutes() const { return clockPart(fractionOf(m_dSpan * 24), 60); }
+int KrTimeSpan::GetSeconds() const { return clockPart(fractionOf(m_dSpan * 24 * 60), 60); }
+
+KrTimeSpan& KrTimeSpan::operator+=(const KrTimeSpan& other)
+{
+    m_dSpan += other.m_dSpan;
+    return *this;
+}
+
+KrTimeSpan& KrTimeSpan::operator-=(const KrTimeSpan& other)
+{
+    m_dSpan -= other.m_dSpan;
+    return *this;
+}
+
+// ---------------------------------------------------------------- construction and clock
+
+KrTime::KrTime(int year, int month, int day) { SetDateTime(year, month, day, 0, 0, 0); }
+
+KrTime::KrTime(int year, int month, int day, int hour, int minute, int second)
+{
+    SetDateTime(year, month, day, hour, minute, second);
+}
+
+KrTime::KrTime(long long unixTime) { *this = unixTime; }
+
+KrTime& KrTime::operator=(long long unixTime)
+{
+    std::tm local{};
+    if (Platform::ToLocalTime(unixTime, local))
+        SetDateTime(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
+                    local.tm_min, local.tm_sec);
+    return *this;
+}
+
+KrTime KrTime::GetCurrentTime() { return KrTime(Platform::CurrentUnixTime()); }
+
+int KrTime::GetMillisecond() { return static_cast<int>(Platform::TickCountMs()); }
+
+// ---------------------------------------------------------------- calendar
+
+void KrTime::SetDateTime(int year, int month, int day, int hour, int minute, int second)
+{
+    if (year > 9999 || static_cast<unsigned int>(month) - 1u > 11u) return;
+    int daysInMonth = kMonthDays[month] - kMonthDays[month - 1];
+    // The extra day is granted only to the very date that needs it.
+    if (isLeapYear(year) && month == 2 && day == 29) ++daysInMonth;
+    if (day < 1 || day > daysInMonth || hour > 23 || minute > 59 || second > 59) return;
+
+    const long long y = year;
+    long long n = y * 365 + y / 4 - y / 100 + y / 400 + kMonthDays[month - 1] + day;
+    if (month <= 2 && isLeapYear(year)) --n;
+    n -= kDaysTo1899_12_30;
+    const double t =
+        (static_cast<double>(hour) * 3600 + static_cast<double>(minute) * 60 + second) / 86400.0;
+    m_dTime = n >= 0 ? static_cast<double>(n) + t : static_cast<double>(n) - t;
+}
+
+bool KrTime::GetDateTime(std::tm& fields) const
+{
+    // Written as a negated range test so that NaN is outside too.
+    if (!(m_dTime <= kMaxSerialDate && m_dTime >= kMinSerialDate)) return false;
+
+    const double rounded = m_dTime > 0 ? m_dTime + HALF_SECOND : m_dTime - HALF_SECOND;
+    const long long days = static_cast<long long>(rounded);
+    const double magnitude = std::fabs(rounded);
+    const int secsInDay = static_cast<int>((magnitude - std::floor(magnitude)) * 86400.0);
+
+    const long long absolute = days + kDaysTo1899_12_30;
+    const int dayOfWeek = static_cast<int>((absolute - 1) % 7) + 1;
+
+    // Split into 400-year blocks, centuries, four-year blocks and years. The first century of a
+    // block has one day more, and the first four years of a century other than the first have
+    // no leap day.
+    const long long q400 = absolute / 146097;
+    long long r = absolute - q400 * 146097;
+    bool leap4 = true;
+    const long long century = (r - 1) / 36524;
+    long long q4 = 0;
+    long long d4 = 0;
+    if (century != 0)
+    {
+        r = (r - 1) % 36524;
+        q4 = (r + 1) / 1461;
+        if (q4 != 0)
+        {
+            d4 = (r + 1) % 1461;
+        }
+        else
+        {
+            leap4 = false;
+            d4 = r;
+        }
+    }
+    else
+    {
+        q4 = r / 1461;
+        d4 = r % 1461;
+    }
+
+    long long y4 = 0;
+    if (leap4)
+    {
+        y4 = (d4 - 1) / 365;
+        if (y4 != 0) d4 = (d4 - 1) % 365;
+    }
+    else
+    {
+        y4 = d4 / 365;
+        d4 = d4 % 365;
+    }
+
+    const int dayOfYear = static_cast<int>(d4) + 1;
+    const int year = static_cast<int>(q400 * 400 + century * 100 + q4 * 4 + y4);
+    int month = 0;
+    int day = 0;
+    if (y4 == 0 && leap4 && d4 == 59)
+    {
+        month = 2;
+        day = 29;
+    }
+    else
+    {
+        if (y4 == 0 && leap4 && d4 >= 60) --d4;
+        ++d4;
+        month = static_cast<int>(d4 / 32) + 1;
+        while (d4 > kMonthDays[month]) ++month;
+        day = static_cast<int>(d4) - kMonthDays[month - 1];
+    }
+
+    fields.tm_year = year;
+    fields.tm_mon = month;
+    fields.tm_mday = day;
+    fields.tm_wday = dayOfWeek;
+    fields.tm_yday = dayOfYear;
+    fields.tm_sec = secsInDay % 60;
+    fields.tm_min = secsInDay / 60 % 60;
+    fields.tm_hour = secsInDay / 3600;
+    return true;
+}
+
+bool KrTime::GetStandardTm(std::tm& fields) const
+{
+    if (!GetDateTime(fields)) return false;
+    fields.tm_year -= 1900;
+    fields.tm_mon -= 1;
+    fields.tm_wday -= 1;
+    fields.tm_yday -= 1;
+    return true;
+}
+
+std::tm KrTime::calendarFields() const
+{
+    std::tm fields{};
+    GetDateTime(fields);
+    return fields;
+}
+
+int KrTime::GetYear() const { return calendarFields().tm_year; }
+int KrTime::GetMonth() const { return calendarFields().tm_mon; }
+int KrTime::GetDay() const { return calendarFields().tm_mday; }
+int KrTime::GetHour() const { return calendarFields().tm_hour; }
+int KrTime::GetMinute() const { return calendarFields().tm_min; }
+int KrTime::GetSecond() const { return calendarFields().tm_sec; }
+int KrTime::GetDayOfWeek() const { return calendarFields().tm_wday; }
+int KrTime::GetDayOfYear() const { return calendarFields().tm_yday; }
+
+// ---------------------------------------------------------------- formatting and parsing
+
+KrString KrTime::Format(const char* format) const
+{
+    std::tm fields{};
+    if (format == nullptr || !GetStandardTm(fields)) return KrString();
+    const int year = fields.tm_year + 1900;
+    if (year < 1900) fields.tm_year = 1900 - year;
+
+    char buffer[128];
+    if (Platform::FormatTime(buffer, sizeof buffer, format, fields) == 0) return KrString();
+    KrString text(buffer);
+    if (year < 1900)
+    {
+        char substitute[16];
+        char actual[16];
+        std::snprintf(substitute, sizeof substitute, "%04d", 3800 - year);
+        std::snprintf(actual, sizeof actual, "%04d", year);
+        text.Replace(substitute, actual);
+    }
+    return text;
+}
+
+namespace
+{
+const char* const kMonthNames[12] = {"January",   "February", "March",    "April",
+                                     "May",       "June",     "July",     "August",
+                                     "September", "October",  "November", "December"};
+
+bool isAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+
+// 1-based month of a full month name, 0 when there is none.
+int fullMonthNumber(const KrString& word)
+{
+    for (int i = 0; i < 12; ++i)
+        if (word.CompareNoCase(kMonthNames[i]) == 0) return i + 1;
+    return 0;
+}
+
+// 0-based month of a three-letter abbreviation, -1 when there is none.
+int abbreviatedMonthIndex(const KrString& word)
+{
+    for (int i = 0; i < 12; ++i)
+        if (word.CompareNoCase(KrString(kMonthNames[i], 3)) == 0) return i;
+    return -1;
+}
+}  // namespace
+
+unsigned char KrTime::ParseDateTime(KrString dateTime, KrString format)
+{
+    dateTime.TrimLeft().TrimRight();
+    format.TrimLeft().TrimRight();
+    if (format.IsEmpty()) return 0;
+
+    int year = 0, month = 0, day = 1, hour = 0, minute = 0, second = 0;
+    const int length = dateTime.GetLength();
+    int p = 0;
+    // The text's length is never checked: reads past its end give short or empty numbers.
+    auto number = [&](int at, int count) { return dateTime.Mid(at, count).ToInt(10); };
+    auto advance = [&](int count) { p = p + count < length ? p + count : length; };
+    auto readField = [&](int& field, int width) {
+        field = number(p, width);
+        advance(width);
+    };
+
+    for (const char c : static_cast<const std::string&>(format))
+    {
+        if (c < 32 || c > 121) return 0;
+        switch (c)
+        {
+        case ' ':
+        case ',':
+        case '-':
+        case ':': advance(1); break;
+        case '%': break;
+        case 'Y': readField(year, 4); break;
+        case 'y': readField(year, 2); break;
+        case 'm': readField(month, 2); break;
+        case 'd': readField(day, 2); break;
+        case 'H': readField(hour, 2); break;
+        case 'M': readField(minute, 2); break;
+        case 'S': readField(second, 2); break;
+        case 'X':
+            hour = number(p, 2);
+            minute = number(p + 3, 2);
+            second = number(p + 6, 2);
+            advance(8);
+            break;
+        case 'B':
+        {
+            int end = p;
+            while (end < length && isAsciiLetter(dateTime[end])) ++end;
+            month = fullMonthNumber(dateTime.Mid(p, end - p));
+            if (month == 0) return 0;
+            p = end;
+            break;
+        }
+        case 'b':
+            month = abbreviatedMonthIndex(dateTime.Mid(p, 3));
+            if (month < 0) return 0;
+            advance(3);
+            break;
+        default: return 0;
+        }
+    }
+    SetDateTime(year, month, day, hour, minute, second);
+    return 1;
+}
+
+// ---------------------------------------------------------------- ordering and arithmetic
+
+double KrTime::GetDoubleValue() const
+{
+    if (m_dTime >= 0) return m_dTime;
+    const double whole = std::ceil(m_dTime);
+    return whole - (m_dTime - whole);
+}
+
+double KrTime::FromDoubleValue(double linear)
+{
+    if (linear >= 0) return linear;
+    const double whole = std::floor(linear);
+    return whole + (whole - linear);
+}
+
+unsigned char KrTime::operator<(const KrTime& other) const
+{
+    return GetDoubleValue() < other.GetDoubleValue();
+}
+unsigned char KrTime::operator>(const KrTime& other) const
+{
+    return GetDoubleValue() > other.GetDoubleValue();
+}
+unsigned char KrTime::operator<=(const KrTime& other) const
+{
+    return GetDoubleValue() <= other.GetDoubleValue();
+}
+unsigned char KrTime::operator>=(const KrTime& other) const
+{
+    return GetDoubleValue() >= other.GetDoubleValue();
+}
+
+KrTimeSpan KrTime::operator-(const KrTime& other) const
+{
+    return KrTimeSpan(GetDoubleValue() - other.GetDoubleValue());
+}
+
+KrTime KrTime::operator+(const KrTimeSpan& span) const
+{
+    return KrTime(FromDoubleValue(GetDoubleValue() + span.GetTimeSpan()));
+}
+
+KrTime KrTime::operator-(const KrTimeSpan& span) const
+{
+    return KrTime(FromDoubleValue(GetDoubleValue() - span.GetTimeSpan()));
+}
+
+KrTime& KrTime::operator+=(const KrTimeSpan& span) { return *this = *this + span; }
+KrTime& KrTime::operator-=(const KrTimeSpan& span) { return *this = *this - span; }
+
+}  // namespace KRN
