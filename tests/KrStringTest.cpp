@@ -122,6 +122,8 @@ TEST(KrStringTest, CompareNoCaseComparesLengthFirst)
     EXPECT_TRUE(KrString("abc") == "abc");
     EXPECT_TRUE(KrString("abc") != KrString("abd"));
     EXPECT_TRUE(KrString("abc") < KrString("abd"));
+    EXPECT_TRUE(KrString("abc") == std::string("abc"));  // unambiguous on every compiler
+    EXPECT_TRUE(KrString("abc") != std::string("ab"));
 }
 
 TEST(KrStringTest, SearchClampsStartAndReportsMinusOne)

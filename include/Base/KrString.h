@@ -65,6 +65,8 @@ public:
     bool operator!=(const char* s) const { return Compare(s) != 0; }
     bool operator==(const KrString& s) const { return static_cast<const std::string&>(*this) == s; }
     bool operator!=(const KrString& s) const { return !(*this == s); }
+    bool operator==(const std::string& s) const { return static_cast<const std::string&>(*this) == s; }
+    bool operator!=(const std::string& s) const { return !(*this == s); }
     bool operator<(const KrString& s) const { return static_cast<const std::string&>(*this) < s; }
     // Strings of different length compare by length only: the result is the length difference,
     // whose sign tells only which is longer. Equal lengths compare ASCII letters without case;
