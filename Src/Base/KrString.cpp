@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "KrFormatLoop.h"
+#include "KrStringAlgorithms.h"
 
 namespace KRN
 {
@@ -234,32 +235,7 @@ int KrString::Replace(char oldChar, char newChar)
 int KrString::Replace(const char* oldText, const char* newText)
 {
     if (oldText == nullptr || newText == nullptr || oldText[0] == '\0') return 0;
-    const size_t oldLength = std::strlen(oldText);
-    const size_t newLength = std::strlen(newText);
-    size_t found = find(oldText, 0, oldLength);
-    if (found == npos) return 0;
-
-    int count = 0;
-    if (oldLength == newLength)
-    {
-        for (; found != npos; found = find(oldText, found + oldLength, oldLength), ++count)
-            std::memcpy(&std::string::operator[](found), newText, newLength);
-        return count;
-    }
-    // Building the result once is the same as replacing in place and resuming after each
-    // inserted text, without moving the tail once per occurrence.
-    std::string result;
-    result.reserve(newLength > oldLength ? size() + (newLength - oldLength) * 4 : size());
-    size_t copied = 0;
-    for (; found != npos; found = find(oldText, copied, oldLength), ++count)
-    {
-        result.append(data() + copied, found - copied);
-        result.append(newText, newLength);
-        copied = found + oldLength;
-    }
-    result.append(data() + copied, size() - copied);
-    std::string::swap(result);
-    return count;
+    return Detail::ReplaceAll(static_cast<std::string&>(*this), oldText, newText);
 }
 
 KrString& KrString::TrimLeft() { return TrimLeft(kBlanks); }
@@ -559,24 +535,21 @@ int KrString::Split(KrArray<KrString>& out, const KrString& delimiter, bool exac
         out.Add(KrString(data() + from, static_cast<int>(size() - from)));
         return out.GetSize();
     }
-    size_t at = 0;
-    for (;;)
-    {
-        const size_t first = find_first_not_of(delimiter, at);
-        if (first == npos) break;
-        at = find_first_of(delimiter, first);
-        const size_t end = at == npos ? size() : at;
-        out.Add(KrString(data() + first, static_cast<int>(end - first)));
-        if (at == npos) break;
-    }
+    Detail::SplitOnSet(static_cast<const std::string&>(*this), delimiter, [&out](const char* piece, size_t length) {
+        out.Add(KrString(piece, static_cast<int>(length)));
+    });
     return out.GetSize();
 }
 
 bool KrString::ChangeCharset(Charset charset)
 {
     if (charset == m_nCharset) return true;
-    // Conversion between charsets needs the text codec, which a later layer provides.
-    return false;
+    KrTextCodec codec(charset, m_nCharset);
+    KrString converted;
+    if (!codec.Convert(converted, *this)) return false;
+    std::string::swap(converted);
+    m_nCharset = charset;
+    return true;
 }
 
 }  // namespace KRN

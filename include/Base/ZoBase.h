@@ -6,4 +6,6 @@
 #include "Base/KrArray.h"
 #include "Base/KrTextCodec.h"
 #include "Base/KrString.h"
+#include "Base/KrStringW.h"
 #include "Base/KrStringUTF8.h"
+#include "Base/KrToolkit.h"
