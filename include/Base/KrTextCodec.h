@@ -68,7 +68,9 @@ public:
     // Converts all length bytes (zeros included). Succeeds only when every input byte was
     // consumed; on failure (closed codec, invalid or truncated input, an input longer than
     // INT_MAX / 5 bytes) returns false and leaves out untouched. On success out holds exactly
-    // the converted bytes; its charset member is not changed, callers set it.
+    // the converted bytes; its charset member is not changed, callers set it. No final flushing
+    // call is made, so a decoder that holds back a character (CP1258 keeps a letter that a tone
+    // mark could follow) gives it out at the start of the next conversion on this codec.
     bool Convert(KrString& out, const KrString& in);
     bool Convert(KrString& out, const char* in, int length);  // null in fails unless length is 0
 
