@@ -1,11 +1,73 @@
 // Editing and splitting shared by the narrow and the wide string.
 #pragma once
 
-#include <cstring>
+#include <algorithm>
 #include <string>
 
 namespace KRN::Detail
 {
+
+// A position clamped into [0, length].
+inline size_t ClampPosition(int pos, size_t length)
+{
+    if (pos <= 0) return 0;
+    return static_cast<size_t>(pos) < length ? static_cast<size_t>(pos) : length;
+}
+
+// A standard search result as an int, -1 for not found.
+inline int FoundAt(size_t found) { return found == std::string::npos ? -1 : static_cast<int>(found); }
+
+// Erases count units from start (negative start is 0); nothing when count < 1 or start is at
+// or past the end. Returns the new length.
+template <class Ch>
+int DeleteClamped(std::basic_string<Ch>& text, int start, int count)
+{
+    if (start < 0) start = 0;
+    if (count >= 1 && static_cast<size_t>(start) < text.size())
+        text.erase(static_cast<size_t>(start), static_cast<size_t>(count));
+    return static_cast<int>(text.size());
+}
+
+// Removes every c; returns how many were removed.
+template <class Ch>
+int RemoveEvery(std::basic_string<Ch>& text, Ch c)
+{
+    const auto kept = std::remove(text.begin(), text.end(), c);
+    const int removed = static_cast<int>(text.end() - kept);
+    text.erase(kept, text.end());
+    return removed;
+}
+
+// Replaces every oldChar by newChar; returns the count (0 at once when they are equal).
+template <class Ch>
+int ReplaceEvery(std::basic_string<Ch>& text, Ch oldChar, Ch newChar)
+{
+    if (oldChar == newChar) return 0;
+    int count = 0;
+    for (Ch& c : text)
+    {
+        if (c == oldChar)
+        {
+            c = newChar;
+            ++count;
+        }
+    }
+    return count;
+}
+
+// Strip the leading / trailing run of units matching what (a unit or a zero-terminated set).
+template <class Ch, class What>
+void StripLeading(std::basic_string<Ch>& text, What what)
+{
+    text.erase(0, std::min(text.find_first_not_of(what), text.size()));
+}
+
+template <class Ch, class What>
+void StripTrailing(std::basic_string<Ch>& text, What what)
+{
+    const size_t last = text.find_last_not_of(what);
+    text.resize(last == std::basic_string<Ch>::npos ? 0 : last + 1);
+}
 
 // Replaces every occurrence of the non-empty oldText by newText and returns the count. Text
 // produced by a replacement is never searched again.

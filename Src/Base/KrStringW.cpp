@@ -17,13 +17,7 @@ namespace
 {
 const char16_t kBlanks[] = u"\t\r\n ";
 
-size_t clampPosition(int pos, size_t length)
-{
-    if (pos <= 0) return 0;
-    return static_cast<size_t>(pos) < length ? static_cast<size_t>(pos) : length;
-}
 
-int asResult(size_t found) { return found == KrStringW::npos ? -1 : static_cast<int>(found); }
 
 char16_t asciiUpper(char16_t c) { return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - u'a' + u'A') : c; }
 char16_t asciiLower(char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c - u'A' + u'a') : c; }
@@ -78,66 +72,41 @@ int KrStringW::CompareNoCase(const char16_t* other) const
 
 // ---------------------------------------------------------------- search
 
-int KrStringW::Find(char16_t c, int start) const { return asResult(find(c, clampPosition(start, size()))); }
+int KrStringW::Find(char16_t c, int start) const { return Detail::FoundAt(find(c, Detail::ClampPosition(start, size()))); }
 
 int KrStringW::Find(const char16_t* s, int start) const
 {
     if (s == nullptr) return -1;
-    return asResult(find(s, clampPosition(start, size())));
+    return Detail::FoundAt(find(s, Detail::ClampPosition(start, size())));
 }
 
 int KrStringW::FindOneOf(const char16_t* set) const
 {
     if (set == nullptr) return -1;
-    return asResult(find_first_of(set));
+    return Detail::FoundAt(find_first_of(set));
 }
 
-int KrStringW::ReverseFind(char16_t c) const { return asResult(rfind(c)); }
+int KrStringW::ReverseFind(char16_t c) const { return Detail::FoundAt(rfind(c)); }
 
 // ---------------------------------------------------------------- editing
 
 int KrStringW::Insert(int pos, const char16_t* s)
 {
-    if (s != nullptr) insert(clampPosition(pos, size()), s);
+    if (s != nullptr) insert(Detail::ClampPosition(pos, size()), s);
     return GetLength();
 }
 
 int KrStringW::Insert(int pos, char16_t c, int count)
 {
-    if (count >= 1) insert(clampPosition(pos, size()), static_cast<size_t>(count), c);
+    if (count >= 1) insert(Detail::ClampPosition(pos, size()), static_cast<size_t>(count), c);
     return GetLength();
 }
 
-int KrStringW::Delete(int start, int count)
-{
-    if (start < 0) start = 0;
-    if (count >= 1 && static_cast<size_t>(start) < size())
-        erase(static_cast<size_t>(start), static_cast<size_t>(count));
-    return GetLength();
-}
+int KrStringW::Delete(int start, int count) { return Detail::DeleteClamped<char16_t>(*this, start, count); }
 
-int KrStringW::Remove(char16_t c)
-{
-    const auto kept = std::remove(begin(), end(), c);
-    const int removed = static_cast<int>(end() - kept);
-    erase(kept, end());
-    return removed;
-}
+int KrStringW::Remove(char16_t c) { return Detail::RemoveEvery<char16_t>(*this, c); }
 
-int KrStringW::Replace(char16_t oldChar, char16_t newChar)
-{
-    if (oldChar == newChar) return 0;
-    int count = 0;
-    for (char16_t& c : static_cast<Base&>(*this))
-    {
-        if (c == oldChar)
-        {
-            c = newChar;
-            ++count;
-        }
-    }
-    return count;
-}
+int KrStringW::Replace(char16_t oldChar, char16_t newChar) { return Detail::ReplaceEvery<char16_t>(*this, oldChar, newChar); }
 
 int KrStringW::Replace(const char16_t* oldText, const char16_t* newText)
 {
@@ -150,28 +119,25 @@ KrStringW& KrStringW::TrimRight() { return TrimRight(kBlanks); }
 
 KrStringW& KrStringW::TrimLeft(char16_t c)
 {
-    erase(0, std::min(find_first_not_of(c), size()));
+    Detail::StripLeading<char16_t>(*this, c);
     return *this;
 }
 
 KrStringW& KrStringW::TrimRight(char16_t c)
 {
-    const size_t last = find_last_not_of(c);
-    resize(last == npos ? 0 : last + 1);
+    Detail::StripTrailing<char16_t>(*this, c);
     return *this;
 }
 
 KrStringW& KrStringW::TrimLeft(const char16_t* set)
 {
-    if (set != nullptr) erase(0, std::min(find_first_not_of(set), size()));
+    if (set != nullptr) Detail::StripLeading<char16_t>(*this, set);
     return *this;
 }
 
 KrStringW& KrStringW::TrimRight(const char16_t* set)
 {
-    if (set == nullptr) return *this;
-    const size_t last = find_last_not_of(set);
-    resize(last == npos ? 0 : last + 1);
+    if (set != nullptr) Detail::StripTrailing<char16_t>(*this, set);
     return *this;
 }
 
@@ -197,13 +163,13 @@ KrStringW KrStringW::Right(int n) const
 KrStringW KrStringW::Mid(int start) const
 {
     if (start >= GetLength()) return KrStringW();
-    return KrStringW(Base(*this, clampPosition(start, size())));
+    return KrStringW(Base(*this, Detail::ClampPosition(start, size())));
 }
 
 KrStringW KrStringW::Mid(int start, int count) const
 {
     if (count < 0 || start >= GetLength()) return KrStringW();
-    return KrStringW(Base(*this, clampPosition(start, size()), static_cast<size_t>(count)));
+    return KrStringW(Base(*this, Detail::ClampPosition(start, size()), static_cast<size_t>(count)));
 }
 
 KrStringW KrStringW::SpanIncluding(const char16_t* set) const
