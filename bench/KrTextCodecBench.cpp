@@ -125,10 +125,11 @@ const bool registered = [] {
         for (int cjk : {0, 1})
             for (int size : {1 << 10, 16 << 20})
             {
-                benchmark::RegisterBenchmark((std::string(c.name) + "/ZoBase").c_str(), convertZoBase, c.to, c.from)
+                const std::string name(c.name);
+                benchmark::RegisterBenchmark((name + "/ZoBase").c_str(), convertZoBase, c.to, c.from)
                     ->ArgNames({"bytes", "cjk"})
                     ->Args({size, cjk});
-                benchmark::RegisterBenchmark((std::string(c.name) + "/Iconv").c_str(), convertIconv, c.toName, c.fromName)
+                benchmark::RegisterBenchmark((name + "/Iconv").c_str(), convertIconv, c.toName, c.fromName)
                     ->ArgNames({"bytes", "cjk"})
                     ->Args({size, cjk});
             }

@@ -114,7 +114,8 @@ void tourText()
                 wide.ToString(KrTextCodec::UTF8_CHARSET).Cstr());
     wide.MakeInverse();
 
-    const bool same = utf8.ToString(chinese) == gb && ucs2.ToString(chinese) == gb && wide.ToString(chinese) == gb;
+    const bool same =
+        utf8.ToString(chinese) == gb && ucs2.ToString(chinese) == gb && wide.ToString(chinese) == gb;
     std::printf("all three forms convert back to the same GB18030 bytes: %s\n", same ? "yes" : "no");
     KrString changed(gb);
     changed.ChangeCharset(KrTextCodec::UTF8_CHARSET);

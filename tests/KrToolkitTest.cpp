@@ -3,6 +3,7 @@
 #include <climits>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -47,7 +48,10 @@ private:
     std::vector<std::optional<std::string>> m_saved;
 };
 
-std::vector<std::string> pieces(const KrArray<KrString>& a) { return std::vector<std::string>(a.begin(), a.end()); }
+std::vector<std::string> pieces(const KrArray<KrString>& a)
+{
+    return std::vector<std::string>(a.begin(), a.end());
+}
 
 // A "Name:   value kB" line of /proc/meminfo.
 unsigned long long meminfoKB(const std::string& name)
@@ -73,7 +77,7 @@ TEST(KrToolkitTest, CharacterClasses)
         SCOPED_TRACE(i);
         EXPECT_EQ(KrToolkit::IsSpaceChar(c), u == 9 || u == 10 || u == 13 || u == 32);
         EXPECT_EQ(KrToolkit::IsDigit(c), u >= '0' && u <= '9');
-        EXPECT_EQ(KrToolkit::IsHexDigit(c), std::string("0123456789ABCDEFabcdef").find(c) != std::string::npos && u != 0);
+        EXPECT_EQ(KrToolkit::IsHexDigit(c), u != 0 && std::strchr("0123456789ABCDEFabcdef", c) != nullptr);
         EXPECT_EQ(KrToolkit::IsBigLetter(c), u >= 'A' && u <= 'Z');
         EXPECT_EQ(KrToolkit::IsLittleLetter(c), u >= 'a' && u <= 'z');
         EXPECT_EQ(KrToolkit::IsLeadByte(c), u >= 0x80);

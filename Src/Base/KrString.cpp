@@ -165,7 +165,10 @@ int KrString::CompareNoCase(const char* other) const
     return compareNoCase(data(), size(), text, std::strlen(text));
 }
 
-int KrString::Find(char c, int start) const { return Detail::FoundAt(find(c, Detail::ClampPosition(start, size()))); }
+int KrString::Find(char c, int start) const
+{
+    return Detail::FoundAt(find(c, Detail::ClampPosition(start, size())));
+}
 
 int KrString::Find(const char* s, int start) const
 {
@@ -199,7 +202,10 @@ int KrString::Delete(int start, int count) { return Detail::DeleteClamped<char>(
 
 int KrString::Remove(char c) { return Detail::RemoveEvery<char>(*this, c); }
 
-int KrString::Replace(char oldChar, char newChar) { return Detail::ReplaceEvery<char>(*this, oldChar, newChar); }
+int KrString::Replace(char oldChar, char newChar)
+{
+    return Detail::ReplaceEvery<char>(*this, oldChar, newChar);
+}
 
 int KrString::Replace(const char* oldText, const char* newText)
 {
@@ -501,9 +507,10 @@ int KrString::Split(KrArray<KrString>& out, const KrString& delimiter, bool exac
         out.Add(KrString(data() + from, static_cast<int>(size() - from)));
         return out.GetSize();
     }
-    Detail::SplitOnSet(static_cast<const std::string&>(*this), delimiter, [&out](const char* piece, size_t length) {
+    const auto addPiece = [&out](const char* piece, size_t length) {
         out.Add(KrString(piece, static_cast<int>(length)));
-    });
+    };
+    Detail::SplitOnSet(static_cast<const std::string&>(*this), delimiter, addPiece);
     return out.GetSize();
 }
 

@@ -17,10 +17,8 @@ namespace
 {
 const char16_t kBlanks[] = u"\t\r\n ";
 
-
-
-char16_t asciiUpper(char16_t c) { return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - u'a' + u'A') : c; }
-char16_t asciiLower(char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c - u'A' + u'a') : c; }
+char16_t asciiUpper(char16_t c) { return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 32) : c; }
+char16_t asciiLower(char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c; }
 
 // Charset 1 stands for the system's charset in wide conversions.
 KrTextCodec::Charset resolved(KrTextCodec::Charset charset)
@@ -72,7 +70,10 @@ int KrStringW::CompareNoCase(const char16_t* other) const
 
 // ---------------------------------------------------------------- search
 
-int KrStringW::Find(char16_t c, int start) const { return Detail::FoundAt(find(c, Detail::ClampPosition(start, size()))); }
+int KrStringW::Find(char16_t c, int start) const
+{
+    return Detail::FoundAt(find(c, Detail::ClampPosition(start, size())));
+}
 
 int KrStringW::Find(const char16_t* s, int start) const
 {
@@ -106,7 +107,10 @@ int KrStringW::Delete(int start, int count) { return Detail::DeleteClamped<char1
 
 int KrStringW::Remove(char16_t c) { return Detail::RemoveEvery<char16_t>(*this, c); }
 
-int KrStringW::Replace(char16_t oldChar, char16_t newChar) { return Detail::ReplaceEvery<char16_t>(*this, oldChar, newChar); }
+int KrStringW::Replace(char16_t oldChar, char16_t newChar)
+{
+    return Detail::ReplaceEvery<char16_t>(*this, oldChar, newChar);
+}
 
 int KrStringW::Replace(const char16_t* oldText, const char16_t* newText)
 {
@@ -187,8 +191,8 @@ KrStringW KrStringW::SpanExcluding(const char16_t* set) const
 int KrStringW::Split(KrArray<KrStringW>& out, const KrStringW& delimiters) const
 {
     const int before = out.GetSize();
-    Detail::SplitOnSet(static_cast<const Base&>(*this), delimiters,
-                       [&out](const char16_t* piece, size_t length) { out.Add(KrStringW(Base(piece, length))); });
+    const auto addPiece = [&out](const char16_t* piece, size_t length) { out.Add(KrStringW(Base(piece, length))); };
+    Detail::SplitOnSet(static_cast<const Base&>(*this), delimiters, addPiece);
     return out.GetSize() - before;
 }
 

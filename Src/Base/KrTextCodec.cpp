@@ -91,7 +91,10 @@ void KrTextCodec::Close()
     m_pDescriptor = closedDescriptor();
 }
 
-bool KrTextCodec::Convert(KrString& out, const KrString& in) { return Convert(out, in.data(), in.GetLength()); }
+bool KrTextCodec::Convert(KrString& out, const KrString& in)
+{
+    return Convert(out, in.data(), in.GetLength());
+}
 
 bool KrTextCodec::Convert(KrString& out, const char* in, int length)
 {
@@ -139,7 +142,8 @@ bool KrTextCodec::appendConverted(std::string& out, const char* in, size_t lengt
         char* output = chunk;
         const size_t offered = std::min(chunkSize, outputBudget);
         size_t outputLeft = offered;
-        const size_t result = iconv(static_cast<iconv_t>(m_pDescriptor), &input, &inputLeft, &output, &outputLeft);
+        const size_t result =
+            iconv(static_cast<iconv_t>(m_pDescriptor), &input, &inputLeft, &output, &outputLeft);
         const size_t produced = offered - outputLeft;
         out.append(chunk, produced);
         outputBudget -= produced;

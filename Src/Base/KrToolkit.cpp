@@ -97,7 +97,8 @@ double KrToolkit::YRotateResize(double s, double a, double b, double c, double d
 
 unsigned int KrToolkit::Brightness(unsigned int color, int delta)
 {
-    return mapChannels(color, [delta](unsigned char v) { return clampChannel(static_cast<long long>(v) + delta); });
+    return mapChannels(color,
+                       [delta](unsigned char v) { return clampChannel(static_cast<long long>(v) + delta); });
 }
 
 unsigned int KrToolkit::Contrast(unsigned int color, int percent)
