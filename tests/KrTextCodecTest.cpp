@@ -188,7 +188,7 @@ TEST(KrTextCodecTest, ConvertMayReadFromItsOwnOutput)
     ASSERT_TRUE(gb.has_value());
     KrString text = bytesOf(*gb + *gb + *gb);
     ASSERT_TRUE(codec.Convert(text, text));
-    EXPECT_EQ(text, std::string(kChineseUtf8) + kChineseUtf8 + kChineseUtf8);
+    EXPECT_EQ(static_cast<const std::string&>(text), std::string(kChineseUtf8) + kChineseUtf8 + kChineseUtf8);
 }
 
 TEST(KrTextCodecTest, OpenClosesTheOldDescriptorAndAFailedOpenLeavesItClosed)
