@@ -210,6 +210,39 @@ void tourFiles()
                 KrFile::Match("*a*a*a*a*a*a*a*a*b", KrString('a', 10000), 0));
 }
 
+void tourText()
+{
+    section("text in every charset");
+    // "Beijing, Changjiang Road" in GB18030, the library's default charset.
+    const KrString gb("\xb1\xb1\xbe\xa9\xca\xd0\xb3\xa4\xbd\xad\xc2\xb7");
+    const KrTextCodec::Charset chinese = KrTextCodec::GB2312_CHARSET;
+    std::printf("GB18030: %d bytes, charset name %s\n", gb.GetLength(),
+                KrTextCodec::GetCharsetName(chinese).Cstr());
+
+    const KrStringUTF8 utf8(gb, chinese);
+    std::printf("UTF-8:   %d bytes: %s\n", utf8.GetLength(), utf8.Cstr());
+
+    const KrStringUCS2LE ucs2(gb, chinese);
+    std::printf("UCS-2LE: %d units:", ucs2.GetLength());
+    for (int i = 0; i < ucs2.GetLength(); ++i) std::printf(" %04X", ucs2[i]);
+    std::printf("\n");
+
+    KrStringW wide;
+    wide.FromString(gb, chinese);
+    wide.MakeInverse();
+    std::printf("wide:    %d units, reversed and back in UTF-8: %s\n", wide.GetLength(),
+                wide.ToString(KrTextCodec::UTF8_CHARSET).Cstr());
+    wide.MakeInverse();
+
+    const bool same =
+        utf8.ToString(chinese) == gb && ucs2.ToString(chinese) == gb && wide.ToString(chinese) == gb;
+    std::printf("all three forms convert back to the same GB18030 bytes: %s\n", same ? "yes" : "no");
+    KrString changed(gb);
+    changed.ChangeCharset(KrTextCodec::UTF8_CHARSET);
+    std::printf("ChangeCharset(UTF-8) retags the string as charset %d; this system's charset is %d\n",
+                changed.GetCharset(), KrToolkit::GetCurCharset());
+}
+
 }  // namespace
 
 int main()
@@ -222,6 +255,7 @@ int main()
     tourMarkup();
     tourTime();
     tourFiles();
+    tourText();
     std::printf("\ntour complete\n");
     return 0;
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "KrFormatLoop.h"
+#include "KrStringAlgorithms.h"
 
 namespace KRN
 {
@@ -26,13 +27,7 @@ size_t zeroTerminatedLength(const std::string& s)
     return zero != nullptr ? static_cast<size_t>(static_cast<const char*>(zero) - s.data()) : s.size();
 }
 
-size_t clampPosition(int pos, size_t length)
-{
-    if (pos <= 0) return 0;
-    return static_cast<size_t>(pos) < length ? static_cast<size_t>(pos) : length;
-}
 
-int asResult(size_t found) { return found == std::string::npos ? -1 : static_cast<int>(found); }
 
 int hexDigit(char c)
 {
@@ -164,96 +159,52 @@ int KrString::CompareNoCase(const char* other) const
     return compareNoCase(data(), size(), text, std::strlen(text));
 }
 
-int KrString::Find(char c, int start) const { return asResult(find(c, clampPosition(start, size()))); }
+int KrString::Find(char c, int start) const
+{
+    return Detail::FoundAt(find(c, Detail::ClampPosition(start, size())));
+}
 
 int KrString::Find(const char* s, int start) const
 {
     if (s == nullptr) return -1;
-    return asResult(find(s, clampPosition(start, size())));
+    return Detail::FoundAt(find(s, Detail::ClampPosition(start, size())));
 }
 
 int KrString::FindOneOf(const char* set) const
 {
     if (set == nullptr) return -1;
-    return asResult(find_first_of(set));
+    return Detail::FoundAt(find_first_of(set));
 }
 
-int KrString::ReverseFind(char c) const { return asResult(rfind(c)); }
+int KrString::ReverseFind(char c) const { return Detail::FoundAt(rfind(c)); }
 
 // ---------------------------------------------------------------- editing
 
 int KrString::Insert(int pos, const char* s)
 {
-    if (s != nullptr) insert(clampPosition(pos, size()), s);
+    if (s != nullptr) insert(Detail::ClampPosition(pos, size()), s);
     return GetLength();
 }
 
 int KrString::Insert(int pos, char c, int count)
 {
-    if (count >= 1) insert(clampPosition(pos, size()), static_cast<size_t>(count), c);
+    if (count >= 1) insert(Detail::ClampPosition(pos, size()), static_cast<size_t>(count), c);
     return GetLength();
 }
 
-int KrString::Delete(int start, int count)
-{
-    if (start < 0) start = 0;
-    if (count >= 1 && static_cast<size_t>(start) < size())
-        erase(static_cast<size_t>(start), static_cast<size_t>(count));
-    return GetLength();
-}
+int KrString::Delete(int start, int count) { return Detail::DeleteClamped<char>(*this, start, count); }
 
-int KrString::Remove(char c)
-{
-    const auto kept = std::remove(begin(), end(), c);
-    const int removed = static_cast<int>(end() - kept);
-    erase(kept, end());
-    return removed;
-}
+int KrString::Remove(char c) { return Detail::RemoveEvery<char>(*this, c); }
 
 int KrString::Replace(char oldChar, char newChar)
 {
-    if (oldChar == newChar) return 0;
-    int count = 0;
-    for (char& c : static_cast<std::string&>(*this))
-    {
-        if (c == oldChar)
-        {
-            c = newChar;
-            ++count;
-        }
-    }
-    return count;
+    return Detail::ReplaceEvery<char>(*this, oldChar, newChar);
 }
 
 int KrString::Replace(const char* oldText, const char* newText)
 {
     if (oldText == nullptr || newText == nullptr || oldText[0] == '\0') return 0;
-    const size_t oldLength = std::strlen(oldText);
-    const size_t newLength = std::strlen(newText);
-    size_t found = find(oldText, 0, oldLength);
-    if (found == npos) return 0;
-
-    int count = 0;
-    if (oldLength == newLength)
-    {
-        for (; found != npos; found = find(oldText, found + oldLength, oldLength), ++count)
-            std::memcpy(&std::string::operator[](found), newText, newLength);
-        return count;
-    }
-    // Building the result once is the same as replacing in place and resuming after each
-    // inserted text, without moving the tail once per occurrence.
-    std::string result;
-    result.reserve(newLength > oldLength ? size() + (newLength - oldLength) * 4 : size());
-    size_t copied = 0;
-    for (; found != npos; found = find(oldText, copied, oldLength), ++count)
-    {
-        result.append(data() + copied, found - copied);
-        result.append(newText, newLength);
-        copied = found + oldLength;
-    }
-    result.append(data() + copied, size() - copied);
-    std::string::swap(result);
-    return count;
+    return Detail::ReplaceAll(static_cast<std::string&>(*this), oldText, newText);
 }
 
 KrString& KrString::TrimLeft() { return TrimLeft(kBlanks); }
@@ -261,28 +212,25 @@ KrString& KrString::TrimRight() { return TrimRight(kBlanks); }
 
 KrString& KrString::TrimLeft(char c)
 {
-    erase(0, std::min(find_first_not_of(c), size()));
+    Detail::StripLeading<char>(*this, c);
     return *this;
 }
 
 KrString& KrString::TrimRight(char c)
 {
-    const size_t last = find_last_not_of(c);
-    resize(last == npos ? 0 : last + 1);
+    Detail::StripTrailing<char>(*this, c);
     return *this;
 }
 
 KrString& KrString::TrimLeft(const char* set)
 {
-    if (set != nullptr) erase(0, std::min(find_first_not_of(set), size()));
+    if (set != nullptr) Detail::StripLeading<char>(*this, set);
     return *this;
 }
 
 KrString& KrString::TrimRight(const char* set)
 {
-    if (set == nullptr) return *this;
-    const size_t last = find_last_not_of(set);
-    resize(last == npos ? 0 : last + 1);
+    if (set != nullptr) Detail::StripTrailing<char>(*this, set);
     return *this;
 }
 
@@ -352,13 +300,13 @@ KrString KrString::Right(int n) const
 KrString KrString::Mid(int start) const
 {
     if (start >= GetLength()) return KrString();
-    return KrString(std::string(*this, clampPosition(start, size())));
+    return KrString(std::string(*this, Detail::ClampPosition(start, size())));
 }
 
 KrString KrString::Mid(int start, int count) const
 {
     if (count <= 0 || start >= GetLength()) return KrString();
-    return KrString(std::string(*this, clampPosition(start, size()), static_cast<size_t>(count)));
+    return KrString(std::string(*this, Detail::ClampPosition(start, size()), static_cast<size_t>(count)));
 }
 
 KrString KrString::SpanIncluding(const char* set) const
@@ -562,24 +510,22 @@ int KrString::Split(KrArray<KrString>& out, const KrString& delimiter, bool exac
         out.AddNew(data() + from, static_cast<int>(size() - from));
         return out.GetSize();
     }
-    size_t at = 0;
-    for (;;)
-    {
-        const size_t first = find_first_not_of(delimiter, at);
-        if (first == npos) break;
-        at = find_first_of(delimiter, first);
-        const size_t end = at == npos ? size() : at;
-        out.AddNew(data() + first, static_cast<int>(end - first));
-        if (at == npos) break;
-    }
+    const auto addPiece = [&out](const char* piece, size_t length) {
+        out.AddNew(piece, static_cast<int>(length));
+    };
+    Detail::SplitOnSet(static_cast<const std::string&>(*this), delimiter, addPiece);
     return out.GetSize();
 }
 
 bool KrString::ChangeCharset(Charset charset)
 {
     if (charset == m_nCharset) return true;
-    // Conversion between charsets needs the text codec, which a later layer provides.
-    return false;
+    KrTextCodec codec(charset, m_nCharset);
+    KrString converted;
+    if (!codec.Convert(converted, *this)) return false;
+    std::string::swap(converted);
+    m_nCharset = charset;
+    return true;
 }
 
 }  // namespace KRN

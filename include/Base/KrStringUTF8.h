@@ -19,13 +19,16 @@ class KRN_API KrStringUTF8 : public std::string
 {
 public:
     KrStringUTF8() = default;
-    // UTF-8 form of text read as charset; invalid input gives an empty object. The converter is
-    // created on the first call and kept for the process: later calls reuse it whatever charset
-    // they pass. The first construction must not race with another.
+    // UTF-8 form of text (all its bytes) read as charset, cut at the first zero the conversion
+    // gives; invalid input gives an empty object. Charset 1 means GB18030 here, not the
+    // system's charset. The converter is created on the first call and kept for the process:
+    // later calls reuse it WHATEVER charset they pass. Every call shares that one converter, so
+    // threads that construct concurrently must serialise.
     KrStringUTF8(const KrString& text, KrTextCodec::Charset charset);
 
     // The text converted from UTF-8 into charset, trailing zero bytes removed. Like the
-    // constructor, the first call fixes the target charset for the rest of the process.
+    // constructor, the first call fixes the target charset for the rest of the process, and
+    // concurrent calls must be serialised.
     KrString ToString(KrTextCodec::Charset charset) const;
 
     const char* Cstr() const { return c_str(); }

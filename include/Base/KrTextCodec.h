@@ -1,11 +1,20 @@
-// Character sets of the library. Every KrString carries one of these codes; conversions
-// between them go through KrTextCodec.
+// Character sets of the library and the converter between them. Every KrString carries one of
+// the Charset codes; KrTextCodec owns one iconv conversion descriptor and converts whole byte
+// strings from one charset (or iconv name) to another:
+//   KrTextCodec codec(KrTextCodec::UTF8_CHARSET, KrTextCodec::GB2312_CHARSET);  // to, from
+//   KrString utf8;
+//   if (codec.Convert(utf8, gbText)) ...
 #pragma once
+
+#include <cstddef>
+#include <string>
 
 #include "Base/KrDefs.h"
 
 namespace KRN
 {
+
+class KrString;
 
 class KRN_API KrTextCodec
 {
@@ -38,6 +47,45 @@ public:
         UCS4BE_CHARSET = 254,
         OEM_CHARSET = 255
     };
+
+    KrTextCodec() = default;  // closed
+    // Open with two iconv names, target first. Whether it opened is not reported: test IsOpen.
+    KrTextCodec(const KrString& to, const KrString& from);
+    KrTextCodec(Charset to, Charset from);
+    ~KrTextCodec() { Close(); }
+
+    // Copies the descriptor itself, so both codecs then share it and whichever closes first
+    // leaves the other with a dead descriptor. Do not copy an open codec; a closed one is fine.
+    KrTextCodec& operator=(const KrTextCodec& other);
+    KrTextCodec(const KrTextCodec&) = delete;
+
+    // Closes any open descriptor first; false (and closed) when iconv knows either name not.
+    bool Open(const KrString& to, const KrString& from);
+    bool Open(Charset to, Charset from);  // through GetCharsetName
+    bool IsOpen() const;
+    void Close();
+
+    // Converts all length bytes (zeros included). Succeeds only when every input byte was
+    // consumed; on failure (closed codec, invalid or truncated input, an input longer than
+    // INT_MAX / 5 bytes) returns false and leaves out untouched. On success out holds exactly
+    // the converted bytes; its charset member is not changed, callers set it. No final flushing
+    // call is made, so a decoder that holds back a character (CP1258 keeps a letter that a tone
+    // mark could follow) gives it out at the start of the next conversion on this codec.
+    bool Convert(KrString& out, const KrString& in);
+    bool Convert(KrString& out, const char* in, int length);  // null in fails unless length is 0
+
+    // The iconv name of a charset. 0, 1, 134 and every code not in the table give "GB18030";
+    // 255 shares "MACINTOSH" with 77.
+    static KrString GetCharsetName(Charset charset);
+    // The charset whose name is contained (ignoring case) in name, testing in a fixed order, so
+    // "CP12501" reads as 238; "ZH" alone is 134 and anything unknown is 1. Not the inverse of
+    // GetCharsetName: the name of 1 reads back as 134.
+    static Charset GetCharset(const KrString& name);
+
+private:
+    bool appendConverted(std::string& out, const char* in, size_t length);
+
+    void* m_pDescriptor = reinterpret_cast<void*>(-1);  // the iconv_t; all bits set when closed
 };
 
 }  // namespace KRN

@@ -6,6 +6,7 @@
 #include "Base/KrArray.h"
 #include "Base/KrTextCodec.h"
 #include "Base/KrString.h"
+#include "Base/KrStringW.h"
 #include "Base/KrStringUTF8.h"
 #include "Base/KrHash.h"
 #include "Base/KrBitArray.h"
@@ -16,3 +17,4 @@
 #include "Base/KrMarkup.h"
 #include "Base/KrTime.h"
 #include "Base/KrFile.h"
+#include "Base/KrToolkit.h"

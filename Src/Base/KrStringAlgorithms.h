@@ -1,0 +1,124 @@
+// Editing and splitting shared by the narrow and the wide string.
+#pragma once
+
+#include <algorithm>
+#include <string>
+
+namespace KRN::Detail
+{
+
+// A position clamped into [0, length].
+inline size_t ClampPosition(int pos, size_t length)
+{
+    if (pos <= 0) return 0;
+    return static_cast<size_t>(pos) < length ? static_cast<size_t>(pos) : length;
+}
+
+// A standard search result as an int, -1 for not found.
+inline int FoundAt(size_t found) { return found == std::string::npos ? -1 : static_cast<int>(found); }
+
+// Erases count units from start (negative start is 0); nothing when count < 1 or start is at
+// or past the end. Returns the new length.
+template <class Ch>
+int DeleteClamped(std::basic_string<Ch>& text, int start, int count)
+{
+    if (start < 0) start = 0;
+    if (count >= 1 && static_cast<size_t>(start) < text.size())
+        text.erase(static_cast<size_t>(start), static_cast<size_t>(count));
+    return static_cast<int>(text.size());
+}
+
+// Removes every c; returns how many were removed.
+template <class Ch>
+int RemoveEvery(std::basic_string<Ch>& text, Ch c)
+{
+    const auto kept = std::remove(text.begin(), text.end(), c);
+    const int removed = static_cast<int>(text.end() - kept);
+    text.erase(kept, text.end());
+    return removed;
+}
+
+// Replaces every oldChar by newChar; returns the count (0 at once when they are equal).
+template <class Ch>
+int ReplaceEvery(std::basic_string<Ch>& text, Ch oldChar, Ch newChar)
+{
+    if (oldChar == newChar) return 0;
+    int count = 0;
+    for (Ch& c : text)
+    {
+        if (c == oldChar)
+        {
+            c = newChar;
+            ++count;
+        }
+    }
+    return count;
+}
+
+// Strip the leading / trailing run of units matching what (a unit or a zero-terminated set).
+template <class Ch, class What>
+void StripLeading(std::basic_string<Ch>& text, What what)
+{
+    text.erase(0, std::min(text.find_first_not_of(what), text.size()));
+}
+
+template <class Ch, class What>
+void StripTrailing(std::basic_string<Ch>& text, What what)
+{
+    const size_t last = text.find_last_not_of(what);
+    text.resize(last == std::basic_string<Ch>::npos ? 0 : last + 1);
+}
+
+// Replaces every occurrence of the non-empty oldText by newText and returns the count. Text
+// produced by a replacement is never searched again.
+template <class Ch>
+int ReplaceAll(std::basic_string<Ch>& text, const Ch* oldText, const Ch* newText)
+{
+    using String = std::basic_string<Ch>;
+    const size_t oldLength = std::char_traits<Ch>::length(oldText);
+    const size_t newLength = std::char_traits<Ch>::length(newText);
+    size_t found = text.find(oldText, 0, oldLength);
+    if (found == String::npos) return 0;
+
+    int count = 0;
+    if (oldLength == newLength)
+    {
+        for (; found != String::npos; found = text.find(oldText, found + oldLength, oldLength), ++count)
+            std::char_traits<Ch>::copy(&text[found], newText, newLength);
+        return count;
+    }
+    // Building the result once is the same as replacing in place and resuming after each
+    // inserted text, without moving the tail once per occurrence.
+    String result;
+    result.reserve(newLength > oldLength ? text.size() + (newLength - oldLength) * 4 : text.size());
+    size_t copied = 0;
+    for (; found != String::npos; found = text.find(oldText, copied, oldLength), ++count)
+    {
+        result.append(text, copied, found - copied);
+        result.append(newText, newLength);
+        copied = found + oldLength;
+    }
+    result.append(text, copied, String::npos);
+    text.swap(result);
+    return count;
+}
+
+// Calls add(piece, length) for each maximal run of units that are not in delimiters, in order;
+// runs of delimiters give no empty pieces.
+template <class Ch, class Add>
+void SplitOnSet(const std::basic_string<Ch>& text, const std::basic_string<Ch>& delimiters, Add add)
+{
+    using String = std::basic_string<Ch>;
+    size_t at = 0;
+    for (;;)
+    {
+        const size_t first = text.find_first_not_of(delimiters, at);
+        if (first == String::npos) return;
+        at = text.find_first_of(delimiters, first);
+        const size_t end = at == String::npos ? text.size() : at;
+        add(text.data() + first, end - first);
+        if (at == String::npos) return;
+    }
+}
+
+}  // namespace KRN::Detail

@@ -1,0 +1,104 @@
+#include "Base/Platform/KrPlatformSystem.h"
+
+#include <dlfcn.h>
+#include <sys/sysinfo.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace KRN::Platform
+{
+
+namespace
+{
+constexpr int kWesternCodePage = 1252;
+
+const char* localeName()
+{
+    for (const char* variable : {"LC_ALL", "LC_CTYPE", "LANG"})
+    {
+        const char* value = std::getenv(variable);
+        if (value != nullptr && value[0] != '\0') return value;
+    }
+    return "";
+}
+
+// The codeset of "language_TERRITORY.codeset@modifier", upper-cased, without '-' and '_'.
+std::string normalisedCodeset(const char* locale)
+{
+    const char* dot = std::strchr(locale, '.');
+    std::string codeset;
+    if (dot == nullptr) return codeset;
+    for (const char* c = dot + 1; *c != '\0' && *c != '@'; ++c)
+    {
+        if (*c == '-' || *c == '_') continue;
+        codeset += (*c >= 'a' && *c <= 'z') ? static_cast<char>(*c - 'a' + 'A') : *c;
+    }
+    return codeset;
+}
+
+bool startsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
+
+std::atomic<ScreenMetricHook> g_screenMetricHook{nullptr};
+}  // namespace
+
+int CodePageOfLocale(const char* locale)
+{
+    if (locale == nullptr) return kWesternCodePage;
+    const std::string codeset = normalisedCodeset(locale);
+    if (codeset == "GB18030" || codeset == "GBK" || codeset == "GB2312") return 936;
+    if (startsWith(codeset, "BIG5")) return 950;
+    if (codeset == "SJIS" || codeset == "SHIFTJIS") return 932;
+    if (codeset == "EUCKR") return 949;
+    if (codeset == "TIS620") return 874;
+    if (codeset.size() == 6 && startsWith(codeset, "CP125") && codeset[5] >= '0' && codeset[5] <= '8')
+        return 1250 + (codeset[5] - '0');
+    return kWesternCodePage;
+}
+
+int AnsiCodePage() { return CodePageOfLocale(localeName()); }
+
+int CurrentProcessId() { return static_cast<int>(getpid()); }
+
+void* OpenLibrary(const char* path)
+{
+    if (path == nullptr) return nullptr;
+    return dlopen(path, RTLD_NOW);
+}
+
+void* LibrarySymbol(void* library, const char* name)
+{
+    if (library == nullptr || name == nullptr) return nullptr;
+    return dlsym(library, name);
+}
+
+bool CloseLibrary(void* library) { return library != nullptr && dlclose(library) == 0; }
+
+void SetScreenMetricHook(ScreenMetricHook hook) { g_screenMetricHook.store(hook, std::memory_order_release); }
+
+int ScreenMetric(int index)
+{
+    ScreenMetricHook hook = g_screenMetricHook.load(std::memory_order_acquire);
+    return hook != nullptr ? hook(index) : 0;
+}
+
+bool QueryMemory(MemoryFigures& figures)
+{
+    struct sysinfo info;
+    if (sysinfo(&info) != 0)
+    {
+        figures = MemoryFigures();
+        return false;
+    }
+    const unsigned long long unit = info.mem_unit != 0 ? info.mem_unit : 1;
+    figures.availablePhysical = (info.freeram + info.bufferram) * unit;
+    figures.totalPhysical = info.totalram * unit;
+    figures.availablePageFile = (info.freeram + info.bufferram + info.freeswap) * unit;
+    figures.totalPageFile = (info.totalram + info.totalswap) * unit;
+    return true;
+}
+
+}  // namespace KRN::Platform

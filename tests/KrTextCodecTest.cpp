@@ -1,0 +1,242 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <string>
+
+#include "Base/ZoBase.h"
+#include "KrIconvOracle.h"
+
+using namespace KRN;
+using KrTest::IconvOracle;
+
+namespace
+{
+using Cs = KrTextCodec::Charset;
+
+const char kGreekUtf8[] = "\xce\x91\xce\xb8\xce\xae\xce\xbd\xce\xb1";        // Athens
+const char kCyrillicUtf8[] = "\xd0\x9c\xd0\xbe\xd1\x81\xd0\xba\xd0\xb2\xd0\xb0";  // Moscow
+const char kChineseUtf8[] = "\xe5\x8c\x97\xe4\xba\xac\xe5\xb8\x82";               // Beijing city
+const char kJapaneseUtf8[] = "\xe6\x9d\xb1\xe4\xba\xac";                           // Tokyo
+const char kKoreanUtf8[] = "\xec\x84\x9c\xec\x9a\xb8";                             // Seoul
+const char kHebrewUtf8[] = "\xd7\xa9\xd7\x9c\xd7\x95\xd7\x9d";                     // shalom
+const char kArabicUtf8[] = "\xd8\xb3\xd9\x84\xd8\xa7\xd9\x85";                     // salam
+const char kThaiUtf8[] = "\xe0\xb9\x84\xe0\xb8\x97\xe0\xb8\xa2";                   // Thai
+const char kTurkishUtf8[] = "\xc4\xb0stanbul \xc4\x9f";
+// Ends in a character that takes no tone mark: see ConvertMakesNoFlushingCall.
+const char kVietUtf8[] = "\xc4\x90\xc3\xa0 N\xc6\xb0.";
+const char kBalticUtf8[] = "R\xc4\xabga \xc5\xa0";
+const char kCentralUtf8[] = "\xc5\x81\xc3\xb3\x64\xc5\xba";
+const char kWesternUtf8[] = "Caf\xc3\xa9 \xc3\x85";
+
+struct CharsetCase
+{
+    int value;
+    const char* name;    // what GetCharsetName must give, written out by hand
+    const char* sample;  // UTF-8 text representable in that charset
+};
+
+const CharsetCase kCharsetTable[] = {
+    {0, "GB18030", kChineseUtf8},         {1, "GB18030", kChineseUtf8},
+    {77, "MACINTOSH", kWesternUtf8},      {128, "SHIFT_JIS", kJapaneseUtf8},
+    {129, "CP949", kKoreanUtf8},          {130, "JOHAB", kKoreanUtf8},
+    {134, "GB18030", kChineseUtf8},       {136, "BIG5-HKSCS", kJapaneseUtf8},
+    {161, "Greek", kGreekUtf8},           {162, "CP1254", kTurkishUtf8},
+    {163, "CP1258", kVietUtf8},           {177, "Hebrew", kHebrewUtf8},
+    {178, "Arabic", kArabicUtf8},         {186, "CP1257", kBalticUtf8},
+    {204, "CP1251", kCyrillicUtf8},       {222, "CP874", kThaiUtf8},
+    {238, "CP1250", kCentralUtf8},        {250, "UTF-8", kChineseUtf8},
+    {251, "UCS-2LE", kChineseUtf8},       {252, "UCS-2BE", kGreekUtf8},
+    {253, "UCS-4LE", kArabicUtf8},        {254, "UCS-4BE", kKoreanUtf8},
+    {255, "MACINTOSH", kWesternUtf8},     {7, "GB18030", kChineseUtf8},
+    {-3, "GB18030", kChineseUtf8},        {1000, "GB18030", kChineseUtf8},
+};
+
+KrString bytesOf(const std::string& s) { return KrString(s.data(), static_cast<int>(s.size())); }
+}  // namespace
+
+TEST(KrTextCodecTest, EveryCharsetOfTheTableIsNamedAndConvertsAsIconvDoes)
+{
+    for (const CharsetCase& c : kCharsetTable)
+    {
+        const Cs charset = static_cast<Cs>(c.value);
+        SCOPED_TRACE(c.value);
+        EXPECT_EQ(KrTextCodec::GetCharsetName(charset), c.name);
+
+        const std::string sample = c.sample;
+        const auto expected = IconvOracle(c.name, "UTF-8", sample);
+        ASSERT_TRUE(expected.has_value());
+        KrTextCodec encoder(charset, KrTextCodec::UTF8_CHARSET);
+        ASSERT_TRUE(encoder.IsOpen());
+        KrString encoded;
+        ASSERT_TRUE(encoder.Convert(encoded, bytesOf(sample)));
+        EXPECT_EQ(static_cast<const std::string&>(encoded), *expected);
+
+        KrTextCodec decoder(KrTextCodec::UTF8_CHARSET, charset);
+        KrString decoded;
+        ASSERT_TRUE(decoder.Convert(decoded, encoded));
+        EXPECT_EQ(decoded, sample.c_str());
+    }
+}
+
+TEST(KrTextCodecTest, GetCharsetTestsNamesInOrder)
+{
+    const struct
+    {
+        const char* name;
+        int expected;
+    } cases[] = {
+        {"macintosh", 77},       {"Shift_JIS", 128},     {"cp949", 129},         {"johab", 130},
+        {"GB18030", 134},        {"gb2312", 134},        {"x-gbk", 134},         {"zh", 134},
+        {"ZH_CN", 1},            {"big5", 136},          {"big5-hkscs:1999", 136}, {"greek", 161},
+        {"CP1254", 162},         {"cp1258", 163},        {"hebrew", 177},        {"arabic", 178},
+        {"cp1257", 186},         {"windows-cp1251", 204}, {"CP874", 222},        {"cp1250", 238},
+        {"utf-8", 250},          {"UCS-2LE", 251},       {"ucs-2be", 252},       {"UCS-4LE", 253},
+        {"ucs-4be", 254},        {"latin1", 1},          {"", 1},                {"utf8", 1},
+        // The first listed text that is contained decides.
+        {"CP12501", 238},        {"MACINTOSH-SHIFT_JIS", 77}, {"GBK/BIG5", 134},  {"UTF-8 UCS-2LE", 250},
+    };
+    for (const auto& c : cases) EXPECT_EQ(KrTextCodec::GetCharset(c.name), c.expected) << c.name;
+    // Not inverse functions: the name of the default charset reads back as simplified Chinese.
+    EXPECT_EQ(KrTextCodec::GetCharset(KrTextCodec::GetCharsetName(KrTextCodec::DEFAULT_CHARSET)), 134);
+}
+
+TEST(KrTextCodecTest, FailedConversionsLeaveTheOutputUntouched)
+{
+    const struct
+    {
+        const char* label;
+        Cs to, from;
+        std::string input;
+    } cases[] = {
+        {"invalid UTF-8", KrTextCodec::UCS2LE_CHARSET, KrTextCodec::UTF8_CHARSET, "ab\xff" "cd"},
+        {"truncated UTF-8", KrTextCodec::GB2312_CHARSET, KrTextCodec::UTF8_CHARSET, "ab\xe5\x8c"},
+        {"truncated GB18030", KrTextCodec::UTF8_CHARSET, KrTextCodec::GB2312_CHARSET, "ab\xb1"},
+        {"odd UCS-2 byte", KrTextCodec::UTF8_CHARSET, KrTextCodec::UCS2LE_CHARSET, std::string("a\0b", 3)},
+        {"not in target", KrTextCodec::RUSSIAN_CHARSET, KrTextCodec::UTF8_CHARSET, kChineseUtf8},
+    };
+    for (const auto& c : cases)
+    {
+        KrTextCodec codec(c.to, c.from);
+        ASSERT_TRUE(codec.IsOpen()) << c.label;
+        KrString out("previous");
+        out.SetCharset(KrTextCodec::THAI_CHARSET);
+        EXPECT_FALSE(codec.Convert(out, bytesOf(c.input))) << c.label;
+        EXPECT_EQ(out, "previous") << c.label;
+        EXPECT_EQ(out.GetCharset(), KrTextCodec::THAI_CHARSET) << c.label;
+    }
+}
+
+TEST(KrTextCodecTest, BadArgumentsFailCleanly)
+{
+    KrTextCodec closed;
+    KrString out("kept");
+    EXPECT_FALSE(closed.IsOpen());
+    EXPECT_FALSE(closed.Convert(out, KrString("abc")));
+    EXPECT_EQ(out, "kept");
+
+    KrTextCodec unknown(KrString("UTF-8"), KrString("no-such-charset"));
+    EXPECT_FALSE(unknown.IsOpen());
+    EXPECT_FALSE(unknown.Convert(out, KrString("abc")));
+
+    KrTextCodec codec(KrTextCodec::UTF8_CHARSET, KrTextCodec::UTF8_CHARSET);
+    EXPECT_FALSE(codec.Convert(out, nullptr, 3));
+    EXPECT_FALSE(codec.Convert(out, "abc", -1));
+    // Five bytes per input byte must fit an int: longer inputs are refused before any byte is
+    // read, so the pointer may be short.
+    EXPECT_FALSE(codec.Convert(out, "abc", INT_MAX));
+    EXPECT_FALSE(codec.Convert(out, "abc", INT_MAX / 5 + 1));
+    EXPECT_EQ(out, "kept");
+
+    EXPECT_TRUE(codec.Convert(out, nullptr, 0));
+    EXPECT_TRUE(out.IsEmpty());
+}
+
+TEST(KrTextCodecTest, ConvertTakesEveryInputByteAndKeepsTheOutputCharset)
+{
+    KrTextCodec codec(KrTextCodec::UCS2LE_CHARSET, KrTextCodec::UTF8_CHARSET);
+    KrString out;
+    out.SetCharset(KrTextCodec::GREEK_CHARSET);
+    ASSERT_TRUE(codec.Convert(out, "a\0b", 3));
+    EXPECT_EQ(static_cast<const std::string&>(out), std::string("a\0\0\0b\0", 6));
+    EXPECT_EQ(out.GetCharset(), KrTextCodec::GREEK_CHARSET);
+
+    ASSERT_TRUE(codec.Convert(out, KrString()));
+    EXPECT_TRUE(out.IsEmpty());
+}
+
+TEST(KrTextCodecTest, LongTextsMatchIconvAcrossBufferRefills)
+{
+    // Megabytes of output, and a failure found only at the very end.
+    std::string text;
+    for (int i = 0; text.size() < (3u << 20); ++i) text += i % 5 == 0 ? kChineseUtf8 : "road 12, ";
+    const auto expected = IconvOracle("UCS-4BE", "UTF-8", text);
+    ASSERT_TRUE(expected.has_value());
+    KrTextCodec codec(KrTextCodec::UCS4BE_CHARSET, KrTextCodec::UTF8_CHARSET);
+    KrString out("old");
+    ASSERT_TRUE(codec.Convert(out, bytesOf(text)));
+    EXPECT_TRUE(static_cast<const std::string&>(out) == *expected);
+
+    KrString kept("old");
+    EXPECT_FALSE(codec.Convert(kept, bytesOf(text + "\xff")));
+    EXPECT_EQ(kept, "old");
+}
+
+TEST(KrTextCodecTest, ConvertMayReadFromItsOwnOutput)
+{
+    KrTextCodec codec(KrTextCodec::UTF8_CHARSET, KrTextCodec::GB2312_CHARSET);
+    const auto gb = IconvOracle("GB18030", "UTF-8", kChineseUtf8);
+    ASSERT_TRUE(gb.has_value());
+    KrString text = bytesOf(*gb + *gb + *gb);
+    ASSERT_TRUE(codec.Convert(text, text));
+    EXPECT_EQ(static_cast<const std::string&>(text), std::string(kChineseUtf8) + kChineseUtf8 + kChineseUtf8);
+}
+
+TEST(KrTextCodecTest, OpenClosesTheOldDescriptorAndAFailedOpenLeavesItClosed)
+{
+    KrTextCodec codec(KrTextCodec::UTF8_CHARSET, KrTextCodec::RUSSIAN_CHARSET);
+    ASSERT_TRUE(codec.IsOpen());
+    EXPECT_TRUE(codec.Open(KrTextCodec::UTF8_CHARSET, KrTextCodec::GREEK_CHARSET));
+    KrString out;
+    ASSERT_TRUE(codec.Convert(out, KrString("\xc1")));  // capital alpha in ISO-8859-7
+    EXPECT_EQ(out, "\xce\x91");
+    EXPECT_FALSE(codec.Open(KrString("UTF-8"), KrString("bogus")));
+    EXPECT_FALSE(codec.IsOpen());
+    codec.Close();  // closing a closed codec is harmless
+
+    KrTextCodec copy;
+    copy = KrTextCodec();  // assigning a closed codec keeps the target closed
+    EXPECT_FALSE(copy.IsOpen());
+}
+
+TEST(KrTextCodecTest, ChangeCharsetConvertsAndRetagsOrLeavesTheStringAlone)
+{
+    const auto gb = IconvOracle("GB18030", "UTF-8", kChineseUtf8);
+    ASSERT_TRUE(gb.has_value());
+    KrString text = bytesOf(*gb);  // charset 1 reads as GB18030
+    ASSERT_TRUE(text.ChangeCharset(KrTextCodec::UTF8_CHARSET));
+    EXPECT_EQ(text, kChineseUtf8);
+    EXPECT_EQ(text.GetCharset(), KrTextCodec::UTF8_CHARSET);
+
+    ASSERT_TRUE(text.ChangeCharset(KrTextCodec::UCS2BE_CHARSET));
+    EXPECT_EQ(static_cast<const std::string&>(text), *IconvOracle("UCS-2BE", "UTF-8", kChineseUtf8));
+
+    KrString cyrillic(kCyrillicUtf8);
+    cyrillic.SetCharset(KrTextCodec::UTF8_CHARSET);
+    EXPECT_FALSE(cyrillic.ChangeCharset(KrTextCodec::GREEK_CHARSET));  // not representable
+    EXPECT_EQ(cyrillic, kCyrillicUtf8);
+    EXPECT_EQ(cyrillic.GetCharset(), KrTextCodec::UTF8_CHARSET);
+    EXPECT_TRUE(cyrillic.ChangeCharset(KrTextCodec::RUSSIAN_CHARSET));
+    EXPECT_EQ(cyrillic, "\xcc\xee\xf1\xea\xe2\xe0");
+}
+
+TEST(KrTextCodecTest, ConvertMakesNoFlushingCall)
+{
+    // The CP1258 decoder holds back a final letter in case a tone mark follows; without the
+    // flushing call it comes out only at the start of the next conversion.
+    KrTextCodec codec(KrTextCodec::UTF8_CHARSET, KrTextCodec::VIETNAMESE_CHARSET);
+    KrString out;
+    ASSERT_TRUE(codec.Convert(out, KrString("Na")));
+    EXPECT_EQ(out, "N");
+    ASSERT_TRUE(codec.Convert(out, KrString(".")));
+    EXPECT_EQ(out, "a.");
+}
