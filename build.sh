@@ -68,7 +68,7 @@ sanitize)
     ;;
 tsan)
     configure build-tsan -DZOBASE_SANITIZE=thread -DZOBASE_BUILD_BENCH=OFF -DZOBASE_BUILD_EXAMPLES=OFF
-    cmake --build build-tsan -j "$JOBS"
+    cmake --build build-tsan -j "$JOBS" --target ZoBaseThreadTests
     TSAN_OPTIONS=halt_on_error=1 run_tests build-tsan -L threads
     ;;
 bench)

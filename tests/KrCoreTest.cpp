@@ -158,4 +158,3 @@ TEST(KrCoreTest, TraceFormatsAnyLengthIntoTheSink)
     krsettracesink(nullptr);
 }
 
-TEST(KrCoreTest, DpiDefaultsWithoutConfiguration) { EXPECT_EQ(krdpi(), 72); }

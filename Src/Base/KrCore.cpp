@@ -107,10 +107,4 @@ double krinfinitebig() { return std::numeric_limits<double>::infinity(); }
 
 }  // namespace KRN
 
-namespace KRN
-{
-
-// The configuration store arrives in a later layer; until then the default resolution holds.
-int krdpi() { return 72; }
-
-}  // namespace KRN
+// krdpi is defined with the configuration registry, which holds the setting.

@@ -466,14 +466,7 @@ void KrString::FormatV(const char* format, va_list args)
     Detail::FormatGrowing(*this, std::strlen(format) + 5, format, args);
 }
 
-bool KrString::LoadString(unsigned int id)
-{
-    // The resource texts live in the configuration store, which a later layer provides; until
-    // it is linked in no text is found.
-    (void)id;
-    clear();
-    return true;
-}
+// LoadString is defined with the configuration registry, which holds the resource texts.
 
 unsigned int KrString::HashVal() const
 {

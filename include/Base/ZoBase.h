@@ -18,3 +18,4 @@
 #include "Base/KrTime.h"
 #include "Base/KrFile.h"
 #include "Base/KrToolkit.h"
+#include "Base/KrRegistry.h"

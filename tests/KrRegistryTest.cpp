@@ -1,0 +1,270 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "Base/ZoBase.h"
+
+using namespace KRN;
+namespace fs = std::filesystem;
+
+namespace
+{
+
+class KrRegistryTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        m_dir = fs::temp_directory_path() /
+                ("zobase-registry-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "-" +
+                 ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::remove_all(m_dir);
+        fs::create_directories(m_dir);
+    }
+    void TearDown() override { fs::remove_all(m_dir); }
+
+    KrString write(const std::string& name, const std::string& text) const
+    {
+        std::ofstream(m_dir / name, std::ios::binary) << text;
+        return (m_dir / name).string().c_str();
+    }
+    KrString dir() const { return (m_dir.string() + "/").c_str(); }
+
+    fs::path m_dir;
+};
+
+std::map<std::string, std::string> entries(const KrHash<KrString>& table)
+{
+    KrHash<KrString> walk(table);
+    std::map<std::string, std::string> out;
+    KrString key, value;
+    for (int pos = walk.GetStartPosition(); !walk.IsEOF(pos);)
+    {
+        walk.GetNextAssoc(pos, key, value);
+        out[key] = value;
+    }
+    return out;
+}
+
+std::vector<std::string> items(const KrArray<KrString>& array) { return {array.begin(), array.end()}; }
+
+KrRegistry fromText(const char* text)
+{
+    KrRegistry registry;
+    registry.LoadDoc(text);
+    return registry;
+}
+
+const char kAllTypes[] = R"(<?xml version="1.0"?>
+<settings>
+  <plain>text &amp; more</plain>
+  <odd type="nonsense">kept as a value</odd>
+  <Section type="Object"><Key>v1</Key><Other>v2</Other></Section>
+  <list type="SEQUENCE"><a>one</a><b>two</b><a>three</a></list>
+  <rows type="objectsequence">
+    <object type="object"><x>1</x><y>2</y></object>
+    <row><x>3</x></row>
+  </rows>
+  <nested type="SubReg"><depth>1</depth><inner type="object"><k>v</k></inner></nested>
+  <more type="External">extra.xml</more>
+</settings>)";
+
+}  // namespace
+
+TEST_F(KrRegistryTest, EntryTypesAreReadWhateverTheirCase)
+{
+    setenv("KRN_CONFIG_DIR", dir().Cstr(), 1);
+    const KrRegistry registry = fromText(kAllTypes);
+    EXPECT_EQ(registry.Name(), "settings");
+    EXPECT_EQ(registry.Value("plain"), "text & more");
+    EXPECT_EQ(registry.Value("odd"), "kept as a value");
+    EXPECT_EQ(entries(registry.Obj("Section")), (std::map<std::string, std::string>{{"Key", "v1"}, {"Other", "v2"}}));
+    EXPECT_EQ(items(registry.Seq("list")), (std::vector<std::string>{"one", "two", "three"}));
+    ASSERT_EQ(registry.ObjSeq("rows").GetSize(), 2);
+    EXPECT_EQ(registry.ObjSeq("rows")[1]["x"], "3");
+    EXPECT_EQ(registry.SubReg("nested").Value("depth"), "1");
+    EXPECT_EQ(registry.SubReg("nested").Obj("inner")["k"], "v");
+    EXPECT_EQ(registry.GetSubFileName("more"), dir() + "extra.xml");
+    EXPECT_EQ(registry.Encoding(), "GB2312");
+    unsetenv("KRN_CONFIG_DIR");
+}
+
+TEST_F(KrRegistryTest, MissingNamesGiveEmptyResultsNeverNull)
+{
+    const KrRegistry registry = fromText(kAllTypes);
+    EXPECT_EQ(registry.Obj("nope")["Key"], "");
+    EXPECT_EQ(registry.Obj("nope").GetCount(), 0);
+    EXPECT_EQ(registry.Obj("plain").GetCount(), 0);  // a value is not an object
+    EXPECT_EQ(registry.Seq("nope").GetSize(), 0);
+    EXPECT_EQ(registry.ObjSeq("nope").GetSize(), 0);
+    EXPECT_EQ(registry.SubReg("nope").Value("depth"), "");
+    EXPECT_EQ(registry.SubFile("nope").Value("x"), "");
+    EXPECT_EQ(registry.GetSubFileName("plain"), "");
+    EXPECT_EQ(registry.Value(""), "");
+}
+
+TEST_F(KrRegistryTest, SaveThenLoadGivesTheSameTables)
+{
+    setenv("KRN_CONFIG_DIR", dir().Cstr(), 1);
+    KrRegistry original = fromText(kAllTypes);
+    original.SetValue("added", "<new> \"quoted\"");
+    KrHash<KrString> object;
+    object.SetAt("a", "1");
+    original.SetObj("built", object);
+    KrArray<KrString> sequence;
+    sequence.Add("");
+    sequence.Add("second");
+    original.SetSeq("built2", sequence);
+    original.SetExternal("abs", "/elsewhere/file.xml");
+    original.SetFileName(dir() + "saved.xml");
+    ASSERT_EQ(original.Save(), 1);
+
+    const KrRegistry loaded(dir() + "saved.xml");
+    EXPECT_EQ(loaded.Name(), "settings");
+    EXPECT_EQ(entries(loaded.Values()), entries(original.Values()));
+    for (const char* name : {"Section", "built"}) EXPECT_EQ(entries(loaded.Obj(name)), entries(original.Obj(name)));
+    for (const char* name : {"list", "built2"}) EXPECT_EQ(items(loaded.Seq(name)), items(original.Seq(name)));
+    ASSERT_EQ(loaded.ObjSeq("rows").GetSize(), 2);
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(entries(loaded.ObjSeq("rows")[i]), entries(original.ObjSeq("rows")[i]));
+    EXPECT_EQ(entries(loaded.SubReg("nested").Values()), entries(original.SubReg("nested").Values()));
+    EXPECT_EQ(entries(loaded.SubReg("nested").Obj("inner")), entries(original.SubReg("nested").Obj("inner")));
+    for (const char* name : {"more", "abs"}) EXPECT_EQ(loaded.GetSubFileName(name), original.GetSubFileName(name));
+
+    std::ifstream in((m_dir / "saved.xml").string());
+    std::string head;
+    std::getline(in, head);
+    EXPECT_EQ(head.rfind("<?xml version=\"1.0\"", 0), 0u) << head;
+    unsetenv("KRN_CONFIG_DIR");
+
+    KrRegistry unnamed;
+    EXPECT_EQ(unnamed.Save(), 0);
+    unnamed.SetFileName(dir() + "no/such/dir/file.xml");
+    EXPECT_EQ(unnamed.Save(), 0);
+}
+
+TEST_F(KrRegistryTest, ResourceSectionsNumberTheirTexts)
+{
+    setenv("KRN_CONFIG_DIR", dir().Cstr(), 1);
+    write("res.xml", R"(<r>
+      <section beginid="100"><res>first</res><note>skipped</note><res>second</res><res>third</res></section>
+      <section beginid="-2"><res>minus two</res><res>minus one</res></section>
+      <other beginid="7"><res>not a section</res></other>
+    </r>)");
+    write("fonts.xml", R"(<f><map><tml:KRN>Song</tml:KRN><tml:EPS>STSong-Light</tml:EPS></map>
+      <map><tml:EPS>Courier</tml:EPS><tml:KRN>Mono</tml:KRN></map></f>)");
+    const KrRegistry registry = fromText(R"(<c><Resource type="external">res.xml</Resource>
+      <epsfont type="external">fonts.xml</epsfont><plain type="external">res.xml</plain></c>)");
+
+    const KrRegistry& resources = registry.SubFile("Resource");
+    EXPECT_EQ(entries(resources.Values()), (std::map<std::string, std::string>{
+                                               {"100", "first"}, {"101", "second"}, {"102", "third"},
+                                               {"-2", "minus two"}, {"-1", "minus one"}}));
+    EXPECT_EQ(&registry.SubFile("Resource"), &resources);  // loaded once
+
+    const KrRegistry& fonts = registry.SubFile("epsfont");
+    EXPECT_EQ(fonts.Value("Song"), "STSong-Light");
+    EXPECT_EQ(fonts.Value("Mono"), "Courier");
+    // The same file under another name is read as a plain registry.
+    EXPECT_EQ(registry.SubFile("plain").Value("section"), "");
+    unsetenv("KRN_CONFIG_DIR");
+}
+
+TEST_F(KrRegistryTest, HostileFilesLeaveEmptyTables)
+{
+    setenv("KRN_CONFIG_DIR", dir().Cstr(), 1);
+    std::string deep;
+    for (int i = 0; i < 5000; ++i) deep += "<n type=\"subreg\">";
+    for (int i = 0; i < 5000; ++i) deep += "</n>";
+    const std::vector<std::string> documents = {
+        "", "not xml at all", "<a><b>unclosed", "<a type=\"object\"><x>1</x>", std::string("<a>\0<b/></a>", 12),
+        "<self><me type=\"external\">self.xml</me><gone type=\"external\">missing.xml</gone></self>",
+        "<r>" + deep + "</r>",
+    };
+    for (const std::string& document : documents)
+    {
+        const KrString path = write("self.xml", document);
+        KrRegistry registry(path);
+        EXPECT_EQ(registry.GetFileName(), path);
+        EXPECT_EQ(registry.Obj("a")["x"], "");
+        // A file that names itself is loaded again only on request, one level per call.
+        const KrRegistry* level = &registry;
+        for (int i = 0; i < 5; ++i) level = &level->SubFile("me");
+        EXPECT_EQ(level->SubFile("gone").Value("x"), "");
+        const KrRegistry* nested = &registry.SubReg("n");
+        while (nested->SubReg("n").Name() == "n") nested = &nested->SubReg("n");
+    }
+    KrRegistry missing(dir() + "missing.xml");
+    EXPECT_EQ(missing.Values().GetCount(), 0);
+    unsetenv("KRN_CONFIG_DIR");
+}
+
+TEST_F(KrRegistryTest, ConfigurationDirectoryPrefersTheEnvironment)
+{
+    setenv("KRN_CONFIG_DIR", "/some/where", 1);
+    EXPECT_EQ(KrRegistry::XmlPath(), "/some/where/");
+    setenv("KRN_CONFIG_DIR", "/some/where/", 1);
+    EXPECT_EQ(KrRegistry::XmlPath(), "/some/where/");
+    setenv("KRN_CONFIG_DIR", "", 1);
+    // The build places the default configuration beside the library.
+    const KrString found = KrRegistry::XmlPath();
+    EXPECT_EQ(found, KrFile::GetModulePath("ZoBase"));
+    EXPECT_TRUE(fs::exists((found + "krn.xml").Cstr()));
+    unsetenv("KRN_CONFIG_DIR");
+}
+
+TEST_F(KrRegistryTest, DpiAndResourceTextsComeFromTheRootRegistry)
+{
+    setenv("KRN_CONFIG_DIR", dir().Cstr(), 1);
+    write("texts.xml", "<r><section beginid=\"30150\"><res>code %d at %s</res></section></r>");
+    const struct
+    {
+        const char* setting;
+        int dpi;
+    } cases[] = {{"<dpi>96</dpi>", 96}, {"<dpi>0</dpi>", 72}, {"<dpi>-5</dpi>", 72}, {"<dpi>abc</dpi>", 72}, {"", 72}};
+    for (const auto& c : cases)
+    {
+        const std::string text = std::string("<krn>") + c.setting + "<resource type=\"external\">texts.xml</resource></krn>";
+        KrRegistry::Root() = KrRegistry(write("krn.xml", text));
+        EXPECT_EQ(krdpi(), c.dpi) << c.setting;
+    }
+    KrString message("stale");
+    EXPECT_FALSE(message.LoadString(30150));  // false: a text was found
+    EXPECT_EQ(message, "code %d at %s");
+    EXPECT_TRUE(message.LoadResString(30151));
+    EXPECT_TRUE(message.IsEmpty());
+    message.Format(30150u, 7, "x.cpp");
+    EXPECT_EQ(message, "code 7 at x.cpp");
+    KrRegistry::Root() = KrRegistry();
+    unsetenv("KRN_CONFIG_DIR");
+}
+
+TEST_F(KrRegistryTest, TheShippedConfigurationHasTheLibraryTexts)
+{
+    setenv("KRN_CONFIG_DIR", "", 1);
+    KrRegistry::Root() = KrRegistry(KrRegistry::XmlPath() + "krn.xml");
+    EXPECT_GT(krdpi(), 0);
+    for (unsigned int code : {11023u, 29554u, 30118u, 30122u, 30150u})
+    {
+        KrString text;
+        EXPECT_FALSE(text.LoadString(code)) << code;
+    }
+    KrString pattern;
+    pattern.LoadString(30150);
+    for (const char* token : {"%ERRORCODE", "%ERRORMSG", "%CODEFILE", "%CODELINE", "%THREADID"})
+        EXPECT_GE(pattern.Find(token), 0) << token;
+    const KrHash<KrString>& log = KrRegistry::Root().Obj("LogSetting");
+    for (const char* key : {"LogEnabled", "IsAppend", "StorageType", "LogLevel", "LogFormat", "DateTimeFormat",
+                            "IsFilter", "LogTimeInterval", "LogFileLocation", "LogFilePrefix", "MaxFileSize",
+                            "ExceedSizeMode"})
+    {
+        KrString value;
+        EXPECT_EQ(const_cast<KrHash<KrString>&>(log).Lookup(key, value), 1) << key;
+    }
+    KrRegistry::Root() = KrRegistry();
+    unsetenv("KRN_CONFIG_DIR");
+}
