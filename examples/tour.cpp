@@ -243,6 +243,22 @@ void tourText()
                 changed.GetCharset(), KrToolkit::GetCurCharset());
 }
 
+void tourConfig()
+{
+    section("configuration");
+    KrRegistry& root = KrRegistry::Root();
+    std::printf("configuration directory: %s\n", KrRegistry::XmlPath().Cstr());
+    std::printf("dpi setting %s -> krdpi() %d; log level setting: %s\n", root.Value("dpi").Cstr(), krdpi(),
+                root.Obj("LogSetting")["LogLevel"].Cstr());
+    KrString text;
+    const bool missing = text.LoadString(30118);
+    std::printf("resource 30118 %s: %s\n", missing ? "missing" : "found", text.Cstr());
+    KrHash<KrString> words;
+    words.SetAt("road", "Strasse");
+    words.SetAt("river", "Fluss");
+    std::printf("hash table: road -> %s, lake -> [%s]\n", words["road"].Cstr(), words["lake"].Cstr());
+}
+
 }  // namespace
 
 int main()
@@ -256,6 +272,7 @@ int main()
     tourTime();
     tourFiles();
     tourText();
+    tourConfig();
     std::printf("\ntour complete\n");
     return 0;
 }
