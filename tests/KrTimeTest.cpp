@@ -5,6 +5,8 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <tuple>
+#include <vector>
 
 #include "Base/ZoBase.h"
 
@@ -56,40 +58,20 @@ double serialAt(long long day, int secondOfDay)
 }
 
 // Sets TZ for the lifetime of the object.
-class ScopedTimeZone
+struct ScopedTimeZone
 {
-public:
-    explicit ScopedTimeZone(const char* zone)
-    {
-        const char* old = std::getenv("TZ");
-        m_bHad = old != nullptr;
-        if (m_bHad) m_strOld = old;
-        setenv("TZ", zone, 1);
-        tzset();
-    }
-    ~ScopedTimeZone()
-    {
-        if (m_bHad)
-            setenv("TZ", m_strOld.c_str(), 1);
-        else
-            unsetenv("TZ");
-        tzset();
-    }
-
-private:
-    bool m_bHad = false;
-    std::string m_strOld;
+    const bool had = std::getenv("TZ") != nullptr;
+    const std::string saved = had ? std::getenv("TZ") : "";
+    explicit ScopedTimeZone(const char* zone) { setenv("TZ", zone, 1); tzset(); }
+    ~ScopedTimeZone() { had ? setenv("TZ", saved.c_str(), 1) : unsetenv("TZ"); tzset(); }
 };
 
 void expectFields(const KrTime& t, long long y, int m, int d, int hh, int mm, int ss,
                   const char* what)
 {
-    EXPECT_EQ(t.GetYear(), y) << what;
-    EXPECT_EQ(t.GetMonth(), m) << what;
-    EXPECT_EQ(t.GetDay(), d) << what;
-    EXPECT_EQ(t.GetHour(), hh) << what;
-    EXPECT_EQ(t.GetMinute(), mm) << what;
-    EXPECT_EQ(t.GetSecond(), ss) << what;
+    EXPECT_EQ((std::vector<long long>{t.GetYear(), t.GetMonth(), t.GetDay(), t.GetHour(),
+                                      t.GetMinute(), t.GetSecond()}),
+              (std::vector<long long>{y, m, d, hh, mm, ss})) << what;
 }
 }  // namespace
 
@@ -147,30 +129,16 @@ TEST(KrTimeTest, RandomInstantsRoundTripThroughTheCalendar)
 
 TEST(KrTimeTest, SetDateTimeAcceptsAndRejects)
 {
-    struct Case
-    {
-        int y, mo, d, h, mi, s;
-        double expected;  // -99 for rejected (the value stays 0.0)
-    };
+    struct Case { int y, mo, d, h, mi, s; double expected; };  // -99: rejected, the value stays 0
     const Case cases[] = {
-        {1899, 12, 30, 0, 0, 0, 0.0},
-        {1900, 1, 1, 0, 0, 0, 2.0},
-        {1899, 12, 29, 6, 0, 0, -1.25},
-        {1899, 12, 29, 18, 0, 0, -1.75},
-        {2000, 2, 29, 0, 0, 0, 36585.0},
-        {1900, 2, 29, 0, 0, 0, -99},
-        {2001, 2, 29, 0, 0, 0, -99},
-        {2000, 2, 30, 0, 0, 0, -99},
-        {10000, 1, 1, 0, 0, 0, -99},
-        {2000, 0, 1, 0, 0, 0, -99},
-        {2000, 13, 1, 0, 0, 0, -99},
-        {2000, 1, 0, 0, 0, 0, -99},
-        {2000, 1, 1, 24, 0, 0, -99},
-        {2000, 1, 1, 0, 60, 0, -99},
+        {1899, 12, 30, 0, 0, 0, 0.0}, {1900, 1, 1, 0, 0, 0, 2.0}, {1899, 12, 29, 6, 0, 0, -1.25},
+        {1899, 12, 29, 18, 0, 0, -1.75}, {2000, 2, 29, 0, 0, 0, 36585.0},
+        {1900, 2, 29, 0, 0, 0, -99}, {2001, 2, 29, 0, 0, 0, -99}, {2000, 2, 30, 0, 0, 0, -99},
+        {10000, 1, 1, 0, 0, 0, -99}, {2000, 0, 1, 0, 0, 0, -99}, {2000, 13, 1, 0, 0, 0, -99},
+        {2000, 1, 0, 0, 0, 0, -99}, {2000, 1, 1, 24, 0, 0, -99}, {2000, 1, 1, 0, 60, 0, -99},
         {2000, 1, 1, 0, 0, 60, -99},
         // The looseness that is kept: negative clock fields fold into the day.
-        {2000, 1, 1, -1, 0, 0, 36526.0 - 1.0 / 24},
-        {2000, 1, 1, 0, -30, 0, 36526.0 - 30.0 / 1440},
+        {2000, 1, 1, -1, 0, 0, 36526.0 - 1.0 / 24}, {2000, 1, 1, 0, -30, 0, 36526.0 - 30.0 / 1440},
     };
     for (const Case& c : cases)
     {
@@ -179,18 +147,14 @@ TEST(KrTimeTest, SetDateTimeAcceptsAndRejects)
         EXPECT_NEAR(t.GetTime(), expected, 1e-12)
             << c.y << "-" << c.mo << "-" << c.d << " " << c.h << ":" << c.mi;
     }
-    const KrTime late(2000, 1, 1, -1, 0, 0);
-    expectFields(late, 1999, 12, 31, 23, 0, 0, "an hour before 2000");
+    expectFields(KrTime(2000, 1, 1, -1, 0, 0), 1999, 12, 31, 23, 0, 0, "an hour before 2000");
 }
 
 TEST(KrTimeTest, NegativeSerialDatesOrderAndAddByTime)
 {
     const KrTime morning(-1.25), evening(-1.75);
-    EXPECT_TRUE(morning < evening);
-    EXPECT_TRUE(evening > morning);
-    EXPECT_TRUE(morning <= evening);
-    EXPECT_FALSE(morning >= evening);
-    EXPECT_TRUE(morning != evening);
+    EXPECT_TRUE(morning < evening && evening > morning && morning <= evening);
+    EXPECT_FALSE(morning >= evening || morning == evening || !(morning != evening));
     EXPECT_DOUBLE_EQ((evening - morning).GetTimeSpan(), 0.5);
     EXPECT_DOUBLE_EQ((morning + KrTimeSpan(0.5)).GetTime(), -1.75);
     EXPECT_DOUBLE_EQ((evening - KrTimeSpan(0.5)).GetTime(), -1.25);
@@ -240,26 +204,19 @@ TEST(KrTimeTest, TimeOfDayOnTheLastDayIsOutOfRangeByTheRangeTest)
 
 TEST(KrTimeTest, FormatUsesStrftimeAndRepairsYearsBefore1900)
 {
-    struct Case
-    {
-        KrTime time;
-        const char* format;
-        const char* expected;
-    };
-    const Case cases[] = {
+    const std::tuple<KrTime, const char*, const char*> cases[] = {
         {KrTime(2008, 3, 5, 10, 20, 30), "%Y-%m-%d %H:%M:%S", "2008-03-05 10:20:30"},
         {KrTime(2008, 3, 5, 10, 0, 0), "%Y_%m_%d_%H", "2008_03_05_10"},
         {KrTime(2008, 3, 5, 10, 20, 30), "%a %b %j", "Wed Mar 065"},
-        {KrTime(1800, 1, 1), "%Y", "1800"},
-        {KrTime(1800, 1, 1), "%Y/%m/%d", "1800/01/01"},
+        {KrTime(1800, 1, 1), "%Y", "1800"}, {KrTime(1800, 1, 1), "%Y/%m/%d", "1800/01/01"},
         {KrTime(100, 1, 1), "%Y", "0100"},
         // Only four-digit years are repaired: the two-digit year shows the substitute 2000.
         {KrTime(1800, 1, 1), "%y", "00"},
         // A four-digit group equal to the substitute year is replaced too.
-        {KrTime(1800, 1, 1, 20, 0, 0), "%Y %H%M", "1800 1800"},
-        {KrTime(2008, 3, 5), "", ""},
+        {KrTime(1800, 1, 1, 20, 0, 0), "%Y %H%M", "1800 1800"}, {KrTime(2008, 3, 5), "", ""},
     };
-    for (const Case& c : cases) EXPECT_EQ(c.time.Format(c.format), c.expected) << c.format;
+    for (const auto& [time, format, expected] : cases)
+        EXPECT_EQ(time.Format(format), expected) << format;
     EXPECT_EQ(KrTime(2008, 3, 5).Format(nullptr), "");
     EXPECT_EQ(KrTime(2008, 3, 5).Format(std::string(127, 'x').c_str()), KrString('x', 127));
     EXPECT_EQ(KrTime(2008, 3, 5).Format(std::string(128, 'x').c_str()), "");
@@ -268,14 +225,7 @@ TEST(KrTimeTest, FormatUsesStrftimeAndRepairsYearsBefore1900)
 TEST(KrTimeTest, ParseDateTimeFollowsItsPatternLanguage)
 {
     const double unchanged = 12345.0;
-    struct Case
-    {
-        const char* text;
-        const char* pattern;
-        unsigned char result;
-        double expected;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, const char*, unsigned char, double> cases[] = {
         {"2008-03-05 10:20:30", "%Y-%m-%d %H:%M:%S", 1, KrTime(2008, 3, 5, 10, 20, 30).GetTime()},
         {"  2008-03-05 10:20:30  ", "  Y-m-d H:M:S ", 1, KrTime(2008, 3, 5, 10, 20, 30).GetTime()},
         {"2008.03.05", "Y-m-d", 1, KrTime(2008, 3, 5).GetTime()},  // a skip takes any character
@@ -299,41 +249,31 @@ TEST(KrTimeTest, ParseDateTimeFollowsItsPatternLanguage)
         {"2008-03-05", "Y-m-d H:M:S", 1, KrTime(2008, 3, 5).GetTime()},  // text runs out
         {"abcd-03-05", "Y-m-d", 1, KrTime(0, 3, 5).GetTime()},  // not a number reads 0
     };
-    for (const Case& c : cases)
+    for (const auto& [text, pattern, result, expected] : cases)
     {
         KrTime t(unchanged);
-        EXPECT_EQ(t.ParseDateTime(c.text, c.pattern), c.result) << c.text << " / " << c.pattern;
-        EXPECT_DOUBLE_EQ(t.GetTime(), c.expected) << c.text << " / " << c.pattern;
+        EXPECT_EQ(t.ParseDateTime(text, pattern), result) << text << " / " << pattern;
+        EXPECT_DOUBLE_EQ(t.GetTime(), expected) << text << " / " << pattern;
     }
 }
 
 TEST(KrTimeTest, SpanGettersRoundWithTheHalfSecondInDays)
 {
-    struct Case
-    {
-        KrTimeSpan span;
-        int days, hours, minutes, seconds, totalHours, totalMinutes, totalSeconds;
-    };
-    const Case cases[] = {
-        {KrTimeSpan(1, 2, 3, 4), 1, 2, 3, 4, 26, 1563, 93784},
-        {KrTimeSpan(0.99999999), 0, 0, 0, 59, 24, 1439, 86399},
-        {KrTimeSpan(0.5), 0, 12, 0, 0, 12, 720, 43200},
+    // days, hours, minutes, seconds, total hours, total minutes, total seconds
+    const std::pair<KrTimeSpan, std::vector<int>> cases[] = {
+        {KrTimeSpan(1, 2, 3, 4), {1, 2, 3, 4, 26, 1563, 93784}},
+        {KrTimeSpan(0.99999999), {0, 0, 0, 59, 24, 1439, 86399}},
+        {KrTimeSpan(0.5), {0, 12, 0, 0, 12, 720, 43200}},
         // Negative spans: the half second pulls toward zero, and whole units leave a zero part.
-        {KrTimeSpan(-0.25), 0, -5, 0, 0, -5, -359, -21599},
-        {KrTimeSpan(0, 0, 0, 59), 0, 0, 0, 59, 0, 0, 59},
-        {KrTimeSpan(2.0), 2, 0, 0, 0, 48, 2880, 172800},
+        {KrTimeSpan(-0.25), {0, -5, 0, 0, -5, -359, -21599}},
+        {KrTimeSpan(0, 0, 0, 59), {0, 0, 0, 59, 0, 0, 59}},
+        {KrTimeSpan(2.0), {2, 0, 0, 0, 48, 2880, 172800}},
     };
-    for (const Case& c : cases)
-    {
-        const double v = c.span.GetTimeSpan();
-        EXPECT_EQ(c.span.GetDays(), c.days) << v;
-        EXPECT_EQ(c.span.GetHours(), c.hours) << v;
-        EXPECT_EQ(c.span.GetMinutes(), c.minutes) << v;
-        EXPECT_EQ(c.span.GetSeconds(), c.seconds) << v;
-        EXPECT_EQ(c.span.GetTotalHours(), c.totalHours) << v;
-        EXPECT_EQ(c.span.GetTotalMinutes(), c.totalMinutes) << v;
-        EXPECT_EQ(c.span.GetTotalSeconds(), c.totalSeconds) << v;
-    }
+    for (const auto& [span, expected] : cases)
+        EXPECT_EQ((std::vector<int>{span.GetDays(), span.GetHours(), span.GetMinutes(),
+                                    span.GetSeconds(), span.GetTotalHours(), span.GetTotalMinutes(),
+                                    span.GetTotalSeconds()}),
+                  expected) << span.GetTimeSpan();
     EXPECT_DOUBLE_EQ(KrTimeSpan(1, 2, 3, 4).GetTimeSpan(), 2 / 24.0 + 1 + 3 / 1440.0 + 4 / 86400.0);
     EXPECT_EQ(KrTimeSpan(1e300).GetDays(), 2147483647);  // saturates instead of overflowing
     EXPECT_EQ(KrTimeSpan(std::numeric_limits<double>::quiet_NaN()).GetTotalHours(), 0);
