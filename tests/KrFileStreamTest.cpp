@@ -28,7 +28,10 @@ protected:
     void TearDown() override { std::filesystem::remove_all(m_dir); }
 
     std::string path(const char* name) const { return (m_dir / name).string(); }
-    void write(const char* name, const std::string& bytes) const { std::ofstream(path(name), std::ios::binary) << bytes; }
+    void write(const char* name, const std::string& bytes) const
+    {
+        std::ofstream(path(name), std::ios::binary) << bytes;
+    }
     std::string read(const char* name) const
     {
         std::ifstream in(path(name), std::ios::binary);
