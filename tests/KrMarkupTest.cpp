@@ -60,7 +60,7 @@ std::string outline(KrMarkup& m)
 }
 
 // The main and the child position, as their tag names.
-std::string where(KrMarkup& m) { return std::string(m.GetTagName()) + "/" + m.GetChildTagName(); }
+std::string pos(KrMarkup& m) { return std::string(m.GetTagName() + "/" + m.GetChildTagName()); }
 
 std::string repeat(const std::string& piece, int count)
 {
@@ -81,13 +81,15 @@ TEST(KrMarkupTest, ParseResultsAndMessages)
         {"<a><![CDATA[</a><b/>]]></a>", true, "", "a"}, {"</a><b/>", false, "", ""},
         {"<\t!DOCTYPE r><r>< ?pi?><a/></r>", true, "", "r(a)"},
         {"abc", false, "Element tag not found", ""}, {"<", false, "Abrupt end within tag", ""},
-        {"<'a'/>", false, "Tag starts with quote", ""}, {"<!-- open <a/>", false, "Invalid node", ""},
-        {"<a><![CDATA[ open </a>", false, "Invalid node", ""}, {"<a><?pi </a>", false, "Invalid node", ""},
-        {"<!DOCTYPE a [ <a/>", false, "Invalid node", ""},
+        {"<'a'/>", false, "Tag starts with quote", ""}, {"<a><?pi </a>", false, "Invalid node", ""},
+        {"<!-- open <a/>", false, "Invalid node", ""},
+        {"<a><![CDATA[ open </a>", false, "Invalid node", ""},
         {"<a x='1'", false, "End of tag not found", ""},
+        {"<!DOCTYPE a [ <a/>", false, "Invalid node", ""},
         {"<a>x</b>", false, "End tag does not correspond to a", ""},
         {"<abc></ab>", false, "End tag does not correspond to abc", ""},
-        {"<a></a", false, "End tag not completed for element a", ""}, {"<a><b></", false, "End tag not completed for element b", ""},
+        {"<a></a", false, "End tag not completed for element a", ""},
+        {"<a><b></", false, "End tag not completed for element b", ""},
         {"<a></a '>'", false, "End tag not completed for element a", ""},
         {std::string("<a>\0<b/></a>", 12), false, "Element tag not found", ""},
     };
@@ -153,7 +155,7 @@ TEST(KrMarkupTest, NavigationFollowsTheThreeLevelCursor)
     KrMarkup m("<r><item id=\"1\"><sub/></item><other/><item id=\"2\"/></r>");
     EXPECT_FALSE(m.IntoElem() || m.OutOfElem());  // no main element yet, no parent
     EXPECT_TRUE(m.FindChildElem("item"));          // finds the root first
-    EXPECT_EQ(where(m), "r/item");
+    EXPECT_EQ(pos(m), "r/item");
     EXPECT_EQ(m.GetChildAttrib("id"), "1");
     EXPECT_TRUE(m.FindChildElem("item/sub"));  // the name matches up to '/'
     EXPECT_EQ(m.GetChildAttrib("id"), "2");
@@ -162,13 +164,13 @@ TEST(KrMarkupTest, NavigationFollowsTheThreeLevelCursor)
     EXPECT_TRUE(m.FindChildElem("item[2]"));
     EXPECT_EQ(m.GetChildAttrib("id"), "1");
     EXPECT_TRUE(m.IntoElem() && m.FindChildElem());
-    EXPECT_EQ(where(m), "item/sub");
+    EXPECT_EQ(pos(m), "item/sub");
     EXPECT_TRUE(m.SavePos("at-sub") && m.FindElem());
     EXPECT_EQ(m.GetTagName(), "other");
     EXPECT_TRUE(m.OutOfElem());
-    EXPECT_EQ(where(m), "r/other");
+    EXPECT_EQ(pos(m), "r/other");
     EXPECT_TRUE(m.RestorePos("at-sub"));
-    EXPECT_EQ(where(m), "item/sub");
+    EXPECT_EQ(pos(m), "item/sub");
     EXPECT_FALSE(m.RestorePos("unknown") || m.SavePos(nullptr) || m.RestorePos(nullptr));
     m.ResetMainPos();
     EXPECT_EQ(m.GetTagName(), "");
@@ -197,7 +199,8 @@ TEST(KrMarkupTest, AttributesAreFoundOnlyWhenQuoted)
 TEST(KrMarkupTest, DataIsUnescapedAndCdataReadVerbatim)
 {
     const std::pair<const char*, std::string> cases[] = {
-        {"<a>&#x41;&#65;</a>", "AA"}, {"<a>&#169;</a>", "\xC2\xA9"}, {"<a>&#x20AC;</a>", "\xE2\x82\xAC"},
+        {"<a>&#x41;&#65;</a>", "AA"}, {"<a>&#169;</a>", "\xC2\xA9"},
+        {"<a>&#x20AC;</a>", "\xE2\x82\xAC"},
         {"<a>&#999999;</a>", "\xE4\x88\xBF"},  // above 0xFFFF: truncated to three bytes
         {"<a>&#x10000;</a>", "\xE0\x80\x80"},
         {"<a>&#12345678;</a>", "&#12345678;"}, {"<a>&#2147483648;</a>", "&#2147483648;"},
