@@ -43,7 +43,7 @@ protected:
         m_root = pattern;
     }
     void TearDown() override { std::error_code ignored; fs::remove_all(m_root, ignored); }
-    KrString at(const std::string& relative) const { return KrString((m_root / relative).string()); }
+    KrString at(const std::string& name) const { return KrString((m_root / name).string()); }
     KrString dir() const { return KrString(m_root.string() + "/"); }
 
     fs::path m_root;
@@ -89,7 +89,8 @@ TEST(KrFileTest, ChangeExtDropsLeadingDotsOfTheNewExtension)
         {"d:/x/map.txt", "..xml", "d:/x/map.xml"}, {"d:/x/map.txt", "xml", "d:/x/map.xml"},
         {"d:/x/map", ".xml", "d:/x/map.xml"}, {"d:/x/map.txt", "", "d:/x/map."},
         {"/home/.profile", "bak", "/home/.profile.bak"}};
-    for (const auto& [path, ext, result] : cases) EXPECT_EQ(KrFile::ChangeExt(path, ext), result) << path;
+    for (const auto& [path, ext, result] : cases)
+        EXPECT_EQ(KrFile::ChangeExt(path, ext), result) << path;
 }
 
 // ---------------------------------------------------------------- resolution
@@ -135,8 +136,8 @@ TEST(KrFileTest, AbsolutePathResolvesStepsAgainstTheBase)
         {"/a/./b/../c/", "x", "/a/c/x"},  // the base is resolved too
         {"/a/b", "", "/a/b/"}, {"  /a/b  ", "  c  ", "/a/b/c"}, {"/a//b/", "c//d", "/a/b/c/d"},
         {"C:\\a\\b", "/x", "C:/x"},  // the file-system root takes the base's drive
-        {"\\\\srv\\share\\a", "/x", "\\\\srv/x"}, {"/a/b/", "/x", "/x"}, {"/a/b/", "D:\\x\\..\\y", "D:/y"},
-        {"/a/b/", "\\\\srv\\share\\x", "\\\\srv/share/x"},
+        {"\\\\srv\\share\\a", "/x", "\\\\srv/x"}, {"/a/b/", "/x", "/x"},
+        {"/a/b/", "D:\\x\\..\\y", "D:/y"}, {"/a/b/", "\\\\srv\\share\\x", "\\\\srv/share/x"},
         {"a/", "../../x", "../x"},  // leading ".." kept without a root
         {"a/", "..", "."},
         {"C:data", "x", "C:data/x"},  // drive without root
@@ -372,7 +373,10 @@ TEST_F(KrFileDirTest, CopyRenameAndDelete)
     ASSERT_EQ(chmod(at("src").Cstr(), 0750), 0);
     writeFile(m_root / "existing", "old");
 
-    auto mode = [&](const char* n) { struct stat i{}; stat(at(n).Cstr(), &i); return i.st_mode & 07777; };
+    auto mode = [&](const char* name) {
+        struct stat info{};
+        return stat(at(name).Cstr(), &info) == 0 ? info.st_mode & 07777 : 0u;
+    };
     EXPECT_TRUE(KrFile::Copy(at("src"), at("copy"), 1));
     EXPECT_EQ(readFile(m_root / "copy"), "content");
     EXPECT_EQ(mode("copy"), 0750u);
