@@ -87,11 +87,9 @@ TEST(KrTimeTest, EveryDayOfSampleYearsAgreesWithTheOracle)
         {
             const Civil c = civilFromDays(serial - kUnixEpochSerial);
             dayOfYear = c.month == 1 && c.day == 1 ? 1 : dayOfYear + 1;
-            const std::string what = std::to_string(c.year) + "-" + std::to_string(c.month) + "-" +
-                                     std::to_string(c.day);
+            const std::string what = std::to_string(c.year * 10000 + c.month * 100 + c.day);
             ASSERT_EQ(KrTime(static_cast<int>(c.year), c.month, c.day).GetTime(),
-                      static_cast<double>(serial))
-                << what;
+                      static_cast<double>(serial)) << what;
             const KrTime t(static_cast<double>(serial));
             if (c.year < 100)
             {
@@ -130,9 +128,9 @@ TEST(KrTimeTest, RandomInstantsRoundTripThroughTheCalendar)
 TEST(KrTimeTest, SetDateTimeAcceptsAndRejects)
 {
     struct Case { int y, mo, d, h, mi, s; double expected; };  // -99: rejected, the value stays 0
+    // Valid whole days are checked by the calendar walk above.
     const Case cases[] = {
-        {1899, 12, 30, 0, 0, 0, 0.0}, {1900, 1, 1, 0, 0, 0, 2.0}, {1899, 12, 29, 6, 0, 0, -1.25},
-        {1899, 12, 29, 18, 0, 0, -1.75}, {2000, 2, 29, 0, 0, 0, 36585.0},
+        {1899, 12, 29, 6, 0, 0, -1.25}, {1899, 12, 29, 18, 0, 0, -1.75},
         {1900, 2, 29, 0, 0, 0, -99}, {2001, 2, 29, 0, 0, 0, -99}, {2000, 2, 30, 0, 0, 0, -99},
         {10000, 1, 1, 0, 0, 0, -99}, {2000, 0, 1, 0, 0, 0, -99}, {2000, 13, 1, 0, 0, 0, -99},
         {2000, 1, 0, 0, 0, 0, -99}, {2000, 1, 1, 24, 0, 0, -99}, {2000, 1, 1, 0, 60, 0, -99},
@@ -178,9 +176,7 @@ TEST(KrTimeTest, RoundingToTheSecond)
 
 TEST(KrTimeTest, OutOfRangeValuesReadAsZeroAndFormatEmpty)
 {
-    const double values[] = {2958466.0, -657435.0, 1e300, -1e300,
-                             std::numeric_limits<double>::quiet_NaN()};
-    for (double v : values)
+    for (double v : {2958466.0, -657435.0, 1e300, -1e300, std::numeric_limits<double>::quiet_NaN()})
     {
         const KrTime t(v);
         expectFields(t, 0, 0, 0, 0, 0, 0, "out of range");
