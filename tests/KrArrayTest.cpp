@@ -104,8 +104,6 @@ TEST(KrArrayTest, SizeCapacityAndData)
     EXPECT_EQ(a.GetData(), nullptr);
     a.SetSize(4);
     EXPECT_EQ(items(a), (std::vector<int>{0, 0, 0, 0}));
-    a.SetSize(2);
-    EXPECT_EQ(a.GetSize(), 2);
     a.SetSize(-1);
     EXPECT_EQ(a.GetSize(), 0);
 
