@@ -165,7 +165,6 @@ TEST(KrHashTest, IterationToleratesWildPositions)
 TEST(KrBitArrayTest, SizeCapacityAndBounds)
 {
     KrBitArray bits(33, true);
-    EXPECT_EQ(bits.GetSize(), 33);
     EXPECT_EQ(bits.GetCapacity(), 64);
     for (int i = 0; i < 33; ++i) EXPECT_TRUE(bits.GetAt(i));
     for (int index : {-1, 33, 1 << 30})
