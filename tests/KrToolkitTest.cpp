@@ -23,29 +23,21 @@ class ScopedLocale
 public:
     ScopedLocale(const char* all, const char* ctype = "", const char* lang = "")
     {
-        for (const char* name : kNames)
+        const char* values[3] = {all, ctype, lang};
+        for (int i = 0; i < 3; ++i)
         {
-            const char* value = std::getenv(name);
-            m_saved.push_back(value != nullptr ? std::optional<std::string>(value) : std::nullopt);
+            if (const char* old = std::getenv(kNames[i])) m_saved[i] = old;
+            setenv(kNames[i], values[i], 1);
         }
-        setenv("LC_ALL", all, 1);
-        setenv("LC_CTYPE", ctype, 1);
-        setenv("LANG", lang, 1);
     }
     ~ScopedLocale()
     {
-        for (size_t i = 0; i < 3; ++i)
-        {
-            if (m_saved[i])
-                setenv(kNames[i], m_saved[i]->c_str(), 1);
-            else
-                unsetenv(kNames[i]);
-        }
+        for (int i = 0; i < 3; ++i) m_saved[i] ? setenv(kNames[i], m_saved[i]->c_str(), 1) : unsetenv(kNames[i]);
     }
 
 private:
     static constexpr const char* kNames[3] = {"LC_ALL", "LC_CTYPE", "LANG"};
-    std::vector<std::optional<std::string>> m_saved;
+    std::optional<std::string> m_saved[3];
 };
 
 std::vector<std::string> pieces(const KrArray<KrString>& a)
@@ -57,9 +49,8 @@ std::vector<std::string> pieces(const KrArray<KrString>& a)
 unsigned long long meminfoKB(const std::string& name)
 {
     std::ifstream in("/proc/meminfo");
-    std::string key;
+    std::string key, unit;
     unsigned long long value = 0;
-    std::string unit;
     while (in >> key >> value >> unit)
         if (key == name + ":") return value;
     return 0;
@@ -82,25 +73,18 @@ TEST(KrToolkitTest, CharacterClasses)
         EXPECT_EQ(KrToolkit::IsLittleLetter(c), u >= 'a' && u <= 'z');
         EXPECT_EQ(KrToolkit::IsLeadByte(c), u >= 0x80);
     }
-    EXPECT_TRUE(KrToolkit::IsSpaceChar(u'\r'));
-    EXPECT_FALSE(KrToolkit::IsSpaceChar(u'\v'));
-    EXPECT_FALSE(KrToolkit::IsSpaceChar(static_cast<char16_t>(0x3000)));  // ideographic space
-    EXPECT_TRUE(KrToolkit::IsAscii(254));
-    EXPECT_FALSE(KrToolkit::IsAscii(255));
-    EXPECT_FALSE(KrToolkit::InRange(5, 0, 5));
-    EXPECT_TRUE(KrToolkit::InRange(0, 0, 5));
+    // The wide overload: ideographic space is not a space.
+    EXPECT_TRUE(KrToolkit::IsSpaceChar(u'\r') && !KrToolkit::IsSpaceChar(u'\v'));
+    EXPECT_FALSE(KrToolkit::IsSpaceChar(static_cast<char16_t>(0x3000)));
+    EXPECT_TRUE(KrToolkit::IsAscii(254) && !KrToolkit::IsAscii(255));
+    EXPECT_TRUE(KrToolkit::InRange(0, 0, 5) && !KrToolkit::InRange(5, 0, 5));  // half-open
     const char block[4] = {};
-    EXPECT_TRUE(KrToolkit::InRange(block + 3, block, block + 4));
-    EXPECT_FALSE(KrToolkit::InRange(block + 4, block, block + 4));
+    EXPECT_TRUE(KrToolkit::InRange(block + 3, block, block + 4) && !KrToolkit::InRange(block + 4, block, block + 4));
 }
 
 TEST(KrToolkitTest, RoundLongRoundsHalfAwayFromZeroAndSaturates)
 {
-    const struct
-    {
-        double value;
-        int expected;
-    } cases[] = {
+    const struct { double value; int expected; } cases[] = {
         {2.5, 3},   {-2.5, -3},  {0.0, 0},       {-0.4, 0},
         // v + 0.5 is computed in double before truncating: the largest double below one half
         // sums to exactly 1.
@@ -114,12 +98,7 @@ TEST(KrToolkitTest, RoundLongRoundsHalfAwayFromZeroAndSaturates)
 TEST(KrToolkitTest, AnglesWrapIntoOneTurn)
 {
     const double twoPi = 6.283185307179586;
-    const struct
-    {
-        double value;
-        double degrees;
-        double radians;
-    } cases[] = {
+    const struct { double value, degrees, radians; } cases[] = {
         {720, 0, 720 - 114 * twoPi},  // radians: whatever 114 subtractions leave
         {-30, 330, -30 + 5 * twoPi},
         {360, 0, 360 - 57 * twoPi},
@@ -180,11 +159,7 @@ TEST(KrToolkitTest, BitCountsOfPixelFormats)
 
 TEST(KrToolkitTest, CurrentCharsetFollowsTheLocaleWithItsGaps)
 {
-    const struct
-    {
-        const char* locale;
-        int expected;
-    } cases[] = {
+    const struct { const char* locale; int expected; } cases[] = {
         {"zh_CN.GB18030", 134}, {"zh_CN.gbk", 134},        {"zh_CN.GB2312", 134},   {"zh_TW.Big5", 136},
         {"zh_HK.BIG5-HKSCS", 136}, {"ja_JP.SJIS", 128},    {"ja_JP.Shift_JIS", 128}, {"th_TH.TIS-620", 222},
         {"pl_PL.CP1250", 238},  {"el_GR.cp1253@euro", 161}, {"tr_TR.CP1254", 162},  {"he_IL.CP1255", 177},
@@ -257,6 +232,7 @@ TEST(KrToolkitTest, ScreenSizeComesFromTheHostHookAndIsRemembered)
     EXPECT_EQ(KrToolkit::GetScreenSize(17), 1080u);
     EXPECT_EQ(KrToolkit::GetScreenSize(0), static_cast<unsigned int>(-5));
     KrToolkit::SetScreenMetricHook(nullptr);
+    // Only the width and height are remembered, until the next query replaces them.
     EXPECT_EQ(KrToolkit::GetScreenSizeFromMemory(16), 1920u);
     EXPECT_EQ(KrToolkit::GetScreenSizeFromMemory(17), 1080u);
     EXPECT_EQ(KrToolkit::GetScreenSizeFromMemory(0), 0u);
