@@ -38,9 +38,14 @@ public:
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs)
         {
-            if (run.error_occurred || run.run_type != Run::RT_Iteration || run.iterations == 0) continue;
-            const Key key = splitName(run.benchmark_name());
+            if (run.error_occurred || run.iterations == 0) continue;
+            // With --benchmark_repetitions the median stands for the case; single runs otherwise.
+            const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
+            if (run.run_type != Run::RT_Iteration && !median) continue;
+            const Key key = splitName(run.run_name.function_name + (run.run_name.args.empty() ? "" : "/" + run.run_name.args));
             if (key.impl.empty()) continue;
+            if (!median && m_fromMedian.count(key.label + "/" + key.impl)) continue;
+            if (median) m_fromMedian.insert(key.label + "/" + key.impl);
             // CPU time: the ratio should not depend on what else the machine is doing.
             m_seconds[key.label][key.impl] = run.cpu_accumulated_time / static_cast<double>(run.iterations);
             if (m_seen.insert(key.label).second) m_order.push_back(key.label);
@@ -69,6 +74,7 @@ private:
     std::map<std::string, std::map<std::string, double>> m_seconds;
     std::vector<std::string> m_order;
     std::set<std::string> m_seen;
+    std::set<std::string> m_fromMedian;
 };
 
 }  // namespace

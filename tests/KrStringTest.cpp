@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstring>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -162,6 +164,30 @@ TEST(KrStringTest, ReplaceDoesNotRescanInsertedText)
         KrString s(c.text);
         EXPECT_EQ(s.Replace(c.from, c.to), c.count) << c.text;
         EXPECT_EQ(s, c.result) << c.text;
+    }
+}
+
+// The in-place replacement (compacting forwards, or growing and filling from the back) must
+// give what replacing one occurrence at a time gives, for any number of matches.
+TEST(KrStringTest, ReplaceMatchesTheOneAtATimeLoop)
+{
+    std::mt19937 random(5);
+    const char* words[] = {"", "a", "ab", "aab", "bab", "abababab"};
+    for (int round = 0; round < 300; ++round)
+    {
+        std::string text;
+        const size_t length = random() % 200;
+        for (size_t i = 0; i < length; ++i) text += "ab"[random() % 2];
+        const char* from = words[1 + random() % 5];
+        const char* to = words[random() % 6];
+        std::string expected = text;
+        int expectedCount = 0;
+        for (size_t p = expected.find(from); p != std::string::npos;
+             p = expected.find(from, p + std::strlen(to)), ++expectedCount)
+            expected.replace(p, std::strlen(from), to);
+        KrString actual(text.c_str());
+        EXPECT_EQ(actual.Replace(from, to), expectedCount) << text << " " << from << "->" << to;
+        EXPECT_EQ(actual, expected) << text << " " << from << "->" << to;
     }
 }
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <string>
+#include <vector>
 
 namespace KRN::Detail
 {
@@ -70,36 +71,65 @@ void StripTrailing(std::basic_string<Ch>& text, What what)
 }
 
 // Replaces every occurrence of the non-empty oldText by newText and returns the count. Text
-// produced by a replacement is never searched again.
+// produced by a replacement is never searched again. The work is done in place: a shorter
+// replacement compacts the text forwards, a longer one grows it once and fills it from the
+// back, so each byte moves at most once and no second buffer is needed.
 template <class Ch>
 int ReplaceAll(std::basic_string<Ch>& text, const Ch* oldText, const Ch* newText)
 {
     using String = std::basic_string<Ch>;
-    const size_t oldLength = std::char_traits<Ch>::length(oldText);
-    const size_t newLength = std::char_traits<Ch>::length(newText);
+    using Traits = std::char_traits<Ch>;
+    const size_t oldLength = Traits::length(oldText);
+    const size_t newLength = Traits::length(newText);
     size_t found = text.find(oldText, 0, oldLength);
     if (found == String::npos) return 0;
+    const auto next = [&](size_t from) { return text.find(oldText, from, oldLength); };
 
     int count = 0;
-    if (oldLength == newLength)
+    if (newLength <= oldLength)
     {
-        for (; found != String::npos; found = text.find(oldText, found + oldLength, oldLength), ++count)
-            std::char_traits<Ch>::copy(&text[found], newText, newLength);
+        // The write position never passes the read position, so the search sees original text.
+        Ch* data = &text[0];
+        size_t read = 0;
+        size_t write = 0;
+        for (; found != String::npos; found = next(read), ++count)
+        {
+            Traits::move(data + write, data + read, found - read);
+            write += found - read;
+            Traits::copy(data + write, newText, newLength);
+            write += newLength;
+            read = found + oldLength;
+        }
+        Traits::move(data + write, data + read, text.size() - read);
+        text.resize(write + text.size() - read);
         return count;
     }
-    // Building the result once is the same as replacing in place and resuming after each
-    // inserted text, without moving the tail once per occurrence.
-    String result;
-    result.reserve(newLength > oldLength ? text.size() + (newLength - oldLength) * 4 : text.size());
-    size_t copied = 0;
-    for (; found != String::npos; found = text.find(oldText, copied, oldLength), ++count)
+    // Growing: find every match first (a few on the stack, more in a vector), then fill from the
+    // back, where the moved text always lands beyond what is still to be read.
+    size_t onStack[32];
+    std::vector<size_t> more;
+    for (; found != String::npos; found = next(found + oldLength), ++count)
     {
-        result.append(text, copied, found - copied);
-        result.append(newText, newLength);
-        copied = found + oldLength;
+        if (count < 32)
+            onStack[count] = found;
+        else
+            more.push_back(found);
     }
-    result.append(text, copied, String::npos);
-    text.swap(result);
+    const size_t oldSize = text.size();
+    text.resize(oldSize + static_cast<size_t>(count) * (newLength - oldLength));
+    Ch* data = &text[0];
+    size_t end = oldSize;          // end of the original text still to be placed
+    size_t write = text.size();    // where the placed text begins
+    for (int k = count - 1; k >= 0; --k)
+    {
+        const size_t at = k < 32 ? onStack[k] : more[static_cast<size_t>(k - 32)];
+        const size_t tail = end - (at + oldLength);
+        write -= tail;
+        Traits::move(data + write, data + at + oldLength, tail);
+        write -= newLength;
+        Traits::copy(data + write, newText, newLength);
+        end = at;
+    }
     return count;
 }
 
