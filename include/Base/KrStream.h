@@ -228,9 +228,12 @@ private:
         {
             // A refill is asked for even when exactly sizeof(T) bytes remain.
             if (static_cast<size_t>(m_pWrite - m_pRead) <= sizeof(T) && !refill(sizeof(T))) return *this;
-            value = fetch<T>(m_pRead);
-            m_pRead += sizeof(T);
+            unsigned char* pSource = m_pRead;
+            m_pRead = pSource + sizeof(T);
             m_nPosition += sizeof(T);
+            // Stored last: the caller's variable may share its type with the status fields, and
+            // a store to it must not force them to be read again before the cursor moves.
+            value = fetch<T>(pSource);
         }
         return *this;
     }
