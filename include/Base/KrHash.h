@@ -17,11 +17,63 @@
 namespace KRN
 {
 
+namespace Detail
+{
+// Storage for slot arrays. Large arrays are aligned and backed by large pages where the system
+// offers them, so that lookups spread over a big table do not also miss the address cache.
+KRN_API void* AllocateTable(size_t bytes);
+KRN_API void FreeTable(void* block, size_t bytes);
+
+// An owned array of default-constructed slots in that storage.
+template <class Slot>
+class SlotBlock
+{
+public:
+    SlotBlock() = default;
+    explicit SlotBlock(size_t count)
+        : m_pSlots(static_cast<Slot*>(AllocateTable(count * sizeof(Slot)))), m_nCount(count)
+    {
+        std::uninitialized_value_construct_n(m_pSlots, count);
+    }
+    SlotBlock(SlotBlock&& other) noexcept
+        : m_pSlots(std::exchange(other.m_pSlots, nullptr)), m_nCount(std::exchange(other.m_nCount, 0))
+    {
+    }
+    SlotBlock& operator=(SlotBlock&& other) noexcept
+    {
+        if (this != &other)
+        {
+            release();
+            m_pSlots = std::exchange(other.m_pSlots, nullptr);
+            m_nCount = std::exchange(other.m_nCount, 0);
+        }
+        return *this;
+    }
+    ~SlotBlock() { release(); }
+
+    Slot& operator[](size_t i) const { return m_pSlots[i]; }
+    explicit operator bool() const { return m_pSlots != nullptr; }
+
+private:
+    void release()
+    {
+        if (m_pSlots == nullptr) return;
+        std::destroy_n(m_pSlots, m_nCount);
+        FreeTable(m_pSlots, m_nCount * sizeof(Slot));
+        m_pSlots = nullptr;
+        m_nCount = 0;
+    }
+
+    Slot* m_pSlots = nullptr;
+    size_t m_nCount = 0;
+};
+}  // namespace Detail
+
 template <class T>
 class KRN_API KrHash
 {
 public:
-    KrHash() : m_pSlots(new Slot[2]), m_pTags(new unsigned char[2]()), m_nUsed(0), m_nFree(2), m_nMask(1), m_nIterEnd(0) {}
+    KrHash() : m_pSlots(2), m_pTags(new unsigned char[2]()), m_nUsed(0), m_nFree(2), m_nMask(1), m_nIterEnd(0) {}
     KrHash(const KrHash& other) { copyFrom(other); }
     // A moved-from table has no slots; it stays usable and grows on the next insertion.
     KrHash(KrHash&& other) noexcept { takeFrom(other); }
@@ -169,10 +221,10 @@ private:
     // Rebuilds the table with nNewMask + 1 slots, re-placing every entry by the probe sequence.
     void Resize(unsigned int nNewMask)
     {
-        std::unique_ptr<Slot[]> old(std::move(m_pSlots));
+        Detail::SlotBlock<Slot> old(std::move(m_pSlots));
         std::unique_ptr<unsigned char[]> oldTags(std::move(m_pTags));
         const unsigned int oldSlots = old ? static_cast<unsigned int>(m_nMask) + 1 : 0;
-        m_pSlots.reset(new Slot[static_cast<size_t>(nNewMask) + 1]);
+        m_pSlots = Detail::SlotBlock<Slot>(static_cast<size_t>(nNewMask) + 1);
         m_pTags.reset(new unsigned char[static_cast<size_t>(nNewMask) + 1]());
         m_nMask = static_cast<int>(nNewMask);
         for (unsigned int i = 0; i < oldSlots; ++i)
@@ -186,12 +238,12 @@ private:
 
     void copyFrom(const KrHash& other)
     {
-        std::unique_ptr<Slot[]> slots;
+        Detail::SlotBlock<Slot> slots;
         std::unique_ptr<unsigned char[]> tags;
         if (other.m_pSlots)
         {
             const size_t count = static_cast<size_t>(other.m_nMask) + 1;
-            slots.reset(new Slot[count]);
+            slots = Detail::SlotBlock<Slot>(count);
             tags.reset(new unsigned char[count]);
             for (size_t i = 0; i < count; ++i) slots[i] = other.m_pSlots[i];
             std::copy(other.m_pTags.get(), other.m_pTags.get() + count, tags.get());
@@ -214,7 +266,7 @@ private:
         m_nIterEnd = std::exchange(other.m_nIterEnd, 0);
     }
 
-    std::unique_ptr<Slot[]> m_pSlots;
+    Detail::SlotBlock<Slot> m_pSlots;
     std::unique_ptr<unsigned char[]> m_pTags;  // one per slot, see tagOf
     int m_nUsed = 0;
     int m_nFree = 0;  // slots left before the table is full
