@@ -27,20 +27,6 @@ T& sharedEmpty()
     return empty;
 }
 
-// Visits every entry of a hash table in slot order. Iteration only moves the table's iteration
-// end, so a const table may be walked.
-template <class F>
-void forEachEntry(const KrHash<KrString>& table, F visit)
-{
-    auto& walk = const_cast<KrHash<KrString>&>(table);
-    KrString key, value;
-    for (int pos = walk.GetStartPosition(); !walk.IsEOF(pos);)
-    {
-        walk.GetNextAssoc(pos, key, value);
-        visit(key, value);
-    }
-}
-
 template <class T>
 T& findIn(const std::map<std::string, std::unique_ptr<T>>& table, const KrString& name)
 {
@@ -64,7 +50,7 @@ bool writeObject(KrMarkup& markup, const KrString& name, const char* type, const
     if (!markup.AddElem(name.Cstr())) return false;
     markup.SetAttrib("type", type);
     markup.IntoElem();
-    forEachEntry(object, [&markup](const KrString& key, const KrString& value) {
+    object.ForEach([&markup](const KrString& key, const KrString& value) {
         markup.AddElem(key.Cstr(), value.Cstr());
     });
     markup.OutOfElem();
@@ -261,14 +247,16 @@ void KrRegistry::LoadDoc(const KrString& text)
     Clear();
     KrMarkup markup;
     if (!enterRoot(markup, text)) return;
+    // Resolved once: external paths of every entry are relative to it.
+    const KrString configDir = XmlPath();
     while (markup.FindElem())
     {
         const KrString name = markup.GetTagName();
-        loadEntry(markup, name, Convert(markup.GetAttrib("type")));
+        loadEntry(markup, name, Convert(markup.GetAttrib("type")), configDir);
     }
 }
 
-void KrRegistry::loadEntry(KrMarkup& markup, const KrString& name, ElemType type)
+void KrRegistry::loadEntry(KrMarkup& markup, const KrString& name, ElemType type, const KrString& configDir)
 {
     switch (type)
     {
@@ -305,7 +293,7 @@ void KrRegistry::loadEntry(KrMarkup& markup, const KrString& name, ElemType type
             break;
         }
         case ElemExternal:
-            m_hashExternals.SetAt(name, KrFile::GetAbsolutePath(XmlPath(), markup.GetData()));
+            m_hashExternals.SetAt(name, KrFile::GetAbsolutePath(configDir, markup.GetData()));
             break;
         case ElemValue:
             m_hashValues.SetAt(name, markup.GetData());
@@ -332,7 +320,7 @@ unsigned char KrRegistry::Save()
 
 void KrRegistry::SaveDoc(KrMarkup& markup) const
 {
-    forEachEntry(m_hashValues, [&markup](const KrString& name, const KrString& text) {
+    m_hashValues.ForEach([&markup](const KrString& name, const KrString& text) {
         markup.AddElem(name.Cstr(), text.Cstr());
     });
     for (const auto& [name, object] : m_tableObjects) writeObject(markup, name.c_str(), "object", *object);
@@ -361,7 +349,7 @@ void KrRegistry::SaveDoc(KrMarkup& markup) const
         markup.OutOfElem();
     }
     const KrString configDir = XmlPath();
-    forEachEntry(m_hashExternals, [&markup, &configDir](const KrString& name, const KrString& path) {
+    m_hashExternals.ForEach([&markup, &configDir](const KrString& name, const KrString& path) {
         const bool inConfigDir = !configDir.IsEmpty() && path.Left(configDir.GetLength()) == configDir;
         if (markup.AddElem(name.Cstr(), inConfigDir ? path.Mid(configDir.GetLength()).Cstr() : path.Cstr()))
             markup.SetAttrib("type", "external");

@@ -27,8 +27,6 @@ size_t zeroTerminatedLength(const std::string& s)
     return zero != nullptr ? static_cast<size_t>(static_cast<const char*>(zero) - s.data()) : s.size();
 }
 
-
-
 int hexDigit(char c)
 {
     if (c >= '0' && c <= '9') return c - '0';

@@ -153,6 +153,15 @@ public:
         ++nPos;
     }
     unsigned char IsEOF(int nPos) const { return nPos >= m_nIterEnd ? 1 : 0; }
+    // Calls visit(key, value) for every entry in slot order; leaves the iteration end alone, so
+    // a const table can be walked.
+    template <class F>
+    void ForEach(F visit) const
+    {
+        if (!m_pSlots) return;
+        for (int i = 0; i <= m_nMask; ++i)
+            if (m_pTags[i] != kFree) visit(m_pSlots[i].key, m_pSlots[i].value);
+    }
 
 private:
     struct Slot

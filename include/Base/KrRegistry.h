@@ -102,7 +102,7 @@ private:
     using Table = std::map<std::string, std::unique_ptr<T>>;
 
     static ElemType Convert(const KrString& type);
-    void loadEntry(KrMarkup& markup, const KrString& name, ElemType type);
+    void loadEntry(KrMarkup& markup, const KrString& name, ElemType type, const KrString& configDir);
     void copyFrom(const KrRegistry& other);
 
     Table<KrHash<KrString>> m_tableObjects;
