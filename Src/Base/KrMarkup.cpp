@@ -3,9 +3,10 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "Base/KrFileStream.h"
 
 namespace KRN
 {
@@ -80,11 +81,8 @@ void appendUtf8(std::string& out, long n)
     }
 }
 
-struct FileCloser
-{
-    void operator()(FILE* file) const { std::fclose(file); }
-};
-using FileHandle = std::unique_ptr<FILE, FileCloser>;
+// Files move through the stream's cache in transfers of this size.
+constexpr unsigned int kFileBuffer = 65536;
 
 const char kCannotOpen[] = "Cannot open file .\n";
 const char kCannotWrite[] = "Cannot write file .\n";
@@ -150,16 +148,18 @@ unsigned char KrMarkup::IsWellFormed() const
 
 unsigned char KrMarkup::Load(const char* path)
 {
-    FileHandle file(path != nullptr ? std::fopen(path, "rb") : nullptr);
-    long size = -1;
-    if (file && std::fseek(file.get(), 0, SEEK_END) == 0) size = std::ftell(file.get());
-    if (!file || size < 0 || size >= INT_MAX || std::fseek(file.get(), 0, SEEK_SET) != 0)
+    KrFileStream file;
+    const unsigned long long size =
+        file.Open(path, KrStreamLoad, kFileBuffer) ? file.GetLength() : ~0ull;
+    if (size >= INT_MAX || file.GetStatus() != KrStreamOK)
     {
         m_strError = kCannotOpen;
         return 0;
     }
     std::string bytes(static_cast<size_t>(size), '\0');
-    bytes.resize(std::fread(&bytes[0], 1, bytes.size(), file.get()));
+    if (size > 0) file.Load(&bytes[0], static_cast<unsigned int>(size));
+    // A file that shrank since its size was taken gives what could still be read.
+    bytes.resize(static_cast<size_t>(file.GetPosition()));
     assignBytes(m_strDoc, bytes);
     m_strError.Format("%d bytes", static_cast<int>(size));
     return x_ParseDoc() ? 1 : 0;
@@ -167,21 +167,19 @@ unsigned char KrMarkup::Load(const char* path)
 
 unsigned char KrMarkup::Save(const char* path)
 {
-    FILE* raw = path != nullptr ? std::fopen(path, "wb") : nullptr;
-    if (raw == nullptr)
+    KrFileStream file;
+    if (!file.Open(path, KrStreamSave, kFileBuffer))
     {
         m_strError = kCannotOpen;
         return 0;
     }
-    if (m_strDoc.empty()) return std::fclose(raw) == 0 ? 1 : 0;
-    const size_t written = std::fwrite(m_strDoc.data(), 1, m_strDoc.size(), raw);
-    const bool closed = std::fclose(raw) == 0;
-    if (written != m_strDoc.size() || !closed)
+    if (!m_strDoc.empty()) file.Save(m_strDoc.data(), static_cast<unsigned int>(m_strDoc.size()));
+    if (!file.Close())
     {
         m_strError = kCannotWrite;
         return 0;
     }
-    m_strError.Format("%d bytes", m_strDoc.GetLength());
+    if (!m_strDoc.empty()) m_strError.Format("%d bytes", m_strDoc.GetLength());
     return 1;
 }
 

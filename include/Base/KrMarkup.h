@@ -45,6 +45,7 @@ public:
     const KrString& GetError() const { return m_strError; }
 
     // Raw bytes in and out: no declaration, byte-order mark or line-end conversion is added.
+    // Both go through KrFileStream; a file that Save creates gets owner read and write only.
     unsigned char Load(const char* path);
     unsigned char Save(const char* path);
 
