@@ -944,7 +944,7 @@ bool KrMarkup::addRoot(const KrString& text)
 // Splices elementText (one element and its trailing blanks) in under the cursor's parent and
 // indexes it: a single new element, or the entries of fragment's root subtree.
 bool KrMarkup::placeNew(const KrString& elementText, bool insert, bool child,
-                          const KrMarkup* fragment)
+                        const KrMarkup* fragment)
 {
     int parent;
     int current;
@@ -1102,8 +1102,7 @@ bool KrMarkup::x_AddSubDoc(const char* text, bool insert, bool child)
     if (m_nPosAllocated == 0) return false;
     KrMarkup fragment(text);
     if (!fragment.IsWellFormed()) return false;
-    return placeNew(fragment.x_GetSubDoc(fragment.entry(0).iFirstChild), insert, child,
-                      &fragment);
+    return placeNew(fragment.x_GetSubDoc(fragment.entry(0).iFirstChild), insert, child, &fragment);
 }
 
 unsigned char KrMarkup::AddElem(const char* name, const char* data)
