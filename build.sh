@@ -6,18 +6,36 @@
 #   ./build.sh tsan      build the tests with ThreadSanitizer and run the threaded ones
 #   ./build.sh bench     build and run the benchmarks (pass Google Benchmark flags after it)
 #   ./build.sh fuzz T S  build the libFuzzer targets with clang and run target T for S seconds
-# Missing build dependencies are installed with apt-get when run as root.
+#   ./build.sh clang     build everything with clang and run every test
+# Each command installs (with apt-get, when run as root) only the package groups it needs.
+# ZOBASE_WERROR=ON in the environment turns compiler warnings into errors (CI sets it).
 set -euo pipefail
 cd "$(dirname "$0")"
 ROOT=$(pwd)
 JOBS=${JOBS:-$(nproc 2>/dev/null || echo 2)}
 
-PACKAGES=(cmake make g++ clang pkg-config zlib1g-dev libgtest-dev libgmock-dev libbenchmark-dev
-          libpugixml-dev libtinyxml2-dev)
+WERROR=${ZOBASE_WERROR:-OFF}
 
-install_dependencies() {
+# Debian packages, one group per purpose. A new dependency goes into the group of what needs it,
+# on a line of its own with a comment saying who needs it.
+LIBRARY_PACKAGES=(
+    cmake make g++ pkg-config  # the build itself and the package test
+    zlib1g-dev                 # the library
+)
+TEST_PACKAGES=(
+    libgtest-dev libgmock-dev  # tests/
+)
+BENCH_PACKAGES=(
+    libbenchmark-dev                # bench/
+    libpugixml-dev libtinyxml2-dev  # peers of bench_KrMarkup
+)
+CLANG_PACKAGES=(
+    clang  # ./build.sh fuzz (libFuzzer) and ./build.sh clang
+)
+
+install_dependencies() {  # install_dependencies <package>...
     local missing=()
-    for package in "${PACKAGES[@]}"; do
+    for package in "$@"; do
         dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" ||
             missing+=("$package")
     done
@@ -38,7 +56,8 @@ configure() {  # configure <build dir> [cmake options...]
     local launcher=()
     # ccache, when present, lets several work trees share their object files.
     command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-    cmake -S "$ROOT" -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "${launcher[@]}" "$@" >/dev/null
+    cmake -S "$ROOT" -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZOBASE_WERROR="$WERROR" "${launcher[@]}" \
+        "$@" >/dev/null
 }
 
 run_tests() {  # run_tests <build dir> [ctest options...]
@@ -49,20 +68,29 @@ run_tests() {  # run_tests <build dir> [ctest options...]
 
 command=${1:-test}
 [ $# -gt 0 ] && shift
-install_dependencies
 
 case "$command" in
 tour)
-    configure build
+    install_dependencies "${LIBRARY_PACKAGES[@]}"
+    configure build -DZOBASE_BUILD_TESTS=OFF -DZOBASE_BUILD_BENCH=OFF -DZOBASE_BUILD_EXAMPLES=ON
     cmake --build build -j "$JOBS" --target tour
     ./build/examples/tour
     ;;
 test)
-    configure build
+    install_dependencies "${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${BENCH_PACKAGES[@]}"
+    configure build -DZOBASE_BUILD_TESTS=ON -DZOBASE_BUILD_BENCH=ON -DZOBASE_BUILD_EXAMPLES=ON
     cmake --build build -j "$JOBS"
     run_tests build
     ;;
+clang)
+    install_dependencies "${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${BENCH_PACKAGES[@]}" \
+        "${CLANG_PACKAGES[@]}"
+    CC=clang CXX=clang++ configure build-clang
+    cmake --build build-clang -j "$JOBS"
+    run_tests build-clang
+    ;;
 sanitize)
+    install_dependencies "${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}"
     configure build-san -DZOBASE_SANITIZE=address,undefined -DZOBASE_BUILD_BENCH=OFF \
         -DZOBASE_BUILD_EXAMPLES=OFF
     cmake --build build-san -j "$JOBS"
@@ -70,12 +98,14 @@ sanitize)
         run_tests build-san
     ;;
 tsan)
+    install_dependencies "${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}"
     configure build-tsan -DZOBASE_SANITIZE=thread -DZOBASE_BUILD_BENCH=OFF -DZOBASE_BUILD_EXAMPLES=OFF
     cmake --build build-tsan -j "$JOBS" --target ZoBaseThreadTests
     TSAN_OPTIONS=halt_on_error=1 run_tests build-tsan -L threads
     ;;
 bench)
-    configure build
+    install_dependencies "${LIBRARY_PACKAGES[@]}" "${BENCH_PACKAGES[@]}"
+    configure build -DZOBASE_BUILD_TESTS=OFF -DZOBASE_BUILD_BENCH=ON
     cmake --build build -j "$JOBS"
     for program in build/bench/bench_*; do
         [ -x "$program" ] || continue
@@ -86,6 +116,7 @@ bench)
 fuzz)
     target=${1:?usage: ./build.sh fuzz <target> [seconds]}
     seconds=${2:-60}
+    install_dependencies "${LIBRARY_PACKAGES[@]}" "${CLANG_PACKAGES[@]}"
     CC=clang CXX=clang++ configure build-fuzz -DZOBASE_FUZZ=ON -DZOBASE_SANITIZE=address,undefined \
         -DZOBASE_BUILD_TESTS=OFF -DZOBASE_BUILD_BENCH=OFF -DZOBASE_BUILD_EXAMPLES=OFF
     cmake --build build-fuzz -j "$JOBS" --target "fuzz_$target"
@@ -94,7 +125,7 @@ fuzz)
         "build-fuzz/corpus/$target" "fuzz/corpus/$target"
     ;;
 *)
-    sed -n '2,9p' "$0"
+    sed -n '2,11p' "$0"
     exit 2
     ;;
 esac

@@ -13,6 +13,7 @@
 #include <tuple>
 
 #include "Base/ZoBase.h"
+#include "ScopedEnvironment.h"
 
 using namespace KRN;
 namespace fs = std::filesystem;
@@ -485,13 +486,10 @@ TEST_F(KrFileDirTest, TemporaryNamesAndPath)
     EXPECT_EQ(KrFile::GetTemporaryFileName(dir() + "missing/", "kr", 0, name), 0u);
     EXPECT_EQ(name, "");
 
-    const char* old = std::getenv("TMPDIR");
-    const std::string saved = old != nullptr ? old : "";
-    setenv("TMPDIR", "/var/tmp", 1);
+    ScopedEnvironment environment("TMPDIR", "/var/tmp");
     EXPECT_EQ(KrFile::GetTemporaryPath(), "/var/tmp/");
-    setenv("TMPDIR", "", 1);
+    environment.Set("TMPDIR", "");
     EXPECT_EQ(KrFile::GetTemporaryPath(), "/tmp/");
-    old != nullptr ? setenv("TMPDIR", saved.c_str(), 1) : unsetenv("TMPDIR");
 }
 
 TEST(KrFileTest, ProgramAndLibraryDirectories)

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "Base/ZoBase.h"
+#include "ScopedEnvironment.h"
 
 using namespace KRN;
 namespace fs = std::filesystem;
@@ -38,8 +39,22 @@ protected:
         return (m_dir / name).string().c_str();
     }
     KrString dir() const { return (m_dir.string() + "/").c_str(); }
+    // Points the configuration lookup at directory for the rest of the test.
+    void configDir(const char* directory) { m_environment.Set("KRN_CONFIG_DIR", directory); }
 
     fs::path m_dir;
+    ScopedEnvironment m_environment;
+};
+
+// Keeps the root registry and puts it back when the scope ends.
+class ScopedRootRegistry
+{
+public:
+    ScopedRootRegistry() : m_saved(KrRegistry::Root()) {}
+    ~ScopedRootRegistry() { KrRegistry::Root() = m_saved; }
+
+private:
+    KrRegistry m_saved;
 };
 
 std::map<std::string, std::string> entries(const KrHash<KrString>& table)
@@ -82,7 +97,7 @@ const char kAllTypes[] = R"(<?xml version="1.0"?>
 
 TEST_F(KrRegistryTest, EntryTypesAreReadWhateverTheirCase)
 {
-    setenv("KRN_CONFIG_DIR", dir().Cstr(), 1);
+    configDir(dir().Cstr());
     const KrRegistry registry = fromText(kAllTypes);
     EXPECT_EQ(registry.Name(), "settings");
     EXPECT_EQ(registry.Value("plain"), "text & more");
@@ -95,7 +110,6 @@ TEST_F(KrRegistryTest, EntryTypesAreReadWhateverTheirCase)
     EXPECT_EQ(registry.SubReg("nested").Obj("inner")["k"], "v");
     EXPECT_EQ(registry.GetSubFileName("more"), dir() + "extra.xml");
     EXPECT_EQ(registry.Encoding(), "GB2312");
-    unsetenv("KRN_CONFIG_DIR");
 }
 
 TEST_F(KrRegistryTest, MissingNamesGiveEmptyResultsNeverNull)
@@ -114,7 +128,7 @@ TEST_F(KrRegistryTest, MissingNamesGiveEmptyResultsNeverNull)
 
 TEST_F(KrRegistryTest, SaveThenLoadGivesTheSameTables)
 {
-    setenv("KRN_CONFIG_DIR", dir().Cstr(), 1);
+    configDir(dir().Cstr());
     KrRegistry original = fromText(kAllTypes);
     original.SetValue("added", "<new> \"quoted\"");
     KrHash<KrString> object;
@@ -143,7 +157,6 @@ TEST_F(KrRegistryTest, SaveThenLoadGivesTheSameTables)
     std::string head;
     std::getline(in, head);
     EXPECT_EQ(head.rfind("<?xml version=\"1.0\"", 0), 0u) << head;
-    unsetenv("KRN_CONFIG_DIR");
 
     KrRegistry unnamed;
     EXPECT_EQ(unnamed.Save(), 0);
@@ -153,7 +166,7 @@ TEST_F(KrRegistryTest, SaveThenLoadGivesTheSameTables)
 
 TEST_F(KrRegistryTest, ResourceSectionsNumberTheirTexts)
 {
-    setenv("KRN_CONFIG_DIR", dir().Cstr(), 1);
+    configDir(dir().Cstr());
     write("res.xml", R"(<r>
       <section beginid="100"><res>first</res><note>skipped</note><res>second</res><res>third</res></section>
       <section beginid="-2"><res>minus two</res><res>minus one</res></section>
@@ -175,12 +188,11 @@ TEST_F(KrRegistryTest, ResourceSectionsNumberTheirTexts)
     EXPECT_EQ(fonts.Value("Mono"), "Courier");
     // The same file under another name is read as a plain registry.
     EXPECT_EQ(registry.SubFile("plain").Value("section"), "");
-    unsetenv("KRN_CONFIG_DIR");
 }
 
 TEST_F(KrRegistryTest, HostileFilesLeaveEmptyTables)
 {
-    setenv("KRN_CONFIG_DIR", dir().Cstr(), 1);
+    configDir(dir().Cstr());
     std::string deep;
     for (int i = 0; i < 5000; ++i) deep += "<n type=\"subreg\">";
     for (int i = 0; i < 5000; ++i) deep += "</n>";
@@ -204,26 +216,25 @@ TEST_F(KrRegistryTest, HostileFilesLeaveEmptyTables)
     }
     KrRegistry missing(dir() + "missing.xml");
     EXPECT_EQ(missing.Values().GetCount(), 0);
-    unsetenv("KRN_CONFIG_DIR");
 }
 
 TEST_F(KrRegistryTest, ConfigurationDirectoryPrefersTheEnvironment)
 {
-    setenv("KRN_CONFIG_DIR", "/some/where", 1);
+    configDir("/some/where");
     EXPECT_EQ(KrRegistry::XmlPath(), "/some/where/");
-    setenv("KRN_CONFIG_DIR", "/some/where/", 1);
+    configDir("/some/where/");
     EXPECT_EQ(KrRegistry::XmlPath(), "/some/where/");
-    setenv("KRN_CONFIG_DIR", "", 1);
+    configDir("");
     // The build places the default configuration beside the library.
     const KrString found = KrRegistry::XmlPath();
     EXPECT_EQ(found, KrFile::GetModulePath("ZoBase"));
     EXPECT_TRUE(fs::exists((found + "krn.xml").Cstr()));
-    unsetenv("KRN_CONFIG_DIR");
 }
 
 TEST_F(KrRegistryTest, DpiAndResourceTextsComeFromTheRootRegistry)
 {
-    setenv("KRN_CONFIG_DIR", dir().Cstr(), 1);
+    const ScopedRootRegistry root;
+    configDir(dir().Cstr());
     write("texts.xml", "<r><section beginid=\"30150\"><res>code %d at %s</res></section></r>");
     const struct
     {
@@ -243,13 +254,12 @@ TEST_F(KrRegistryTest, DpiAndResourceTextsComeFromTheRootRegistry)
     EXPECT_TRUE(message.IsEmpty());
     message.Format(30150u, 7, "x.cpp");
     EXPECT_EQ(message, "code 7 at x.cpp");
-    KrRegistry::Root() = KrRegistry();
-    unsetenv("KRN_CONFIG_DIR");
 }
 
 TEST_F(KrRegistryTest, TheShippedConfigurationHasTheLibraryTexts)
 {
-    setenv("KRN_CONFIG_DIR", "", 1);
+    const ScopedRootRegistry root;
+    configDir("");
     KrRegistry::Root() = KrRegistry(KrRegistry::XmlPath() + "krn.xml");
     EXPECT_GT(krdpi(), 0);
     for (unsigned int code : {11023u, 29554u, 30118u, 30122u, 30150u})
@@ -269,8 +279,6 @@ TEST_F(KrRegistryTest, TheShippedConfigurationHasTheLibraryTexts)
         KrString value;
         EXPECT_EQ(const_cast<KrHash<KrString>&>(log).Lookup(key, value), 1) << key;
     }
-    KrRegistry::Root() = KrRegistry();
-    unsetenv("KRN_CONFIG_DIR");
 }
 
 TEST_F(KrRegistryTest, WritesThroughAMissingResultDoNotShowInLaterOnes)

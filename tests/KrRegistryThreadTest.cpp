@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Base/ZoBase.h"
+#include "ScopedEnvironment.h"
 
 using namespace KRN;
 
@@ -19,7 +20,7 @@ TEST(KrRegistryThreadTest, RootAndResourcesLoadOnceUnderConcurrentFirstUse)
     std::filesystem::create_directories(dir);
     std::ofstream(dir / "krn.xml") << "<krn><dpi>120</dpi><resource type=\"external\">res.xml</resource></krn>";
     std::ofstream(dir / "res.xml") << "<r><section beginid=\"5\"><res>five</res><res>six</res></section></r>";
-    setenv("KRN_CONFIG_DIR", dir.string().c_str(), 1);
+    const ScopedEnvironment environment("KRN_CONFIG_DIR", dir.string().c_str());
 
     std::atomic<bool> go{false};
     std::atomic<int> failures{0};

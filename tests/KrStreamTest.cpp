@@ -261,7 +261,7 @@ TEST(KrStreamTest, ConcreteStreamsChainWithTheirOwnType)
     static_assert(std::is_same_v<decltype(memory << 1 << 2.0 << KrString()), KrMemoryStream&>);
     static_assert(std::is_same_v<decltype(memory.Save(static_cast<const int*>(nullptr), 0)), KrMemoryStream&>);
     static_assert(std::is_same_v<decltype(text >> std::declval<short&>()), KrFileStdio&>);
-    EXPECT_EQ(memory.SwapBytes(), krisbigendian() ? 1 : 0);
+    EXPECT_EQ(memory.SwapBytes(), __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? 1 : 0);
 }
 
 TEST(KrStreamTest, CloseLeavesLengthZeroAndZeroSizeOpenGrowsByTheShortfall)

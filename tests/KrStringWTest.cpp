@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "Base/ZoBase.h"
 #include "KrIconvOracle.h"
+#include "ScopedEnvironment.h"
 
 using namespace KRN;
 using KrTest::IconvOracle;
@@ -30,18 +30,6 @@ std::u16string oracleUnits(const std::string& utf8)
 }
 
 KrString bytesOf(const std::string& s) { return KrString(s.data(), static_cast<int>(s.size())); }
-
-// Sets LC_ALL for one scope and restores it after.
-struct ScopedLcAll
-{
-    std::optional<std::string> old;
-    explicit ScopedLcAll(const char* value)
-    {
-        if (const char* previous = std::getenv("LC_ALL")) old = previous;
-        setenv("LC_ALL", value, 1);
-    }
-    ~ScopedLcAll() { old ? setenv("LC_ALL", old->c_str(), 1) : unsetenv("LC_ALL"); }
-};
 
 struct IntCase { int got, want; };
 }  // namespace
@@ -152,7 +140,7 @@ TEST(KrStringWTest, ConversionsMatchIconv)
 
 TEST(KrStringWTest, CharsetOneMeansTheSystemCharset)
 {
-    ScopedLcAll greek("el_GR.CP1253");
+    const ScopedEnvironment greek("LC_ALL", "el_GR.CP1253");
     KrStringW alpha;
     alpha.FromString(KrString("\xc1"), KrTextCodec::DEFAULT_CHARSET);  // capital alpha in Greek
     EXPECT_EQ(units(alpha), u"\u0391");

@@ -193,7 +193,7 @@ TEST(KrTextCodecTest, ChangeCharsetConvertsAndRetagsOrLeavesTheStringAlone)
 {
     const auto gb = IconvOracle("GB18030", "UTF-8", kChineseUtf8);
     ASSERT_TRUE(gb.has_value());
-    KrString text = bytesOf(*gb);  // charset 1 reads as GB18030
+    KrString text = bytesOf(*gb);  // DEFAULT_CHARSET reads as GB18030
     ASSERT_TRUE(text.ChangeCharset(KrTextCodec::UTF8_CHARSET));
     EXPECT_EQ(text, kChineseUtf8);
     EXPECT_EQ(text.GetCharset(), KrTextCodec::UTF8_CHARSET);

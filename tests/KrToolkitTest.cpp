@@ -7,37 +7,25 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "Base/ZoBase.h"
+#include "ScopedEnvironment.h"
 
 using namespace KRN;
 
 namespace
 {
-// Sets LC_ALL, LC_CTYPE and LANG for one scope and restores them after.
-class ScopedLocale
+// Sets LC_ALL, LC_CTYPE and LANG for one scope.
+struct ScopedLocale : ScopedEnvironment
 {
-public:
     ScopedLocale(const char* all, const char* ctype = "", const char* lang = "")
     {
-        const char* values[3] = {all, ctype, lang};
-        for (int i = 0; i < 3; ++i)
-        {
-            if (const char* old = std::getenv(kNames[i])) m_saved[i] = old;
-            setenv(kNames[i], values[i], 1);
-        }
+        Set("LC_ALL", all);
+        Set("LC_CTYPE", ctype);
+        Set("LANG", lang);
     }
-    ~ScopedLocale()
-    {
-        for (int i = 0; i < 3; ++i) m_saved[i] ? setenv(kNames[i], m_saved[i]->c_str(), 1) : unsetenv(kNames[i]);
-    }
-
-private:
-    static constexpr const char* kNames[3] = {"LC_ALL", "LC_CTYPE", "LANG"};
-    std::optional<std::string> m_saved[3];
 };
 
 std::vector<std::string> pieces(const KrArray<KrString>& a)

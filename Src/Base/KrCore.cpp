@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstdarg>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -62,7 +61,12 @@ void krfree(void** p)
 
 void krassert(const char* expression, const char* file, unsigned int line)
 {
-    std::fprintf(stderr, "%s:%d: KRASSERT(%s) failed.\n", file, static_cast<int>(line), expression);
+    std::string text;
+    text += file != nullptr ? file : "(null)";
+    text += ':' + std::to_string(static_cast<int>(line)) + ": KRASSERT(";
+    text += expression != nullptr ? expression : "(null)";
+    text += ") failed.\n";
+    Platform::ErrorOutput(text.c_str());
 }
 
 void krtrace(const char* format, ...)

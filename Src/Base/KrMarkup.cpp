@@ -3,9 +3,10 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include "Base/KrFileStream.h"
 
 namespace KRN
 {
@@ -72,7 +73,7 @@ void appendUtf8(std::string& out, long n)
         out += static_cast<char>(0xC0 | ((n >> 6) & 0x1F));
         out += static_cast<char>(0x80 | (n & 0x3F));
     }
-    else  // above 0xFFFF the value is truncated to three bytes: stored documents depend on it
+    else  // above 0xFFFF the value is truncated to three bytes, deliberately
     {
         out += static_cast<char>(0xE0 | ((n >> 12) & 0x0F));
         out += static_cast<char>(0x80 | ((n >> 6) & 0x3F));
@@ -80,11 +81,8 @@ void appendUtf8(std::string& out, long n)
     }
 }
 
-struct FileCloser
-{
-    void operator()(FILE* file) const { std::fclose(file); }
-};
-using FileHandle = std::unique_ptr<FILE, FileCloser>;
+// Files move through the stream's cache in transfers of this size.
+constexpr unsigned int kFileBuffer = 65536;
 
 const char kCannotOpen[] = "Cannot open file .\n";
 const char kCannotWrite[] = "Cannot write file .\n";
@@ -145,21 +143,23 @@ unsigned char KrMarkup::SetDoc(const char* text)
 
 unsigned char KrMarkup::IsWellFormed() const
 {
-    return m_nPosAllocated > 0 && x_Pos(0).iFirstChild != 0 ? 1 : 0;
+    return m_nPosAllocated > 0 && entry(0).iFirstChild != 0 ? 1 : 0;
 }
 
 unsigned char KrMarkup::Load(const char* path)
 {
-    FileHandle file(path != nullptr ? std::fopen(path, "rb") : nullptr);
-    long size = -1;
-    if (file && std::fseek(file.get(), 0, SEEK_END) == 0) size = std::ftell(file.get());
-    if (!file || size < 0 || size >= INT_MAX || std::fseek(file.get(), 0, SEEK_SET) != 0)
+    KrFileStream file;
+    const unsigned long long size =
+        file.Open(path, KrStreamLoad, kFileBuffer) ? file.GetLength() : ~0ull;
+    if (size >= INT_MAX || file.GetStatus() != KrStreamOK)
     {
         m_strError = kCannotOpen;
         return 0;
     }
     std::string bytes(static_cast<size_t>(size), '\0');
-    bytes.resize(std::fread(&bytes[0], 1, bytes.size(), file.get()));
+    if (size > 0) file.Load(&bytes[0], static_cast<unsigned int>(size));
+    // A file that shrank since its size was taken gives what could still be read.
+    bytes.resize(static_cast<size_t>(file.GetPosition()));
     assignBytes(m_strDoc, bytes);
     m_strError.Format("%d bytes", static_cast<int>(size));
     return x_ParseDoc() ? 1 : 0;
@@ -167,21 +167,19 @@ unsigned char KrMarkup::Load(const char* path)
 
 unsigned char KrMarkup::Save(const char* path)
 {
-    FILE* raw = path != nullptr ? std::fopen(path, "wb") : nullptr;
-    if (raw == nullptr)
+    KrFileStream file;
+    if (!file.Open(path, KrStreamSave, kFileBuffer))
     {
         m_strError = kCannotOpen;
         return 0;
     }
-    if (m_strDoc.empty()) return std::fclose(raw) == 0 ? 1 : 0;
-    const size_t written = std::fwrite(m_strDoc.data(), 1, m_strDoc.size(), raw);
-    const bool closed = std::fclose(raw) == 0;
-    if (written != m_strDoc.size() || !closed)
+    if (!m_strDoc.empty()) file.Save(m_strDoc.data(), static_cast<unsigned int>(m_strDoc.size()));
+    if (!file.Close())
     {
         m_strError = kCannotWrite;
         return 0;
     }
-    m_strError.Format("%d bytes", m_strDoc.GetLength());
+    if (!m_strDoc.empty()) m_strError.Format("%d bytes", m_strDoc.GetLength());
     return 1;
 }
 
@@ -235,12 +233,12 @@ void KrMarkup::x_SetPos(int parent, int main, int child)
     m_iPosParent = parent;
     m_iPos = main;
     m_iPosChild = child;
-    m_nNodeType = main != 0 ? 1 : 0;
+    m_nNodeType = main != 0 ? NodeElement : NodeNone;
 }
 
-bool KrMarkup::x_IsLive(int pos) const
+bool KrMarkup::isLinked(int pos) const
 {
-    return pos == 0 || (pos > 0 && pos < m_iPosFree && x_Pos(pos).nReserved == 0);
+    return pos == 0 || (pos > 0 && pos < m_iPosFree && entry(pos).nReserved == PosLinked);
 }
 
 // ---- tokens and nodes ----------------------------------------------------------------------
@@ -277,7 +275,7 @@ bool KrMarkup::x_FindToken(TokenPos& token)
 
 // The token matches when it equals the start of name and name ends there or goes on with one of
 // " =/[" (so "item[2]" and "item/x" match the token "item").
-bool KrMarkup::x_TokenMatches(const TokenPos& token, const char* name) const
+bool KrMarkup::tokenMatches(const TokenPos& token, const char* name) const
 {
     const int length = token.nLast - token.nFirst + 1;
     if (name == nullptr || length <= 0) return false;
@@ -294,11 +292,11 @@ KrString KrMarkup::x_GetToken(const TokenPos& token) const
                                     static_cast<size_t>(token.nLast - token.nFirst + 1)));
 }
 
-int KrMarkup::x_ParseNode(TokenPos& token)
+KrMarkup::NodeKind KrMarkup::x_ParseNode(TokenPos& token)
 {
     const char* d = token.szDoc;
     const int n = token.nNext;
-    if (d[n] == '\0') return 0;
+    if (d[n] == '\0') return NodeNone;
     if (d[n] != '<')
     {
         int m = n;
@@ -306,30 +304,30 @@ int KrMarkup::x_ParseNode(TokenPos& token)
         const bool blank = d[m] == '\0' || d[m] == '<';
         while (d[m] != '\0' && d[m] != '<') ++m;
         token.nNext = m;
-        return blank ? 4 : 2;
+        return blank ? NodeWhitespace : NodeText;
     }
-    if (d[n + 1] == '\0' || d[n + 2] == '\0') return 0;
+    if (d[n + 1] == '\0' || d[n + 2] == '\0') return NodeNone;
     const char first = d[n + 1];
     const char second = d[n + 2];
     const char* terminator = nullptr;
-    int kind = 0;
+    NodeKind kind = NodeNone;
     if (first == '?')
-        terminator = "?>", kind = 16;
+        terminator = "?>", kind = NodeProcessingInstruction;
     else if (first == '!' && second == '[')
-        terminator = "]]>", kind = 8;
+        terminator = "]]>", kind = NodeCData;
     else if (first == '!' && second == '-')
-        terminator = "-->", kind = 32;
+        terminator = "-->", kind = NodeComment;
     else if (first == '/')
-        return 0;
+        return NodeNone;
     else if (first != '!')
     {
         token.nNext = n + 1;  // resume inside the tag: a caller skipping nodes moves on
-        return 1;
+        return NodeElement;
     }
     if (terminator != nullptr)
     {
         const char* found = std::strstr(d + n + 2, terminator);
-        if (found == nullptr) return 0;
+        if (found == nullptr) return NodeNone;
         token.nNext = static_cast<int>(found - d) + static_cast<int>(std::strlen(terminator));
         return kind;
     }
@@ -344,12 +342,12 @@ int KrMarkup::x_ParseNode(TokenPos& token)
         if (d[scan.nFirst] == '>' && depth == 0)
         {
             token.nNext = scan.nNext;
-            return 64;
+            return NodeDeclaration;
         }
         for (int i = scan.nFirst; i <= scan.nLast; ++i)
             depth += d[i] == '[' ? 1 : d[i] == ']' ? -1 : 0;
     }
-    return 0;
+    return NodeNone;
 }
 
 // ---- parsing -------------------------------------------------------------------------------
@@ -362,20 +360,20 @@ bool KrMarkup::x_ParseDoc()
     m_iPosFree = 1;
     x_AllocPosArray(m_strDoc.GetLength() / 64 + 8);
     m_strError.Empty();
-    x_Pos(0) = PosEntry{};
+    entry(0) = PosEntry{};
     bool parsed = false;
     if (!m_strDoc.empty())
     {
-        const int root = x_ParseElem(0, 0);
+        const int root = x_ParseElem(0);
         if (root > 0)
         {
-            x_Pos(0).iFirstChild = root;
+            entry(0).iFirstChild = root;
             parsed = true;
         }
     }
     if (!parsed)
     {
-        x_Pos(0) = PosEntry{};
+        entry(0) = PosEntry{};
         m_iPosFree = 1;
     }
     x_SetPos(0, 0, 0);
@@ -392,15 +390,15 @@ int KrMarkup::x_ParseError(const char* format, const KrString& argument)
     return -1;
 }
 
-// Parses the first element found from scanFrom on, with its whole subtree, and returns its
-// index (0 when an end tag comes first, -1 on error with the message in m_strError). The open
-// elements are kept in the index itself (parent links), not on the call stack, so nesting depth
-// is bounded by memory only.
-int KrMarkup::x_ParseElem(int parent, int scanFrom)
+// Parses the first element found from parent's end-left on (the sentinel's is 0), with its
+// whole subtree, and returns its index (0 when an end tag comes first, -1 on error with the
+// message in m_strError). The open elements are kept in the index itself (parent links), not on
+// the call stack, so nesting depth is bounded by memory only.
+int KrMarkup::x_ParseElem(int parent)
 {
     const char* d = m_strDoc.c_str();
     const int end = static_cast<int>(std::strlen(d));
-    int scan = scanFrom;
+    int scan = entry(parent).nEndL;
     int current = parent;  // the element whose content is being read
     int previous = 0;      // its last completed child
     TokenPos token;
@@ -418,14 +416,14 @@ int KrMarkup::x_ParseElem(int parent, int scanFrom)
             TokenPos node;
             node.szDoc = d;
             node.nNext = left;
-            if (x_ParseNode(node) == 0) return x_ParseError("Invalid node", KrString());
+            if (x_ParseNode(node) == NodeNone) return x_ParseError("Invalid node", KrString());
             scan = node.nNext;
             continue;
         }
         if (first == '/')
         {
             if (current == parent) return 0;
-            x_Pos(current).nEndL = left;
+            entry(current).nEndL = left;
             int right = 0;
             const char* failure = nullptr;
             TokenPos endTag;
@@ -439,14 +437,17 @@ int KrMarkup::x_ParseElem(int parent, int scanFrom)
                 failure = "End tag not completed for element %s";
             else
             {
-                // While an element is open its reserved field holds its name length.
-                const PosEntry& open = x_Pos(current);
+                TokenPos openName;
+                openName.szDoc = d;
+                openName.nNext = entry(current).nStartL + 1;
+                x_FindToken(openName);
+                const int nameLength = openName.nLast - openName.nFirst + 1;
                 const int length = endTag.nLast - endTag.nFirst + 1;
-                const char* name = d + open.nStartL + 1;
-                while (isSpace(*name)) ++name;
-                const bool same = length <= open.nReserved &&
-                                  std::memcmp(d + endTag.nFirst, name, length) == 0 &&
-                                  (length == open.nReserved || name[length] == '[');
+                // The name rule of tokenMatches, with the start tag's name as the wanted one.
+                const bool same =
+                    length <= nameLength &&
+                    std::memcmp(d + endTag.nFirst, d + openName.nFirst, length) == 0 &&
+                    (length == nameLength || d[openName.nFirst + length] == '[');
                 if (!same) failure = "End tag does not correspond to %s";
                 while (failure == nullptr && right == 0)
                 {
@@ -457,9 +458,8 @@ int KrMarkup::x_ParseElem(int parent, int scanFrom)
                 }
             }
             if (failure != nullptr) return x_ParseError(failure, x_GetTagName(current));
-            PosEntry& closed = x_Pos(current);
+            PosEntry& closed = entry(current);
             closed.nEndR = right;
-            closed.nReserved = 0;
             if (closed.iParent == parent) return current;
             previous = current;
             current = closed.iParent;
@@ -471,10 +471,10 @@ int KrMarkup::x_ParseElem(int parent, int scanFrom)
         if (right < 0) return x_ParseError("End of tag not found", KrString());
         const bool empty = d[right - 1] == '/';
         const int index = x_GetFreePos();
-        PosEntry& e = x_Pos(index);
+        PosEntry& e = entry(index);
         e.nStartL = left;
         e.nStartR = right;
-        e.nReserved = empty ? 0 : token.nLast - token.nFirst + 1;
+        e.nReserved = PosLinked;
         e.iParent = current;
         e.iFirstChild = 0;
         e.iNextSibling = 0;
@@ -483,9 +483,9 @@ int KrMarkup::x_ParseElem(int parent, int scanFrom)
         if (current != parent)
         {
             if (previous != 0)
-                x_Pos(previous).iNextSibling = index;
+                entry(previous).iNextSibling = index;
             else
-                x_Pos(current).iFirstChild = index;
+                entry(current).iFirstChild = index;
         }
         scan = right + 1;
         if (empty)
@@ -505,15 +505,15 @@ int KrMarkup::x_ParseElem(int parent, int scanFrom)
 
 int KrMarkup::x_FindElem(int parent, int after, const char* name) const
 {
-    int i = after != 0 ? x_Pos(after).iNextSibling : x_Pos(parent).iFirstChild;
+    int i = after != 0 ? entry(after).iNextSibling : entry(parent).iFirstChild;
     const bool any = name == nullptr || *name == '\0';
     TokenPos token;
     token.szDoc = m_strDoc.c_str();
-    for (; i != 0; i = x_Pos(i).iNextSibling)
+    for (; i != 0; i = entry(i).iNextSibling)
     {
         if (any) return i;
-        token.nNext = x_Pos(i).nStartL + 1;
-        if (x_FindToken(token) && x_TokenMatches(token, name)) return i;
+        token.nNext = entry(i).nStartL + 1;
+        if (x_FindToken(token) && tokenMatches(token, name)) return i;
     }
     return 0;
 }
@@ -523,7 +523,7 @@ unsigned char KrMarkup::FindElem(const char* name)
     if (m_nPosAllocated == 0) return 0;
     const int found = x_FindElem(m_iPosParent, m_iPos, name);
     if (found == 0) return 0;
-    x_SetPos(x_Pos(found).iParent, found, 0);
+    x_SetPos(entry(found).iParent, found, 0);
     return 1;
 }
 
@@ -532,14 +532,14 @@ unsigned char KrMarkup::FindChildElem(const char* name)
     if (m_iPos == 0 && !FindElem(nullptr)) return 0;
     const int found = x_FindElem(m_iPos, m_iPosChild, name);
     if (found == 0) return 0;
-    const int main = x_Pos(found).iParent;
-    x_SetPos(x_Pos(main).iParent, main, found);
+    const int main = entry(found).iParent;
+    x_SetPos(entry(main).iParent, main, found);
     return 1;
 }
 
 unsigned char KrMarkup::IntoElem()
 {
-    if (m_iPos == 0 || m_nNodeType != 1) return 0;
+    if (m_iPos == 0 || m_nNodeType != NodeElement) return 0;
     x_SetPos(m_iPos, m_iPosChild, 0);
     return 1;
 }
@@ -547,7 +547,7 @@ unsigned char KrMarkup::IntoElem()
 unsigned char KrMarkup::OutOfElem()
 {
     if (m_iPosParent == 0) return 0;
-    x_SetPos(x_Pos(m_iPosParent).iParent, m_iPosParent, m_iPos);
+    x_SetPos(entry(m_iPosParent).iParent, m_iPosParent, m_iPos);
     return 1;
 }
 
@@ -580,7 +580,7 @@ unsigned char KrMarkup::RestorePos(const char* name)
     if (found == m_mapSavedPos.end()) return 0;
     const SavedPos& saved = found->second;
     // A saved element may have been removed since; its entry is stale.
-    if (!x_IsLive(saved.iParent) || !x_IsLive(saved.iMain) || !x_IsLive(saved.iChild)) return 0;
+    if (!isLinked(saved.iParent) || !isLinked(saved.iMain) || !isLinked(saved.iChild)) return 0;
     x_SetPos(saved.iParent, saved.iMain, saved.iChild);
     return 1;
 }
@@ -592,7 +592,7 @@ KrString KrMarkup::x_GetTagName(int pos) const
     if (pos == 0) return KrString();
     TokenPos token;
     token.szDoc = m_strDoc.c_str();
-    token.nNext = x_Pos(pos).nStartL + 1;
+    token.nNext = entry(pos).nStartL + 1;
     return x_FindToken(token) ? x_GetToken(token) : KrString();
 }
 
@@ -631,7 +631,7 @@ bool KrMarkup::x_FindAttrib(TokenPos& token, const char* name, int skipTagName) 
         if (c == '=') continue;
         if (c == '>' || c == '/' || c == '?') return false;
         if (any) return true;
-        if (x_TokenMatches(token, name)) matched = n;
+        if (tokenMatches(token, name)) matched = n;
     }
     return false;
 }
@@ -641,14 +641,14 @@ KrString KrMarkup::x_GetAttrib(int pos, const char* name) const
     if (pos == 0 || name == nullptr || *name == '\0') return KrString();
     TokenPos token;
     token.szDoc = m_strDoc.c_str();
-    token.nNext = x_Pos(pos).nStartL + 1;
+    token.nNext = entry(pos).nStartL + 1;
     if (!x_FindAttrib(token, name, 1)) return KrString();
     return x_TextFromDoc(token.nFirst, token.nLast);
 }
 
 KrString KrMarkup::GetAttrib(const char* name) const
 {
-    return m_nNodeType == 1 ? x_GetAttrib(m_iPos, name) : KrString();
+    return m_nNodeType == NodeElement ? x_GetAttrib(m_iPos, name) : KrString();
 }
 
 KrString KrMarkup::GetChildAttrib(const char* name) const
@@ -658,10 +658,10 @@ KrString KrMarkup::GetChildAttrib(const char* name) const
 
 KrString KrMarkup::GetAttribName(int n) const
 {
-    if (m_nNodeType != 1 || m_iPos == 0 || n < 0) return KrString();
+    if (m_nNodeType != NodeElement || m_iPos == 0 || n < 0) return KrString();
     TokenPos token;
     token.szDoc = m_strDoc.c_str();
-    token.nNext = x_Pos(m_iPos).nStartL + 1;
+    token.nNext = entry(m_iPos).nStartL + 1;
     for (int i = 0; i <= n; ++i)
         if (!x_FindAttrib(token, nullptr, i == 0 ? 1 : 0)) return KrString();
     return x_GetToken(token);
@@ -670,7 +670,7 @@ KrString KrMarkup::GetAttribName(int n) const
 KrString KrMarkup::x_GetData(int pos) const
 {
     if (pos == 0) return KrString();
-    const PosEntry& e = x_Pos(pos);
+    const PosEntry& e = entry(pos);
     if (e.iFirstChild != 0 || e.nStartR == e.nEndL + 1) return KrString();
     const char* d = m_strDoc.c_str();
     int start = e.nStartR + 1;
@@ -698,7 +698,7 @@ KrString KrMarkup::GetChildData() const
 
 // The offset after the blanks that start at offset, when only blanks lie before the next '<'
 // or the end of the text; offset itself otherwise.
-int KrMarkup::x_WhitespaceEnd(int offset) const
+int KrMarkup::whitespaceEnd(int offset) const
 {
     const char* d = m_strDoc.c_str();
     int n = offset;
@@ -709,8 +709,8 @@ int KrMarkup::x_WhitespaceEnd(int offset) const
 KrString KrMarkup::x_GetSubDoc(int pos) const
 {
     if (pos == 0) return KrString();
-    const PosEntry& e = x_Pos(pos);
-    const int end = x_WhitespaceEnd(e.nEndR + 1);
+    const PosEntry& e = entry(pos);
+    const int end = whitespaceEnd(e.nEndR + 1);
     return KrString(
         m_strDoc.substr(static_cast<size_t>(e.nStartL), static_cast<size_t>(end - e.nStartL)));
 }
@@ -841,7 +841,7 @@ void KrMarkup::x_Adjust(int pos, int threshold, int shift, bool afterOnly)
 {
     auto move = [&](int i)
     {
-        PosEntry& e = x_Pos(i);
+        PosEntry& e = entry(i);
         if (e.nStartL >= threshold) e.nStartL += shift;
         if (e.nStartR >= threshold) e.nStartR += shift;
         if (e.nEndL >= threshold) e.nEndL += shift;
@@ -849,7 +849,7 @@ void KrMarkup::x_Adjust(int pos, int threshold, int shift, bool afterOnly)
     };
     if (pos == 0)
     {
-        pos = x_Pos(0).iFirstChild;
+        pos = entry(0).iFirstChild;
         afterOnly = false;
         if (pos == 0) return;
     }
@@ -859,51 +859,51 @@ void KrMarkup::x_Adjust(int pos, int threshold, int shift, bool afterOnly)
     if (!afterOnly) move(i);
     for (;;)
     {
-        if (descend && x_Pos(i).iFirstChild != 0)
+        if (descend && entry(i).iFirstChild != 0)
         {
-            i = x_Pos(i).iFirstChild;
+            i = entry(i).iFirstChild;
             ++depth;
             move(i);
             continue;
         }
         descend = true;
-        while (x_Pos(i).iNextSibling == 0)
+        while (entry(i).iNextSibling == 0)
         {
-            i = x_Pos(i).iParent;
+            i = entry(i).iParent;
             if (i == 0) return;
             if (depth > 0)
                 --depth;
             else
                 move(i);
         }
-        i = x_Pos(i).iNextSibling;
+        i = entry(i).iNextSibling;
         move(i);
     }
 }
 
-int KrMarkup::x_PrevSibling(int pos) const
+int KrMarkup::previousSibling(int pos) const
 {
     int previous = 0;
-    for (int i = x_Pos(x_Pos(pos).iParent).iFirstChild; i != 0 && i != pos;
-         i = x_Pos(i).iNextSibling)
+    for (int i = entry(entry(pos).iParent).iFirstChild; i != 0 && i != pos;
+         i = entry(i).iNextSibling)
         previous = i;
     return previous;
 }
 
-void KrMarkup::x_MarkRemoved(int pos)
+void KrMarkup::markRemoved(int pos)
 {
     int i = pos;
     for (;;)
     {
-        x_Pos(i).nReserved = 1;
-        if (x_Pos(i).iFirstChild != 0)
+        entry(i).nReserved = PosRemoved;
+        if (entry(i).iFirstChild != 0)
         {
-            i = x_Pos(i).iFirstChild;
+            i = entry(i).iFirstChild;
             continue;
         }
-        while (i != pos && x_Pos(i).iNextSibling == 0) i = x_Pos(i).iParent;
+        while (i != pos && entry(i).iNextSibling == 0) i = entry(i).iParent;
         if (i == pos) return;
-        i = x_Pos(i).iNextSibling;
+        i = entry(i).iNextSibling;
     }
 }
 
@@ -911,39 +911,39 @@ void KrMarkup::x_MarkRemoved(int pos)
 // up to the next tag are stepped over so the new text lands on its own line.
 int KrMarkup::x_LocateNew(int parent, int current, bool insert) const
 {
-    const PosEntry& p = x_Pos(parent);
+    const PosEntry& p = entry(parent);
     if (p.nStartR == p.nEndL + 1) return p.nEndL;  // "<p/>": its '/' is replaced
     int offset;
     if (current != 0)
-        offset = insert ? x_Pos(current).nStartL : x_Pos(current).nEndR + 1;
+        offset = insert ? entry(current).nStartL : entry(current).nEndR + 1;
     else
         offset = insert ? p.nStartR + 1 : p.nEndL;
-    return x_WhitespaceEnd(offset);
+    return whitespaceEnd(offset);
 }
 
 // A new root is appended to the text; the document is then read again, since whatever text
 // it had before decides whether the new root is the one a reader finds.
-bool KrMarkup::x_AddRoot(const KrString& text)
+bool KrMarkup::addRoot(const KrString& text)
 {
-    if (x_Pos(0).iFirstChild != 0) return false;
+    if (entry(0).iFirstChild != 0) return false;
     const std::string before = m_strDoc;
     const KrString error = m_strError;
     const int offset = m_strDoc.GetLength();
     static_cast<std::string&>(m_strDoc) += text;
-    const bool found = x_ParseDoc() && x_Pos(x_Pos(0).iFirstChild).nStartL == offset;
+    const bool found = x_ParseDoc() && entry(entry(0).iFirstChild).nStartL == offset;
     if (!found)
     {
         assignBytes(m_strDoc, before);
         x_ParseDoc();
     }
     m_strError = error;
-    if (found) x_SetPos(0, x_Pos(0).iFirstChild, 0);
+    if (found) x_SetPos(0, entry(0).iFirstChild, 0);
     return found;
 }
 
 // Splices elementText (one element and its trailing blanks) in under the cursor's parent and
 // indexes it: a single new element, or the entries of fragment's root subtree.
-bool KrMarkup::x_PlaceNew(const KrString& elementText, bool insert, bool child,
+bool KrMarkup::placeNew(const KrString& elementText, bool insert, bool child,
                           const KrMarkup* fragment)
 {
     int parent;
@@ -957,19 +957,19 @@ bool KrMarkup::x_PlaceNew(const KrString& elementText, bool insert, bool child,
     else
     {
         current = m_iPos;
-        parent = current != 0 ? x_Pos(current).iParent : m_iPosParent;
+        parent = current != 0 ? entry(current).iParent : m_iPosParent;
     }
-    if (parent == 0) return fragment == nullptr && x_AddRoot(elementText);
+    if (parent == 0) return fragment == nullptr && addRoot(elementText);
 
-    const bool parentEmpty = x_Pos(parent).nStartR == x_Pos(parent).nEndL + 1;
-    const bool parentBare = x_Pos(parent).nStartR + 1 == x_Pos(parent).nEndL;
+    const bool parentEmpty = entry(parent).nStartR == entry(parent).nEndL + 1;
+    const bool parentBare = entry(parent).nStartR + 1 == entry(parent).nEndL;
     const int offset = x_LocateNew(parent, current, insert);
     KrString splice;
     int replaced = 0;
     int lead = 0;
     if (parentEmpty)
     {
-        const KrString open = x_OpenEmpty(parent);
+        const KrString open = openEmpty(parent);
         splice = open + "\r\n" + elementText + "</" + x_GetTagName(parent);
         replaced = 1;
         lead = open.GetLength() + 2;
@@ -988,15 +988,15 @@ bool KrMarkup::x_PlaceNew(const KrString& elementText, bool insert, bool child,
     int next;
     if (current != 0)
     {
-        previous = insert ? x_PrevSibling(current) : current;
-        next = insert ? current : x_Pos(current).iNextSibling;
+        previous = insert ? previousSibling(current) : current;
+        next = insert ? current : entry(current).iNextSibling;
     }
     else
     {
         previous = 0;
-        next = x_Pos(parent).iFirstChild;
+        next = entry(parent).iFirstChild;
         if (!insert)
-            for (; next != 0; next = x_Pos(next).iNextSibling) previous = next;
+            for (; next != 0; next = entry(next).iNextSibling) previous = next;
     }
 
     x_DocChange(offset, replaced, splice);
@@ -1004,8 +1004,8 @@ bool KrMarkup::x_PlaceNew(const KrString& elementText, bool insert, bool child,
              previous != 0);
     if (parentEmpty)
     {
-        x_Pos(parent).nStartR = offset + lead - 3;
-        x_Pos(parent).nEndL = offset + lead + elementText.GetLength();
+        entry(parent).nStartR = offset + lead - 3;
+        entry(parent).nEndL = offset + lead + elementText.GetLength();
     }
 
     const int start = offset + lead;
@@ -1013,7 +1013,7 @@ bool KrMarkup::x_PlaceNew(const KrString& elementText, bool insert, bool child,
     if (fragment == nullptr)
     {
         added = x_GetFreePos();
-        PosEntry& e = x_Pos(added);
+        PosEntry& e = entry(added);
         e = PosEntry{};
         const int right = static_cast<int>(elementText.find('>'));
         e.nStartL = start;
@@ -1032,14 +1032,14 @@ bool KrMarkup::x_PlaceNew(const KrString& elementText, bool insert, bool child,
     }
     else
     {
-        const int root = fragment->x_Pos(0).iFirstChild;
-        const int shift = start - fragment->x_Pos(root).nStartL;
+        const int root = fragment->entry(0).iFirstChild;
+        const int shift = start - fragment->entry(root).nStartL;
         const int base = m_iPosFree - root;
         auto remap = [base](int i) { return i != 0 ? i + base : 0; };
         for (int i = root; i < fragment->m_iPosFree; ++i)
         {
-            const PosEntry& from = fragment->x_Pos(i);
-            PosEntry& to = x_Pos(x_GetFreePos());
+            const PosEntry& from = fragment->entry(i);
+            PosEntry& to = entry(x_GetFreePos());
             to = PosEntry{from.nStartL + shift,
                           from.nStartR + shift,
                           from.nEndL + shift,
@@ -1051,15 +1051,10 @@ bool KrMarkup::x_PlaceNew(const KrString& elementText, bool insert, bool child,
         }
         added = root + base;
     }
-    x_Pos(added).iParent = parent;
-    x_Pos(added).iNextSibling = next;
-    if (previous != 0)
-        x_Pos(previous).iNextSibling = added;
-    else
-        x_Pos(parent).iFirstChild = added;
+    x_PosInsert(added, parent, previous, next);
 
     if (child)
-        x_SetPos(x_Pos(parent).iParent, parent, added);
+        x_SetPos(entry(parent).iParent, parent, added);
     else
         x_SetPos(parent, added, 0);
     return true;
@@ -1067,22 +1062,39 @@ bool KrMarkup::x_PlaceNew(const KrString& elementText, bool insert, bool child,
 
 // What replaces the '/' of "<a/>" to open the element: ">", or " >" when another '/' stands
 // before it, which would otherwise close the start tag again ("<a x=y//>").
-KrString KrMarkup::x_OpenEmpty(int pos) const
+KrString KrMarkup::openEmpty(int pos) const
 {
-    const int slash = x_Pos(pos).nEndL;
+    const int slash = entry(pos).nEndL;
     return KrString(slash > 0 && m_strDoc[slash - 1] == '/' ? " >" : ">");
 }
 
-bool KrMarkup::x_AddElem(const char* name, const char* data, bool insert, bool child)
+// The text of a new element with its line end: "<name/>" without data.
+KrString KrMarkup::x_CreateNode(const char* name, const char* data)
 {
-    if (!isWritableName(name) || m_nPosAllocated == 0) return false;
     KrString text = "<";
     text += name;
     if (data != nullptr && *data != '\0')
         text += ">" + x_TextToDoc(data, false) + "</" + name + ">\r\n";
     else
         text += "/>\r\n";
-    return x_PlaceNew(text, insert, child, nullptr);
+    return text;
+}
+
+// Links pos under parent between previous (0: first) and next.
+void KrMarkup::x_PosInsert(int pos, int parent, int previous, int next)
+{
+    entry(pos).iParent = parent;
+    entry(pos).iNextSibling = next;
+    if (previous != 0)
+        entry(previous).iNextSibling = pos;
+    else
+        entry(parent).iFirstChild = pos;
+}
+
+bool KrMarkup::x_AddElem(const char* name, const char* data, bool insert, bool child)
+{
+    if (!isWritableName(name) || m_nPosAllocated == 0) return false;
+    return placeNew(x_CreateNode(name, data), insert, child, nullptr);
 }
 
 bool KrMarkup::x_AddSubDoc(const char* text, bool insert, bool child)
@@ -1090,7 +1102,7 @@ bool KrMarkup::x_AddSubDoc(const char* text, bool insert, bool child)
     if (m_nPosAllocated == 0) return false;
     KrMarkup fragment(text);
     if (!fragment.IsWellFormed()) return false;
-    return x_PlaceNew(fragment.x_GetSubDoc(fragment.x_Pos(0).iFirstChild), insert, child,
+    return placeNew(fragment.x_GetSubDoc(fragment.entry(0).iFirstChild), insert, child,
                       &fragment);
 }
 
@@ -1131,7 +1143,7 @@ bool KrMarkup::x_SetAttrib(int pos, const char* name, const char* value)
 {
     if (pos == 0 || !isWritableName(name)) return false;
     const KrString escaped = x_TextToDoc(value, true);
-    const PosEntry& e = x_Pos(pos);
+    const PosEntry& e = entry(pos);
     TokenPos token;
     token.szDoc = m_strDoc.c_str();
     token.nNext = e.nStartL + 1;
@@ -1158,7 +1170,7 @@ bool KrMarkup::x_SetAttrib(int pos, const char* name, const char* value)
 
 unsigned char KrMarkup::SetAttrib(const char* name, const char* value)
 {
-    return m_nNodeType == 1 && x_SetAttrib(m_iPos, name, value) ? 1 : 0;
+    return m_nNodeType == NodeElement && x_SetAttrib(m_iPos, name, value) ? 1 : 0;
 }
 
 unsigned char KrMarkup::SetAttrib(const char* name, int value)
@@ -1178,14 +1190,14 @@ unsigned char KrMarkup::SetChildAttrib(const char* name, int value)
 
 bool KrMarkup::x_SetData(int pos, const char* text, int cdata)
 {
-    if (pos == 0 || x_Pos(pos).iFirstChild != 0) return false;
+    if (pos == 0 || entry(pos).iFirstChild != 0) return false;
     if (text == nullptr) text = "";
     KrString content;
     if (cdata != 0 && std::strstr(text, "]]>") == nullptr)
         content = KrString("<![CDATA[") + text + "]]>";
     else
         content = x_TextToDoc(text, false);
-    const PosEntry& e = x_Pos(pos);
+    const PosEntry& e = entry(pos);
     const bool empty = e.nStartR == e.nEndL + 1;
     int offset;
     int replaced;
@@ -1194,7 +1206,7 @@ bool KrMarkup::x_SetData(int pos, const char* text, int cdata)
     {
         offset = e.nEndL;
         replaced = 1;
-        splice = x_OpenEmpty(pos) + content + "</" + x_GetTagName(pos);
+        splice = openEmpty(pos) + content + "</" + x_GetTagName(pos);
     }
     else
     {
@@ -1208,8 +1220,8 @@ bool KrMarkup::x_SetData(int pos, const char* text, int cdata)
     {
         const int open =
             splice.GetLength() - content.GetLength() - 2 - x_GetTagName(pos).GetLength();
-        x_Pos(pos).nStartR = offset + open - 1;
-        x_Pos(pos).nEndL = offset + open + content.GetLength();
+        entry(pos).nStartR = offset + open - 1;
+        entry(pos).nEndL = offset + open + content.GetLength();
     }
     return true;
 }
@@ -1227,15 +1239,15 @@ unsigned char KrMarkup::SetChildData(const char* data, int cdata)
 bool KrMarkup::x_RemoveElem(int pos)
 {
     if (pos == 0) return false;
-    const int parent = x_Pos(pos).iParent;
-    const int previous = x_PrevSibling(pos);
-    const int offset = x_Pos(pos).nStartL;
-    const int length = x_WhitespaceEnd(x_Pos(pos).nEndR + 1) - offset;
+    const int parent = entry(pos).iParent;
+    const int previous = previousSibling(pos);
+    const int offset = entry(pos).nStartL;
+    const int length = whitespaceEnd(entry(pos).nEndR + 1) - offset;
     if (previous != 0)
-        x_Pos(previous).iNextSibling = x_Pos(pos).iNextSibling;
+        entry(previous).iNextSibling = entry(pos).iNextSibling;
     else
-        x_Pos(parent).iFirstChild = x_Pos(pos).iNextSibling;
-    x_MarkRemoved(pos);
+        entry(parent).iFirstChild = entry(pos).iNextSibling;
+    markRemoved(pos);
     x_DocChange(offset, length, KrString());
     if (parent == 0)
     {
@@ -1252,8 +1264,8 @@ bool KrMarkup::x_RemoveElem(int pos)
 unsigned char KrMarkup::RemoveElem()
 {
     const int pos = m_iPos;
-    const int previous = pos != 0 ? x_PrevSibling(pos) : 0;
-    const bool root = pos != 0 && x_Pos(pos).iParent == 0;
+    const int previous = pos != 0 ? previousSibling(pos) : 0;
+    const bool root = pos != 0 && entry(pos).iParent == 0;
     if (!x_RemoveElem(pos)) return 0;
     if (!root) x_SetPos(m_iPosParent, previous, 0);
     return 1;
@@ -1262,7 +1274,7 @@ unsigned char KrMarkup::RemoveElem()
 unsigned char KrMarkup::RemoveChildElem()
 {
     const int pos = m_iPosChild;
-    const int previous = pos != 0 ? x_PrevSibling(pos) : 0;
+    const int previous = pos != 0 ? previousSibling(pos) : 0;
     if (!x_RemoveElem(pos)) return 0;
     x_SetPos(m_iPosParent, m_iPos, previous);
     return 1;

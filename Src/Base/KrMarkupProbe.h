@@ -26,21 +26,21 @@ public:
     {
         const KrMarkupProbe index(edited);
         const KrMarkupProbe fresh(edited.GetDoc().Cstr());
-        int i = index.x_Pos(0).iFirstChild;
-        int j = fresh.x_Pos(0).iFirstChild;
+        int i = index.entry(0).iFirstChild;
+        int j = fresh.entry(0).iFirstChild;
         if ((i == 0) != (j == 0)) return "root presence differs";
         while (i != 0)
         {
-            const std::string where = index.Describe(i);
-            const PosEntry& a = index.x_Pos(i);
-            const PosEntry& b = fresh.x_Pos(j);
+            const std::string where = index.describe(i);
+            const PosEntry& a = index.entry(i);
+            const PosEntry& b = fresh.entry(j);
             if (a.nStartL != b.nStartL || a.nStartR != b.nStartR || a.nEndL != b.nEndL ||
                 a.nEndR != b.nEndR)
-                return "offsets differ at " + where + " vs " + fresh.Describe(j);
-            if (a.nReserved != 0) return "removed element still linked: " + where;
-            if (a.iFirstChild != 0 && index.x_Pos(a.iFirstChild).iParent != i)
+                return "offsets differ at " + where + " vs " + fresh.describe(j);
+            if (a.nReserved != PosLinked) return "removed element still linked: " + where;
+            if (a.iFirstChild != 0 && index.entry(a.iFirstChild).iParent != i)
                 return "bad parent link under " + where;
-            if (index.Attributes(i) != fresh.Attributes(j)) return "attributes differ at " + where;
+            if (index.attributes(i) != fresh.attributes(j)) return "attributes differ at " + where;
             if ((a.iFirstChild == 0) != (b.iFirstChild == 0)) return "children differ at " + where;
             if (a.iFirstChild != 0)
             {
@@ -48,40 +48,40 @@ public:
                 j = b.iFirstChild;
                 continue;
             }
-            while (i != 0 && index.x_Pos(i).iNextSibling == 0)
+            while (i != 0 && index.entry(i).iNextSibling == 0)
             {
-                if (fresh.x_Pos(j).iNextSibling != 0)
+                if (fresh.entry(j).iNextSibling != 0)
                     return "fresh parse has more siblings after " + where;
-                i = index.x_Pos(i).iParent;
-                j = fresh.x_Pos(j).iParent;
+                i = index.entry(i).iParent;
+                j = fresh.entry(j).iParent;
             }
             if (i == 0) break;
-            if (fresh.x_Pos(j).iNextSibling == 0)
-                return "index has more siblings after " + index.Describe(i);
-            if (index.x_Pos(index.x_Pos(i).iNextSibling).iParent != index.x_Pos(i).iParent)
-                return "bad sibling link after " + index.Describe(i);
-            i = index.x_Pos(i).iNextSibling;
-            j = fresh.x_Pos(j).iNextSibling;
+            if (fresh.entry(j).iNextSibling == 0)
+                return "index has more siblings after " + index.describe(i);
+            if (index.entry(index.entry(i).iNextSibling).iParent != index.entry(i).iParent)
+                return "bad sibling link after " + index.describe(i);
+            i = index.entry(i).iNextSibling;
+            j = fresh.entry(j).iNextSibling;
         }
         return std::string();
     }
 
 private:
-    std::string Describe(int pos) const
+    std::string describe(int pos) const
     {
-        const PosEntry& e = x_Pos(pos);
+        const PosEntry& e = entry(pos);
         return "<" + std::string(x_GetTagName(pos)) + "> #" + std::to_string(pos) + " [" +
                std::to_string(e.nStartL) + "," + std::to_string(e.nStartR) + "," +
                std::to_string(e.nEndL) + "," + std::to_string(e.nEndR) + "]";
     }
 
     // Tag name, then name=value of each attribute, as the readers see them.
-    std::string Attributes(int pos) const
+    std::string attributes(int pos) const
     {
         std::string all = x_GetTagName(pos);
         TokenPos token;
         token.szDoc = m_strDoc.c_str();
-        token.nNext = x_Pos(pos).nStartL + 1;
+        token.nNext = entry(pos).nStartL + 1;
         for (int n = 0; n < 64 && x_FindAttrib(token, nullptr, n == 0 ? 1 : 0); ++n)
         {
             const std::string name = x_GetToken(token);

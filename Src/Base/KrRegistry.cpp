@@ -1,13 +1,12 @@
 #include "Base/KrRegistry.h"
 
-#include <cstdlib>
-
 #include "Base/KrCore.h"
 #include "Base/KrFile.h"
 #include "Base/KrFileStream.h"
 #include "Base/KrMarkup.h"
 #include "Base/KrToolkit.h"
 #include "Base/Platform/KrPlatformFile.h"
+#include "Base/Platform/KrPlatformSystem.h"
 
 namespace KRN
 {
@@ -149,7 +148,7 @@ KrRegistry& KrRegistry::Root()
 
 KrString KrRegistry::XmlPath()
 {
-    const char* configured = std::getenv("KRN_CONFIG_DIR");
+    const char* configured = Platform::EnvironmentValue("KRN_CONFIG_DIR");
     if (configured != nullptr && configured[0] != '\0')
     {
         KrString dir(configured);

@@ -277,7 +277,7 @@ size_t KrStream::loadRun(void* pData, size_t nBytes, unsigned int nElement)
                 break;
             }
         }
-        // A refill that hit the end of a file may have set status 1 while still delivering
+        // A refill that hit the end of a file may have set KrStreamLoadError while delivering
         // bytes: those are moved before the loop stops.
         const size_t nRun = std::min(nBytes, nHave) / nElement * nElement;
         std::memcpy(pDest + nMoved, m_pRead, nRun);

@@ -20,7 +20,6 @@ bool isHighByte(char c) { return (static_cast<unsigned char>(c) & 0x80) != 0; }
 char asciiUpper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 char asciiLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-// Length of s up to its first zero byte.
 size_t zeroTerminatedLength(const std::string& s)
 {
     const void* zero = std::memchr(s.data(), 0, s.size());

@@ -20,7 +20,7 @@ const char16_t kBlanks[] = u"\t\r\n ";
 char16_t asciiUpper(char16_t c) { return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 32) : c; }
 char16_t asciiLower(char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c; }
 
-// Charset 1 stands for the system's charset in wide conversions.
+// DEFAULT_CHARSET stands for the system's charset in wide conversions.
 KrTextCodec::Charset resolved(KrTextCodec::Charset charset)
 {
     return charset == KrTextCodec::DEFAULT_CHARSET ? KrToolkit::GetCurCharset() : charset;

@@ -1,9 +1,6 @@
 #include "Base/KrTextCodec.h"
 
-#include <iconv.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <cstdint>
 #include <cstring>
@@ -11,20 +8,19 @@
 #include <string>
 
 #include "Base/KrString.h"
+#include "Base/Platform/KrPlatformCodec.h"
 
 namespace KRN
 {
 
 namespace
 {
-iconv_t closedDescriptor() { return reinterpret_cast<iconv_t>(-1); }
-
 // Five output bytes per input byte hold the longest expansion among the table's charsets (one
 // byte becoming a UCS-4 unit). Output lengths are int, so larger inputs are refused.
 constexpr size_t kBytesPerInputByte = 5;
 constexpr size_t kMaxInputLength = static_cast<size_t>(INT_MAX) / kBytesPerInputByte;
 
-// Each refill of the output buffer makes iconv redo part of its internal steps; a megabyte
+// Each refill of the output buffer makes the converter redo part of its internal steps; a megabyte
 // keeps that cost small while the buffer stays in cache.
 constexpr size_t kChunkSize = 1 << 20;
 
@@ -78,19 +74,19 @@ KrTextCodec& KrTextCodec::operator=(const KrTextCodec& other)
 bool KrTextCodec::Open(const KrString& to, const KrString& from)
 {
     Close();
-    m_pDescriptor = iconv_open(to.Cstr(), from.Cstr());
+    m_pDescriptor = Platform::OpenConverter(to.Cstr(), from.Cstr());
     return IsOpen();
 }
 
 bool KrTextCodec::Open(Charset to, Charset from) { return Open(GetCharsetName(to), GetCharsetName(from)); }
 
-bool KrTextCodec::IsOpen() const { return m_pDescriptor != closedDescriptor(); }
+bool KrTextCodec::IsOpen() const { return m_pDescriptor != Platform::ClosedConverter(); }
 
 void KrTextCodec::Close()
 {
     if (!IsOpen()) return;
-    iconv_close(static_cast<iconv_t>(m_pDescriptor));
-    m_pDescriptor = closedDescriptor();
+    Platform::CloseConverter(m_pDescriptor);
+    m_pDescriptor = Platform::ClosedConverter();
 }
 
 bool KrTextCodec::Convert(KrString& out, const KrString& in)
@@ -130,13 +126,13 @@ bool KrTextCodec::appendConverted(std::string& out, const char* in, size_t lengt
 {
     // One pass converts through a buffer of at most a megabyte, so that the output is
     // written once into out and no scratch of the full output size is ever allocated or
-    // cleared. The output is capped at five bytes per input byte, as if iconv had been handed
-    // one buffer of that size.
+    // cleared. The output is capped at five bytes per input byte, as if the converter had been
+    // handed one buffer of that size.
     size_t outputBudget = length * kBytesPerInputByte;
     const size_t chunkSize = std::min(kChunkSize, outputBudget);
     std::unique_ptr<char[]> buffer(new char[chunkSize]);
     char* const chunk = buffer.get();
-    char* input = const_cast<char*>(in);
+    const char* input = in;
     size_t inputLeft = length;
     out.reserve(out.size() + length);
     while (inputLeft != 0 && outputBudget != 0)
@@ -144,13 +140,14 @@ bool KrTextCodec::appendConverted(std::string& out, const char* in, size_t lengt
         char* output = chunk;
         const size_t offered = std::min(chunkSize, outputBudget);
         size_t outputLeft = offered;
-        const size_t result =
-            iconv(static_cast<iconv_t>(m_pDescriptor), &input, &inputLeft, &output, &outputLeft);
+        const Platform::ConvertResult result =
+            Platform::Convert(m_pDescriptor, &input, &inputLeft, &output, &outputLeft);
         const size_t produced = offered - outputLeft;
         out.append(chunk, produced);
         outputBudget -= produced;
-        if (result == static_cast<size_t>(-1) && errno != E2BIG) break;  // invalid or truncated input
-        if (produced == 0 && result == static_cast<size_t>(-1)) break;    // the next character does not fit
+        if (result == Platform::ConvertResult::Invalid) break;
+        // A full buffer that took nothing: the next character alone does not fit.
+        if (result == Platform::ConvertResult::OutputFull && produced == 0) break;
     }
     return inputLeft == 0;
 }

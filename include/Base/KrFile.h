@@ -24,7 +24,7 @@ public:
         KrTime tmAccess;
         KrTime tmUpdate;  // last modification
         // Read as a 32-bit size and widened: files of 2 GiB or more are reported wrongly
-        // (modulo 4 GiB, as a signed 32-bit number). Keep: callers were written against it.
+        // (modulo 4 GiB, as a signed 32-bit number). Deliberate.
         long long nSize = 0;
     };
 
@@ -53,8 +53,8 @@ public:
 
     // ------------------------------------------------------------ path text
     // The path up to and including its last separator. Empty for an empty path or a bare name.
-    // With a drive and no separator it is the first three characters: "C:f" for "C:f.txt".
-    // Keep: callers were written against it.
+    // With a drive and no separator it is the first three characters: "C:f" for "C:f.txt",
+    // deliberately.
     static KrString GetDir(const KrString& path);
     static KrString GetName(const KrString& path);   // after the last separator or the drive
     // The name up to its last "."; a "." that starts the name does not count, so ".profile"

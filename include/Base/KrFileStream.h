@@ -1,7 +1,8 @@
 // KrFileStream: a KrStream over a file, with the stream buffer as its cache. Data moves to and
 // from the file only in whole-cache transfers (one write per flush, one read per refill).
-// A file that cannot be opened gives status 4 (loading) or 3 (saving); a failed write status 2,
-// a failed read or the end of the data status 1. Nothing here throws.
+// A file that cannot be opened gives KrStreamOpenLoadFailed or KrStreamOpenSaveFailed; a failed
+// write KrStreamSaveError, a failed read or the end of the data KrStreamLoadError. Nothing here
+// throws.
 //   KrFileStream file; file.Open("a.bin", KrStreamSave, 65536); file << n << name; file.Close();
 #pragma once
 
@@ -17,10 +18,11 @@ public:
     KrFileStream() = default;
     ~KrFileStream() override;  // closes an open file, flushing a save first
 
-    // Direction 2 opens the file read-only; 1 opens it read-write, created when missing (owner
-    // read and write permission) and emptied; 3 the same without emptying. Any other direction
-    // opens no file. Then a cache of nBufferSize bytes is allocated: when that fails the result
-    // is false with status 5 and the file stays open until Close or destruction.
+    // KrStreamLoad opens the file read-only; KrStreamSave opens it read-write, created when
+    // missing (owner read and write permission) and emptied; KrStreamLoadSave the same without
+    // emptying. Any other direction opens no file. Then a cache of nBufferSize bytes is
+    // allocated: when that fails the result is false with KrStreamNoMemory and the file stays
+    // open until Close or destruction.
     unsigned char Open(const char* pszFileName, KrStreamDirection dir, unsigned int nBufferSize = 65536);
     unsigned char IsOpen() const { return m_hFile != -1 ? 1 : 0; }
     // Flush (inherited) writes the pending bytes of a save; while loading it writes nothing.
@@ -28,7 +30,7 @@ public:
     // any failure is on record (a full disk shows here at the latest).
     unsigned char Close() override;
     // Seeks the file (whence passed through); the cache is written out or dropped. A failed
-    // seek gives status 2 while saving, 1 while loading.
+    // seek gives KrStreamSaveError while saving, KrStreamLoadError while loading.
     unsigned char SetPosition(long long nOffset, KrWhence whence) override;
     // The file's size, found by seeking to its end and back.
     unsigned long long GetLength() override;
@@ -37,7 +39,7 @@ public:
 
 protected:
     unsigned int WriteBuffer(unsigned int nNeeded) override;
-    // Reaching the end of the file is an error (status 1) only for a load that still lacks
+    // Reaching the end of the file is an error (KrStreamLoadError) only for a load that lacks
     // bytes: a load that finds exactly what it needs in the cache succeeds.
     unsigned int ReadBuffer(unsigned int nNeeded) override;
     void SetSignLoadSave(int bSave) override;
@@ -50,7 +52,7 @@ private:
     void writePending();  // until the cache is empty or a write fails
     void dropUnread();    // forgets cached bytes not yet loaded; the file steps back over them
 
-    int m_nLastMode = 0;  // 0 load, 1 save; direction 3 only
+    int m_nLastMode = 0;  // 0 load, 1 save; KrStreamLoadSave only
     int m_hFile = -1;
 };
 

@@ -45,6 +45,7 @@ public:
     const KrString& GetError() const { return m_strError; }
 
     // Raw bytes in and out: no declaration, byte-order mark or line-end conversion is added.
+    // Both go through KrFileStream; a file that Save creates gets owner read and write only.
     unsigned char Load(const char* path);
     unsigned char Save(const char* path);
 
@@ -112,6 +113,27 @@ public:
     unsigned char RemoveChildElem();
 
 protected:
+    // The element index, the parsing cursor and the x_ operations below are the design that
+    // derived classes build on: their names, fields and meanings are a contract, kept as they are.
+
+    // What x_ParseNode finds at a scan position. Bit values, so that kinds combine into a mask.
+    enum NodeKind : int
+    {
+        NodeNone = 0,  // end of text, an end tag, or an unterminated special node
+        NodeElement = 1,
+        NodeText = 2,        // character data that is not only whitespace
+        NodeWhitespace = 4,  // whitespace only, up to the next '<' or the end
+        NodeCData = 8,       // <![CDATA[ ... ]]>
+        NodeProcessingInstruction = 16,  // <? ... ?>
+        NodeComment = 32,                // <!-- ... -->
+        NodeDeclaration = 64             // any other <! ... > (DOCTYPE and the like)
+    };
+    // Values of PosEntry::nReserved.
+    enum PosFlag : int
+    {
+        PosLinked = 0,  // the element is in the document
+        PosRemoved = 1  // the element was removed; its index is never reused
+    };
     // One element: offsets into the text and links by index. Eight 32-bit fields, 32 bytes.
     struct PosEntry
     {
@@ -119,7 +141,7 @@ protected:
         int nStartR;    // '>' of the start tag
         int nEndL;      // '<' of the end tag; the '/' of "<a/>"
         int nEndR;      // '>' of the end tag; nStartR for "<a/>"
-        int nReserved;  // 0; 1 once the element was removed
+        int nReserved;  // a PosFlag
         int iParent;
         int iFirstChild;
         int iNextSibling;
@@ -139,19 +161,20 @@ protected:
         int iMain;
         int iChild;
     };
+    // Index i lives in segment i >> kSegmentBits at slot i & (kSegmentSize - 1).
     static constexpr int kSegmentBits = 16;
     static constexpr int kSegmentSize = 1 << kSegmentBits;
 
-    PosEntry& x_Pos(int i) { return m_segments[i >> kSegmentBits][i & (kSegmentSize - 1)]; }
-    const PosEntry& x_Pos(int i) const
+    PosEntry& entry(int i) { return m_segments[i >> kSegmentBits][i & (kSegmentSize - 1)]; }
+    const PosEntry& entry(int i) const
     {
         return m_segments[i >> kSegmentBits][i & (kSegmentSize - 1)];
     }
+
     bool x_ParseDoc();
-    int x_ParseElem(int parent, int scanFrom);
-    static int x_ParseNode(TokenPos& token);
+    int x_ParseElem(int parent);
+    static NodeKind x_ParseNode(TokenPos& token);
     static bool x_FindToken(TokenPos& token);
-    bool x_TokenMatches(const TokenPos& token, const char* name) const;
     int x_FindElem(int parent, int after, const char* name) const;
     bool x_FindAttrib(TokenPos& token, const char* name, int skipTagName) const;
     KrString x_GetToken(const TokenPos& token) const;
@@ -163,10 +186,9 @@ protected:
     KrString x_TextFromDoc(int first, int last) const;
     bool x_AddElem(const char* name, const char* data, bool insert, bool child);
     bool x_AddSubDoc(const char* text, bool insert, bool child);
-    bool x_AddRoot(const KrString& text);
-    bool x_PlaceNew(const KrString& elementText, bool insert, bool child, const KrMarkup* fragment);
     bool x_SetAttrib(int pos, const char* name, const char* value);
     bool x_SetData(int pos, const char* text, int cdata);
+    static KrString x_CreateNode(const char* name, const char* data);
     bool x_RemoveElem(int pos);
     int x_LocateNew(int parent, int current, bool insert) const;
     void x_Adjust(int pos, int threshold, int shift, bool afterOnly);
@@ -174,12 +196,8 @@ protected:
     void x_AllocPosArray(int count);
     int x_GetFreePos();
     void x_SetPos(int parent, int main, int child);
+    void x_PosInsert(int pos, int parent, int previous, int next);
     int x_ParseError(const char* format, const KrString& argument);
-    int x_WhitespaceEnd(int offset) const;
-    KrString x_OpenEmpty(int pos) const;
-    int x_PrevSibling(int pos) const;
-    void x_MarkRemoved(int pos);
-    bool x_IsLive(int pos) const;
 
     KrString m_strDoc;
     KrString m_strError;
@@ -187,10 +205,20 @@ protected:
     int m_iPos = 0;
     int m_iPosChild = 0;
     int m_iPosFree = 1;
-    int m_nNodeType = 0;
+    NodeKind m_nNodeType = NodeNone;
     std::map<std::string, SavedPos> m_mapSavedPos;
     std::vector<std::unique_ptr<PosEntry[]>> m_segments;
     int m_nPosAllocated = 0;
+
+private:
+    bool tokenMatches(const TokenPos& token, const char* name) const;
+    bool addRoot(const KrString& text);
+    bool placeNew(const KrString& elementText, bool insert, bool child, const KrMarkup* fragment);
+    int whitespaceEnd(int offset) const;
+    KrString openEmpty(int pos) const;
+    int previousSibling(int pos) const;
+    void markRemoved(int pos);
+    bool isLinked(int pos) const;
 };
 
 }  // namespace KRN

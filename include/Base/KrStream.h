@@ -76,9 +76,8 @@ public:
         m_nStatus = status;
     }
 
-    // Size of the buffer in bytes.
     unsigned int GetSpace() const { return static_cast<unsigned int>(m_pBufEnd - m_pBufBegin); }
-    // Resizes a buffer the stream owns (status 5 when that fails), keeping both cursors at
+    // Resizes a buffer the stream owns (KrStreamNoMemory when that fails), keeping both cursors at
     // their offsets, clamped to the new end. Does nothing when the status is not OK, for a
     // caller's buffer, or when the size is already nSize.
     void SetSpace(unsigned int nSize);
@@ -139,8 +138,9 @@ protected:
 
     // False (nothing changed) when already open. With pBuffer the stream works in the caller's
     // nSize bytes and never frees them; nSize 0xFFFFFFFF means "unbounded", which here reaches
-    // 4 GiB - 1 past pBuffer. Without pBuffer it allocates nSize zero bytes (status 5 and false
-    // on failure). Both cursors start at the buffer begin; position, length and status are reset.
+    // 4 GiB - 1 past pBuffer. Without pBuffer it allocates nSize zero bytes (KrStreamNoMemory
+    // and false on failure). Both cursors start at the buffer begin; position, length and
+    // status are reset.
     unsigned char Open(KrStreamDirection dir, unsigned int nSize, unsigned char* pBuffer);
 
     // Called when a save needs nNeeded bytes more than fit after the write cursor; returns the
@@ -150,7 +150,7 @@ protected:
     // the shortfall, 0 when exactly enough are there); returns the bytes now available. Base
     // form: marks the whole buffer as data and returns its size.
     virtual unsigned int ReadBuffer(unsigned int nNeeded);
-    // In direction 3, called with 1 before each save and 0 before each load.
+    // In KrStreamLoadSave, called with 1 before each save and 0 before each load.
     virtual void SetSignLoadSave(int bSave);
     // Offered a bulk run of at least a whole buffer while the buffer holds no pending or unread
     // bytes: a stream may move whole buffers of it straight between pData and its target, in
@@ -280,8 +280,8 @@ private:
     }
 
     bool canPassThrough(size_t nBytes, unsigned int nElement) const;
-    bool makeRoom(unsigned int nBytes);  // WriteBuffer for one value; status 2 when short
-    bool refill(unsigned int nBytes);    // ReadBuffer for one value; status 1 when short
+    bool makeRoom(unsigned int nBytes);  // WriteBuffer for one value; KrStreamSaveError when short
+    bool refill(unsigned int nBytes);    // ReadBuffer for one value; KrStreamLoadError when short
     // The checked load of one value: where its nBytes lie, the cursor and position already
     // past them, or null (variable untouched) when the status is or becomes non-zero.
     unsigned char* takeForLoad(unsigned int nBytes);
@@ -294,8 +294,8 @@ private:
 // A KrString goes out as its byte count and its stored bytes, in its own encoding: no
 // terminator, no charset conversion. Loading keeps the string's charset tag.
 KRN_API KrStream& operator<<(KrStream& stream, const KrString& text);
-// A count larger than the data ends with status 1; the string then holds the bytes that were
-// there. Memory is taken as the bytes arrive, never for the whole claimed count up front.
+// A count larger than the data ends with KrStreamLoadError; the string then holds the bytes
+// that were there. Memory is taken as the bytes arrive, never for the whole claimed count up front.
 KRN_API KrStream& operator>>(KrStream& stream, KrString& text);
 // The byte count is twice the units before the terminating zero unit, then those bytes as
 // they lie in memory.

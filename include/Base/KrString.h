@@ -8,7 +8,7 @@
 //
 // Two behaviours to keep in mind:
 // - Copying from another KrString (copy, assignment, +=, +) copies up to its first zero byte.
-// - Substrings (Left, Mid, Right, Span...) always come back tagged with charset 1.
+// - Substrings (Left, Mid, Right, Span...) always come back tagged with DEFAULT_CHARSET.
 #pragma once
 
 #include <cstdarg>
@@ -26,7 +26,7 @@ class KRN_API KrString : public std::string
 public:
     using Charset = KrTextCodec::Charset;
 
-    // Every constructor but the copy constructor tags the string with charset 1.
+    // Every constructor but the copy constructor tags the string with DEFAULT_CHARSET.
     KrString() = default;
     KrString(const std::string& s) : std::string(s) {}
     KrString(std::string&& s) noexcept : std::string(std::move(s)) {}
@@ -166,7 +166,7 @@ private:
     Charset m_nCharset = KrTextCodec::DEFAULT_CHARSET;
 };
 
-// These give a new string with charset 1.
+// These give a new string with DEFAULT_CHARSET.
 KRN_API KrString operator+(char c, const KrString& s);
 KRN_API KrString operator+(const char* s, const KrString& t);
 

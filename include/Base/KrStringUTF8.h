@@ -20,7 +20,7 @@ class KRN_API KrStringUTF8 : public std::string
 public:
     KrStringUTF8() = default;
     // UTF-8 form of text (all its bytes) read as charset, cut at the first zero the conversion
-    // gives; invalid input gives an empty object. Charset 1 means GB18030 here, not the
+    // gives; invalid input gives an empty object. DEFAULT_CHARSET means GB18030 here, not the
     // system's charset. The converter is created on the first call and kept for the process:
     // later calls reuse it WHATEVER charset they pass. Every call shares that one converter, so
     // threads that construct concurrently must serialise.
@@ -39,7 +39,8 @@ class KRN_API KrStringUCS2LE : public KrArray<unsigned short>
 {
 public:
     KrStringUCS2LE() { Add(0); }  // only the terminator
-    // UCS-2LE form of text read as charset (charset 1 means GB18030 here, not the system's).
+    // UCS-2LE form of text read as charset (DEFAULT_CHARSET means GB18030 here, not the
+    // system's).
     KrStringUCS2LE(const KrString& text, KrTextCodec::Charset charset);
 
     // The units converted into charset, trailing zero bytes removed.

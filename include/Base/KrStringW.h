@@ -7,7 +7,7 @@
 // - Split always splits on a set of units and APPENDS to out, which is not emptied first.
 // - MakeUpper/MakeLower/MakeInverse return nothing; MakeInverse reverses units (surrogate
 //   pairs are not kept together).
-// - Conversions read charset 1 as the charset of the system (KrToolkit::GetCurCharset).
+// - Conversions read DEFAULT_CHARSET as the charset of the system (KrToolkit::GetCurCharset).
 #pragma once
 
 #include <string>
@@ -31,7 +31,7 @@ public:
     KrStringW(Base&& s) noexcept : Base(std::move(s)) {}
     KrStringW(const char16_t* s);         // null gives an empty string
     KrStringW(const char16_t* s, int n);  // the first n units; null or n < 0 gives empty
-    // The text read in charset 1, that is the system's charset: FromString(text, 1).
+    // The text read in the system's charset: FromString(text, DEFAULT_CHARSET).
     KrStringW(const KrString& text);
     KrStringW(const KrStringW&) = default;
     KrStringW(KrStringW&&) noexcept = default;
@@ -98,11 +98,12 @@ public:
     // number of pieces appended.
     int Split(KrArray<KrStringW>& out, const KrStringW& delimiters) const;
 
-    // The text in charset (1 means the system's). The result is tagged with charset 1 whatever
+    // The text in charset (DEFAULT_CHARSET means the system's), tagged DEFAULT_CHARSET whatever
     // charset was asked for; a failed conversion gives an empty string.
     KrString ToString(Charset charset) const;
-    // Replaces the content by text read as charset (the argument, not text's own charset; 1
-    // means the system's), up to the first zero unit. Invalid text leaves this string empty.
+    // Replaces the content by text read as charset (the argument, not text's own charset;
+    // DEFAULT_CHARSET means the system's), up to the first zero unit. Invalid text leaves this
+    // string empty.
     void FromString(const KrString& text, Charset charset);
 
 private:

@@ -74,12 +74,13 @@ public:
     bool Convert(KrString& out, const KrString& in);
     bool Convert(KrString& out, const char* in, int length);  // null in fails unless length is 0
 
-    // The iconv name of a charset. 0, 1, 134 and every code not in the table give "GB18030";
-    // 255 shares "MACINTOSH" with 77.
+    // The iconv name of a charset. ANSI_CHARSET, DEFAULT_CHARSET, GB2312_CHARSET and every code
+    // not in the table give "GB18030"; OEM_CHARSET shares "MACINTOSH" with MAC_CHARSET.
     static KrString GetCharsetName(Charset charset);
     // The charset whose name is contained (ignoring case) in name, testing in a fixed order, so
-    // "CP12501" reads as 238; "ZH" alone is 134 and anything unknown is 1. Not the inverse of
-    // GetCharsetName: the name of 1 reads back as 134.
+    // "CP12501" reads as EASTEUROPE_CHARSET; "ZH" alone is GB2312_CHARSET and anything unknown
+    // DEFAULT_CHARSET. Not the inverse of GetCharsetName: the name of DEFAULT_CHARSET reads back
+    // as GB2312_CHARSET.
     static Charset GetCharset(const KrString& name);
 
 private:

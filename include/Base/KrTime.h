@@ -109,8 +109,7 @@ public:
     //   m d H M S  two digits each: month, day, hour, minute, second
     //   X  "HH:MM:SS"             B  a full English month name, any case
     //   b  a three-letter month abbreviation, any case, counted from 0: "Jan" gives month 0,
-    //      which is rejected, and every later month lands one month early. Keep: parsed
-    //      texts depend on it.
+    //      which is rejected, and every later month lands one month early (deliberate).
     //   space , - :  skip one character of the text, whatever it is
     //   %  ignored, so "%Y" and "Y" are the same
     // Both texts are trimmed of blanks first. Digits that are not a number read as 0. Returns

@@ -76,7 +76,7 @@ public:
 
     // <?xml version="1.0" encoding="..."?> with the name of the system's charset; no line break.
     static KrString GetXmlFileHeader();
-    // Returns text unchanged: a hook kept for callers.
+    // Returns text unchanged; the second argument is not used.
     static KrString AdjustXmlString(KrString text, int);
     // Trims text in place (the caller sees it trimmed), splits it on any byte of separators1,
     // splits each piece on any byte of separators2 and puts every non-empty piece in out, which

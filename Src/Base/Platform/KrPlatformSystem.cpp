@@ -63,6 +63,8 @@ int AnsiCodePage() { return CodePageOfLocale(localeName()); }
 
 int CurrentProcessId() { return static_cast<int>(getpid()); }
 
+const char* EnvironmentValue(const char* name) { return name != nullptr ? std::getenv(name) : nullptr; }
+
 void* OpenLibrary(const char* path)
 {
     if (path == nullptr) return nullptr;

@@ -14,6 +14,9 @@ int CodePageOfLocale(const char* locale);
 
 int CurrentProcessId();
 
+// The value of an environment variable, or null when it is not set.
+const char* EnvironmentValue(const char* name);
+
 // dlopen(RTLD_NOW) / dlsym / dlclose; null or false on failure, null arguments included.
 void* OpenLibrary(const char* path);
 void* LibrarySymbol(void* library, const char* name);

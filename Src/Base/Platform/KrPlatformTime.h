@@ -11,8 +11,8 @@ namespace KRN::Platform
 
 // Seconds since 1 January 1970 00:00 UTC.
 long long CurrentUnixTime();
-// Local broken-down time of unixTime (localtime_r). Refuses, as the 64-bit runtime conversion
-// the library was written against does, values before 1970 and after the year 3000.
+// Local broken-down time of unixTime (localtime_r). Refuses values before 1970 and after the
+// year 3000, the range the library's time conversion accepts on every platform.
 bool ToLocalTime(long long unixTime, std::tm& fields);
 // strftime into buffer; 0 when the text is empty or does not fit.
 size_t FormatTime(char* buffer, size_t size, const char* format, const std::tm& fields);

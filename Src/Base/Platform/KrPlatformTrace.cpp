@@ -27,11 +27,13 @@ void TraceOutput(const char* text)
         sink(text);
         return;
     }
-    if (traceToStandardError())
-    {
-        std::fputs(text, stderr);
-        std::fflush(stderr);
-    }
+    if (traceToStandardError()) ErrorOutput(text);
+}
+
+void ErrorOutput(const char* text)
+{
+    std::fputs(text, stderr);
+    std::fflush(stderr);
 }
 
 }  // namespace KRN::Platform

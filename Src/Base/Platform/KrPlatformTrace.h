@@ -9,5 +9,7 @@ namespace KRN::Platform
 
 void SetTraceSink(KrTraceSink sink);
 void TraceOutput(const char* text);
+// Writes text to standard error at once, whatever the trace settings.
+void ErrorOutput(const char* text);
 
 }  // namespace KRN::Platform
