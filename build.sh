@@ -28,6 +28,7 @@ TEST_PACKAGES=(
 BENCH_PACKAGES=(
     libbenchmark-dev                # bench/
     libpugixml-dev libtinyxml2-dev  # peers of bench_KrMarkup
+    libabsl-dev                     # peer of bench_KrHash (absl::flat_hash_map)
 )
 CLANG_PACKAGES=(
     clang  # ./build.sh fuzz (libFuzzer) and ./build.sh clang

@@ -41,6 +41,20 @@ void FileName_Fnmatch(benchmark::State& state)
     for (auto _ : state) benchmark::DoNotOptimize(fnmatch("*.shp", "roads_2024_final.shp", 3));
 }
 
+// A name of 64 bytes against a pattern with several wildcards and a class.
+const char kLongPattern[] = "*_[0-9][0-9]*_v?.sh?";
+const char kLongName[] = "survey/regional_roads_network_export_2024_11_23_final_v2.shp.xml";
+void LongName_ZoBase(benchmark::State& state)
+{
+    const KrString pattern(kLongPattern);
+    const KrString name(kLongName);
+    for (auto _ : state) benchmark::DoNotOptimize(KrFile::Match(pattern, name, 0));
+}
+void LongName_Fnmatch(benchmark::State& state)
+{
+    for (auto _ : state) benchmark::DoNotOptimize(fnmatch(kLongPattern, kLongName, 0));
+}
+
 // Serial date to calendar fields, against gmtime_r on the matching seconds.
 void Calendar_ZoBase(benchmark::State& state)
 {
@@ -69,5 +83,7 @@ BENCHMARK(Pathological_ZoBase)->Name("Match/ZoBase")->Arg(10000);
 BENCHMARK(Pathological_Fnmatch)->Name("Match/Fnmatch")->Arg(10000);
 BENCHMARK(FileName_ZoBase)->Name("MatchFileName/ZoBase");
 BENCHMARK(FileName_Fnmatch)->Name("MatchFileName/Fnmatch");
+BENCHMARK(LongName_ZoBase)->Name("Match64/ZoBase");
+BENCHMARK(LongName_Fnmatch)->Name("Match64/Fnmatch");
 BENCHMARK(Calendar_ZoBase)->Name("Calendar/ZoBase");
 BENCHMARK(Calendar_Gmtime)->Name("Calendar/Gmtime");

@@ -1,5 +1,6 @@
-// KrHash<KrString> against std::unordered_map<std::string, std::string> on the same 1 M
-// distinct 12-byte keys: inserts, hits and misses.
+// KrHash<KrString> against std::unordered_map<std::string, std::string> and, when Abseil is
+// installed, absl::flat_hash_map<std::string, std::string> on the same 1 M distinct 12-byte
+// keys: inserts, hits and misses.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -8,6 +9,10 @@
 #include <vector>
 
 #include "Base/ZoBase.h"
+
+#ifdef ZOBASE_BENCH_ABSL
+#include <absl/container/flat_hash_map.h>
+#endif
 
 using namespace KRN;
 
@@ -56,13 +61,14 @@ void Insert_ZoBase(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * kKeys);
 }
 
-void Insert_Std(benchmark::State& state)
+template <class Map>
+void Insert_Peer(benchmark::State& state)
 {
     const auto& k = keys(false);
     const std::string value("value");
     for (auto _ : state)
     {
-        std::unordered_map<std::string, std::string> table;
+        Map table;
         for (const std::string& key : k) table[key] = value;
         benchmark::DoNotOptimize(table.size());
     }
@@ -85,10 +91,10 @@ void Lookup_ZoBase(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * kKeys);
 }
 
-template <bool kMissing>
-void Lookup_Std(benchmark::State& state)
+template <class Map, bool kMissing>
+void Lookup_Peer(benchmark::State& state)
 {
-    std::unordered_map<std::string, std::string> table;
+    Map table;
     for (const std::string& key : keys(false)) table[key] = "value";
     const auto& probe = keys(kMissing);
     std::string value;
@@ -109,11 +115,19 @@ void Lookup_Std(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * kKeys);
 }
 
+using StdMap = std::unordered_map<std::string, std::string>;
+
 }  // namespace
 
 BENCHMARK(Insert_ZoBase)->Name("Insert1M/ZoBase")->Unit(benchmark::kMillisecond);
-BENCHMARK(Insert_Std)->Name("Insert1M/Std")->Unit(benchmark::kMillisecond);
+BENCHMARK(Insert_Peer<StdMap>)->Name("Insert1M/Std")->Unit(benchmark::kMillisecond);
 BENCHMARK(Lookup_ZoBase<false>)->Name("LookupHit1M/ZoBase")->Unit(benchmark::kMillisecond);
-BENCHMARK(Lookup_Std<false>)->Name("LookupHit1M/Std")->Unit(benchmark::kMillisecond);
+BENCHMARK(Lookup_Peer<StdMap, false>)->Name("LookupHit1M/Std")->Unit(benchmark::kMillisecond);
 BENCHMARK(Lookup_ZoBase<true>)->Name("LookupMiss1M/ZoBase")->Unit(benchmark::kMillisecond);
-BENCHMARK(Lookup_Std<true>)->Name("LookupMiss1M/Std")->Unit(benchmark::kMillisecond);
+BENCHMARK(Lookup_Peer<StdMap, true>)->Name("LookupMiss1M/Std")->Unit(benchmark::kMillisecond);
+#ifdef ZOBASE_BENCH_ABSL
+using SwissMap = absl::flat_hash_map<std::string, std::string>;
+BENCHMARK(Insert_Peer<SwissMap>)->Name("Insert1M/Abseil")->Unit(benchmark::kMillisecond);
+BENCHMARK(Lookup_Peer<SwissMap, false>)->Name("LookupHit1M/Abseil")->Unit(benchmark::kMillisecond);
+BENCHMARK(Lookup_Peer<SwissMap, true>)->Name("LookupMiss1M/Abseil")->Unit(benchmark::kMillisecond);
+#endif

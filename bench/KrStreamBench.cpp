@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -84,6 +85,44 @@ void LoadUInt_Vector(benchmark::State& state)
             pos += 4;
         }
         benchmark::DoNotOptimize(values.data());
+    }
+}
+
+// The per-value load against the loop a reader would inline by hand over the same bytes:
+// every value checked against the end, summed so that nothing is stored per value.
+void LoadSum_ZoBase(benchmark::State& state)
+{
+    std::vector<unsigned char> wire = wireOfCounting();
+    for (auto _ : state)
+    {
+        KrMemoryStream in;
+        in.Open(KrStreamLoad, static_cast<unsigned int>(wire.size()), wire.data());
+        unsigned int sum = 0;
+        for (unsigned int i = 0; i < kValues; ++i)
+        {
+            unsigned int value = 0;
+            in >> value;
+            sum += value;
+        }
+        benchmark::DoNotOptimize(sum);
+        if (in.GetStatus() != KrStreamOK) state.SkipWithError("load failed");
+    }
+}
+void LoadSum_InlineLoop(benchmark::State& state)
+{
+    const std::vector<unsigned char> wire = wireOfCounting();
+    for (auto _ : state)
+    {
+        const unsigned char* p = wire.data();
+        const unsigned char* const end = p + wire.size();
+        unsigned int sum = 0;
+        for (unsigned int i = 0; i < kValues; ++i)
+        {
+            if (end - p < 4) throw std::runtime_error("short data");
+            sum += p[0] | p[1] << 8 | p[2] << 16 | static_cast<unsigned int>(p[3]) << 24;
+            p += 4;
+        }
+        benchmark::DoNotOptimize(sum);
     }
 }
 
@@ -217,6 +256,8 @@ BENCHMARK(SaveUInt_ZoBase)->Name("SaveUInt/ZoBase")->Unit(benchmark::kMillisecon
 BENCHMARK(SaveUInt_Vector)->Name("SaveUInt/Vector")->Unit(benchmark::kMillisecond);
 BENCHMARK(LoadUInt_ZoBase)->Name("LoadUInt/ZoBase")->Unit(benchmark::kMillisecond);
 BENCHMARK(LoadUInt_Vector)->Name("LoadUInt/Vector")->Unit(benchmark::kMillisecond);
+BENCHMARK(LoadSum_ZoBase)->Name("LoadSum/ZoBase")->Unit(benchmark::kMillisecond);
+BENCHMARK(LoadSum_InlineLoop)->Name("LoadSum/InlineLoop")->Unit(benchmark::kMillisecond);
 BENCHMARK(BulkSave_ZoBase)->Name("BulkSave/ZoBase")->Unit(benchmark::kMillisecond);
 BENCHMARK(BulkSave_Memcpy)->Name("BulkSave/Memcpy")->Unit(benchmark::kMillisecond);
 BENCHMARK(FileWrite_ZoBase)->Name("FileWrite/ZoBase")->Unit(benchmark::kMillisecond)->Iterations(3);

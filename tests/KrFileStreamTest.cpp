@@ -243,3 +243,32 @@ TEST_F(KrFileStreamTest, ShortArrayLoadStopsAtTheSameElementAsFromMemory)
         EXPECT_EQ(next, 24) << cache;
     }
 }
+
+// Values read one by one straddle every refill of a 6-byte cache: each lands exactly, and the
+// position counts every byte as it would without the buffer.
+TEST_F(KrFileStreamTest, BufferedLoadsAcrossRefillsKeepValuesAndPosition)
+{
+    std::string bytes;
+    for (int i = 0; i < 40; ++i) bytes += static_cast<char>(i);
+    write("counting.bin", bytes);
+    KrFileStream in;
+    ASSERT_TRUE(in.Open(path("counting.bin").c_str(), KrStreamLoad, 6));
+    unsigned long long nExpected = 0;
+    for (int i = 0; i < 9; ++i)
+    {
+        unsigned int value = 0;
+        in >> value;
+        const unsigned int b = 4u * i;
+        EXPECT_EQ(value, b | (b + 1) << 8 | (b + 2) << 16 | (b + 3) << 24) << i;
+        nExpected += 4;
+        EXPECT_EQ(in.GetPosition(), nExpected);
+    }
+    EXPECT_EQ(in.GetLength(), 40u);
+    unsigned short last = 0;
+    in >> last;
+    EXPECT_EQ(last, 36 | 37 << 8);
+    EXPECT_EQ(in.GetPosition(), 38u);
+    in >> last >> last;
+    EXPECT_EQ(in.GetStatus(), KrStreamLoadError);
+    EXPECT_EQ(last, 38 | 39 << 8);
+}

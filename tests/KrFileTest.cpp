@@ -250,6 +250,66 @@ TEST(KrFileTest, MatchAgreesWithFnmatchOnPatternsWithoutGroups)
     EXPECT_GT(compared, 45000);
 }
 
+TEST(KrFileTest, FileNameModeRefusesABackslashToEveryWildcard)
+{
+    const unsigned FILENAME = KrFile::MATCH_FILENAME, NOESCAPE = KrFile::MATCH_NOESCAPE,
+                   PERIOD = KrFile::MATCH_PERIOD;
+    const std::tuple<const char*, const char*, unsigned, unsigned char> cases[] = {
+        {"x?y", "x\\y", FILENAME, 0},
+        {"x?y", "x\\y", 0, 1},
+        {"x[\\\\]y", "x\\y", FILENAME, 0},
+        {"x[\\\\]y", "x\\y", 0, 1},
+        {"x[!a]y", "x\\y", FILENAME, 0},
+        {"x[!a]y", "x\\y", 0, 1},
+        {"x\\\\y", "x\\y", FILENAME, 1},
+        {"x\\y", "x\\y", FILENAME | NOESCAPE, 1},
+        // After a backslash separator a "." is leading, as after "/".
+        {"x\\?y", "x\\.y", FILENAME | NOESCAPE | PERIOD, 0},
+        {"x\\[.]y", "x\\.y", FILENAME | NOESCAPE | PERIOD, 0},
+        {"x\\.y", "x\\.y", FILENAME | NOESCAPE | PERIOD, 1},
+        {"x\\?y", "x\\.y", FILENAME | NOESCAPE, 1},
+        {"x\\?y", "x\\.y", NOESCAPE | PERIOD, 1},
+    };
+    for (const auto& [pattern, name, flags, expected] : cases)
+    {
+        EXPECT_EQ(KrFile::Match(pattern, name, flags), expected)
+            << pattern << " / " << name << " flags " << flags;
+        // The same through the automaton that long names and groups take.
+        EXPECT_EQ(KrFile::Match(std::string("(") + pattern + ")", name, flags), expected)
+            << "(" << pattern << ") / " << name << " flags " << flags;
+    }
+}
+
+// A pattern inside one group means the same, but runs through the automaton: both ways of
+// matching must agree, also on the backslash separators and flags fnmatch does not know.
+TEST(KrFileTest, ShortNameMatchAgreesWithTheAutomaton)
+{
+    std::mt19937 random(5);
+    const char* const tokens[] = {"*",     "*",       "?",   "a",    "b",    ".",
+                                  "/",     "\\\\",    "\\a", "[ab]", "[!a]", "[.]",
+                                  "[a-c]", "[\\\\/]", "A",   "[",    "\\"};
+    auto randomName = [&]
+    {
+        std::string name(random() % 9, ' ');
+        for (char& c : name) c = "abcA./\\"[random() % 7];
+        return name;
+    };
+    for (int i = 0; i < 40000; ++i)
+    {
+        std::string pattern;
+        for (int n = static_cast<int>(random() % 7); n > 0; --n) pattern += tokens[random() % 17];
+        const std::string name = randomName();
+        const unsigned flags = random() % 32 & ~unsigned(KrFile::MATCH_LEADING_DIR);
+        // A lone trailing "\" (an odd run) would escape the closing ")" of the group.
+        const size_t run = pattern.size() - 1 - pattern.find_last_not_of('\\');  // npos: all
+        const bool lone = (flags & KrFile::MATCH_NOESCAPE) == 0 && run % 2 == 1;
+        const std::string grouped = "(" + pattern + (lone ? "\\)" : ")");
+        ASSERT_EQ(KrFile::Match(pattern.c_str(), name.c_str(), flags),
+                  KrFile::Match(grouped.c_str(), name.c_str(), flags))
+            << "pattern [" << pattern << "] name [" << name << "] flags " << flags;
+    }
+}
+
 // ---------------------------------------------------------------- directories and files
 
 TEST_F(KrFileDirTest, ListFilesFiltersByKindHiddenStateAndPattern)

@@ -159,3 +159,35 @@ TEST(KrHashTest, IterationToleratesWildPositions)
     h.GetNextAssoc(pos, key, value);
     EXPECT_EQ(key, "one");
 }
+
+// Keys chosen so that every one has the same home slot in any table of up to 4096 slots: they
+// differ only in their probe steps, so a lookup that walked another path than the insertion
+// would lose them.
+TEST(KrHashTest, KeysSharingOneHomeSlotAreAllFound)
+{
+    const auto home = [](const KrString& key)
+    {
+        const unsigned int h = key.HashVal();
+        return (h ^ (h >> 13)) & 0xFFFu;
+    };
+    std::vector<KrString> inserted, absent;
+    for (int i = 0; inserted.size() < 300 || absent.size() < 50; ++i)
+    {
+        KrString key(("k" + std::to_string(i)).c_str());
+        if (home(key) != 0x5A5u) continue;
+        (inserted.size() < 300 ? inserted : absent).push_back(key);
+    }
+    KrHash<KrString> table;
+    for (const KrString& key : inserted) table.SetAt(key, key + "=v");
+    ASSERT_EQ(table.GetCount(), 300);
+    KrString value;
+    for (const KrString& key : inserted)
+    {
+        ASSERT_TRUE(table.Lookup(key, value)) << key.Cstr();
+        EXPECT_EQ(value, key + "=v");
+    }
+    for (const KrString& key : absent) EXPECT_FALSE(table.Lookup(key, value)) << key.Cstr();
+    table.SetAt(inserted[150], "again");  // found again on its own path, not added twice
+    EXPECT_EQ(table.GetCount(), 300);
+    EXPECT_EQ(table[inserted[150]], "again");
+}

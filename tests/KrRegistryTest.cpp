@@ -1,8 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <map>
 #include <string>
 #include <vector>
@@ -274,5 +278,44 @@ TEST_F(KrRegistryTest, TheShippedConfigurationHasTheLibraryTexts)
     {
         KrString value;
         EXPECT_EQ(const_cast<KrHash<KrString>&>(log).Lookup(key, value), 1) << key;
+    }
+}
+
+TEST_F(KrRegistryTest, WritesThroughAMissingResultDoNotShowInLaterOnes)
+{
+    const KrRegistry registry = fromText(kAllTypes);
+    registry.Obj("nope1").SetAt("Key", "leaked");
+    EXPECT_EQ(registry.Obj("nope2").GetCount(), 0);
+    registry.Seq("nope1").Add("leaked");
+    EXPECT_EQ(registry.Seq("nope2").GetSize(), 0);
+    registry.ObjSeq("nope1").Add(KrHash<KrString>());
+    EXPECT_EQ(registry.ObjSeq("nope2").GetSize(), 0);
+    registry.SubReg("nope1").SetValue("depth", "leaked");
+    EXPECT_EQ(registry.SubReg("nope2").Value("depth"), "");
+    registry.SubFile("nope1").SetValue("x", "leaked");
+    EXPECT_EQ(registry.SubFile("nope2").Value("x"), "");
+    EXPECT_EQ(registry.SubReg("nested").SubReg("nope").Values().GetCount(), 0);
+}
+
+// Each entry must come back empty at once: reading a FIFO without a writer would wait forever,
+// a device could be read without end.
+TEST_F(KrRegistryTest, ExternalEntriesThatAreNotRegularFilesLoadEmpty)
+{
+    const std::string fifo = (m_dir / "fifo.xml").string();
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const std::string document = "<r><fifo type=\"external\">" + fifo + "</fifo>" +
+                                 "<zero type=\"external\">/dev/zero</zero>" +
+                                 "<dir type=\"external\">" + m_dir.string() + "</dir></r>";
+    const KrRegistry registry = fromText(document.c_str());
+    for (const char* name : {"fifo", "zero", "dir"})
+    {
+        auto load = std::async(std::launch::async,
+                               [&registry, name] { return registry.SubFile(name).Name(); });
+        if (load.wait_for(std::chrono::seconds(10)) != std::future_status::ready)
+        {
+            std::ofstream{fifo};  // lets a reader stuck on the FIFO go
+            ADD_FAILURE() << name << " blocked";
+        }
+        EXPECT_EQ(load.get(), "") << name;
     }
 }

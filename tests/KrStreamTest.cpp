@@ -263,3 +263,84 @@ TEST(KrStreamTest, ConcreteStreamsChainWithTheirOwnType)
     static_assert(std::is_same_v<decltype(text >> std::declval<short&>()), KrFileStdio&>);
     EXPECT_EQ(memory.SwapBytes(), __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? 1 : 0);
 }
+
+TEST(KrStreamTest, CloseLeavesLengthZeroAndZeroSizeOpenGrowsByTheShortfall)
+{
+    KrMemoryStream out;
+    out.Open(KrStreamSave, 0);
+    out << 'a';
+    EXPECT_EQ(out.GetSpace(), 1u);
+    out << 7;
+    EXPECT_EQ(out.GetSpace(), 5u);
+    EXPECT_EQ(out.GetLength(), 5u);
+    EXPECT_TRUE(out.Close());
+    EXPECT_EQ(out.GetLength(), 0u);
+
+    unsigned char bytes[8] = {1, 0, 0, 0, 2, 0, 0, 0};
+    KrMemoryStream in;
+    in.Open(KrStreamLoad, sizeof bytes, bytes);
+    int value = 0;
+    in >> value;
+    EXPECT_TRUE(in.Close());
+    EXPECT_EQ(in.GetLength(), 0u);
+}
+
+// Loads that take their bytes straight from the buffer must leave the stream exactly as
+// checked loads do: the oracle is the sum of the value sizes and the hand-written bytes.
+TEST(KrStreamTest, BufferedLoadsKeepPositionStatusAndEveryRule)
+{
+    unsigned char bytes[24];
+    for (unsigned i = 0; i < sizeof bytes; ++i) bytes[i] = static_cast<unsigned char>(i + 1);
+    const auto opened = [&bytes](KrMemoryStream& in)
+    { in.Open(KrStreamLoad, sizeof bytes, bytes); };
+
+    KrMemoryStream in;
+    opened(in);
+    unsigned int u = 0;
+    short s = 0;
+    long long ll = 0;
+    in >> u >> s >> ll;
+    EXPECT_EQ(u, 0x04030201u);
+    EXPECT_EQ(s, 0x0605);
+    EXPECT_EQ(ll, 0x0E0D0C0B0A090807LL);
+    EXPECT_EQ(in.GetPosition(), 14u);
+    EXPECT_EQ(in.GetLength(), 14u);
+    EXPECT_TRUE(in.SetPosition(-2, KrFromCurrent));  // from the derived position
+    in >> s;
+    EXPECT_EQ(s, 0x0E0D);
+    in.SetError(KrStreamLoadError);  // a status set from outside stops the next load
+    s = -1;
+    in >> s;
+    EXPECT_EQ(s, -1);
+    EXPECT_EQ(in.GetPosition(), 14u);
+
+    // Loads up to the last byte, then one more fails without touching the variable.
+    KrMemoryStream all;
+    opened(all);
+    long long parts[3] = {};
+    all >> parts[0] >> parts[1] >> parts[2];
+    EXPECT_EQ(all.GetStatus(), KrStreamOK);
+    EXPECT_EQ(parts[2], 0x1817161514131211LL);
+    char c = '?';
+    all >> c;
+    EXPECT_EQ(all.GetStatus(), KrStreamLoadError);
+    EXPECT_EQ(c, '?');
+    EXPECT_EQ(all.GetPosition(), 24u);
+
+    // A save between loads continues from the same position; TakeBuffer keeps it.
+    KrMemoryStream mixed;
+    mixed.Open(KrStreamSave, 4);
+    mixed << 1 << 2 << 3;
+    int first = 0;
+    mixed >> first >> first;  // in direction 1 the saved bytes can be loaded back
+    EXPECT_EQ(first, 2);
+    mixed << 4;
+    EXPECT_EQ(mixed.GetPosition(), 24u);
+    unsigned char* pBuffer = nullptr;
+    unsigned int nSize = 0;
+    mixed.TakeBuffer(pBuffer, nSize);
+    EXPECT_EQ(mixed.GetPosition(), 24u);
+    EXPECT_EQ(std::memcmp(pBuffer + 12, "\4\0\0\0", 4), 0);
+    void* block = pBuffer;
+    krfree(&block);
+}

@@ -221,3 +221,63 @@ TEST(KrTextCodecTest, ConvertMakesNoFlushingCall)
     ASSERT_TRUE(codec.Convert(out, KrString(".")));
     EXPECT_EQ(out, "a.");
 }
+
+// ASCII runs between charsets that pass them through are written without iconv: cuts at the
+// runs must not change a byte, nor split a character whose trailing bytes are ASCII (GB18030's
+// four-byte forms end in a digit), nor hide an invalid or truncated one.
+TEST(KrTextCodecTest, AsciiRunsConvertAsIconvDoes)
+{
+    const std::string run(40, 'r');
+    const std::string gbFour = "\x81\x30\x81\x30";  // U+0080, digits as its second and fourth bytes
+    const std::string gbTwo = "\xd6\xd0";           // U+4E2D
+    const std::string gbLow = "\x81\x40";           // a two-byte form with an ASCII trailing byte
+    const std::pair<const char*, std::string> utf8Cases[] = {
+        {"plain", run},
+        {"mixed", run + kChineseUtf8 + run + kGreekUtf8 + "x" + run.substr(0, 17) + kKoreanUtf8},
+        {"edges", std::string(kChineseUtf8) + run + kChineseUtf8},
+        {"short runs", std::string("ab") + kChineseUtf8 + "cd" + kGreekUtf8 + "e"},
+        {"all bytes below 0x80",
+         []
+         {
+             std::string s;
+             for (int c = 0; c < 128; ++c) s += char(c);
+             return s + s;
+         }()},
+        {"invalid lead before a run", run + "\xe4" + run},
+        {"truncated at the end", run + "\xe4\xb8"},
+        {"stray continuation", run + "\x80" + run},
+    };
+    const char* const unicodeForms[] = {"UCS-2LE",  "UCS-2BE", "UCS-4LE", "UCS-4BE",
+                                        "UTF-16LE", "GB18030", "UTF-8"};
+    for (const auto& [label, text] : utf8Cases)
+        for (const char* to : unicodeForms)
+        {
+            KrTextCodec codec(to, "UTF-8");
+            KrString out("old");
+            const auto expected = IconvOracle(to, "UTF-8", text);
+            ASSERT_EQ(codec.Convert(out, bytesOf(text)), expected.has_value())
+                << label << " to " << to;
+            EXPECT_EQ(static_cast<const std::string&>(out), expected ? *expected : "old")
+                << label << " to " << to;
+        }
+
+    const std::pair<const char*, std::string> gbCases[] = {
+        {"four-byte form cut by a run", run + gbFour + run + gbFour + gbFour + run},
+        {"two-byte forms next to runs",
+         gbTwo + run + gbLow + run.substr(0, 20) + gbLow + "@" + run},
+        {"digits after a four-byte form", gbFour + "0123456789012345678901234567890123"},
+        {"lead byte cut off at the end", run + "\x81"},
+        {"lead byte before a run", run + "\x81\x30" + run},
+    };
+    for (const auto& [label, text] : gbCases)
+        for (const char* to : {"UTF-8", "UCS-2LE", "UCS-4BE"})
+        {
+            KrTextCodec codec(to, "GB18030");
+            KrString out("old");
+            const auto expected = IconvOracle(to, "GB18030", text);
+            ASSERT_EQ(codec.Convert(out, bytesOf(text)), expected.has_value())
+                << label << " to " << to;
+            EXPECT_EQ(static_cast<const std::string&>(out), expected ? *expected : "old")
+                << label << " to " << to;
+        }
+}

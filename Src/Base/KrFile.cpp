@@ -14,6 +14,9 @@ namespace KRN
 
 namespace
 {
+// Names of up to this many bytes are matched without building the automaton.
+constexpr size_t kDirectMatchLength = 64;
+
 bool isSeparator(char c) { return c == '/' || c == '\\'; }
 bool isAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 bool hasDrive(const KrString& path)
@@ -259,7 +262,17 @@ KrString KrFile::GetRelativePath(KrString base, KrString path)
 
 unsigned char KrFile::Match(const KrString& pattern, const KrString& name, unsigned int flags)
 {
-    Detail::WildcardMatcher matcher = matcherFor(pattern, flags);
+    const char* text = pattern.Cstr();
+    const size_t textLength = std::strlen(text);
+    const size_t nameLength = std::strlen(name.Cstr());
+    // Short names go faster without building the automaton, long ones with it.
+    if (nameLength <= kDirectMatchLength)
+    {
+        const int direct =
+            Detail::MatchWithoutGroups(text, textLength, name.Cstr(), nameLength, flags);
+        if (direct >= 0) return static_cast<unsigned char>(direct);
+    }
+    Detail::WildcardMatcher matcher(text, textLength, flags);
     return matches(matcher, name) ? 1 : 0;
 }
 

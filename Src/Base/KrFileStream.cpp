@@ -32,6 +32,7 @@ unsigned char KrFileStream::Open(const char* pszFileName, KrStreamDirection dir,
 
 unsigned char KrFileStream::Close()
 {
+    settleLoads();
     const bool bWasOpen = m_nDirection != KrStreamNone;
     if (bWasOpen && isSaving()) writePending();
     Platform::FileDescriptor(std::exchange(m_hFile, -1)).Close();
@@ -155,6 +156,7 @@ void KrFileStream::SetSignLoadSave(int bSave)
 
 unsigned char KrFileStream::SetPosition(long long nOffset, KrWhence whence)
 {
+    settleLoads();
     if (m_nStatus != KrStreamOK || m_hFile == -1) return 0;
     noteHighWater();
     const bool bSaving = isSaving();
@@ -178,6 +180,7 @@ unsigned char KrFileStream::SetPosition(long long nOffset, KrWhence whence)
 
 unsigned long long KrFileStream::GetLength()
 {
+    settleLoads();
     const unsigned long long nRemembered = m_nPosition;
     SetPosition(0, KrFromEnd);
     const unsigned long long nLength = m_nPosition;

@@ -15,7 +15,7 @@ bool writesFromBegin(KrStreamDirection dir) { return dir == KrStreamSave || dir 
 unsigned char KrMemoryStream::Open(KrStreamDirection dir, unsigned int nSize, unsigned char* pBuffer)
 {
     if (!KrStream::Open(dir, nSize, pBuffer)) return 0;
-    m_nGrowStep = nSize != 0 ? nSize : 1024;
+    m_nGrowStep = nSize;
     m_nLastMode = 0;
     if (!writesFromBegin(dir)) m_pWrite = m_pBufEnd;
     return 1;
@@ -29,6 +29,7 @@ unsigned char KrMemoryStream::Close()
 
 void KrMemoryStream::TakeBuffer(unsigned char*& pBuffer, unsigned int& nSize)
 {
+    settleLoads();
     pBuffer = m_pBufBegin;
     nSize = GetSpace();
     m_pBufBegin = m_pBufEnd = m_pWrite = m_pRead = nullptr;
@@ -37,7 +38,7 @@ void KrMemoryStream::TakeBuffer(unsigned char*& pBuffer, unsigned int& nSize)
 
 void KrMemoryStream::GiveBuffer(unsigned char* pBuffer, unsigned int nSize)
 {
-    freeOwnedBuffer();
+    freeOwnedBuffer();  // settles the loads too
     m_pBufBegin = pBuffer;
     m_pBufEnd = pBuffer != nullptr ? pBuffer + nSize : nullptr;
     m_bOwnsBuffer = pBuffer != nullptr ? 1 : 0;
@@ -61,6 +62,7 @@ bool KrMemoryStream::growTo(long long nTarget)
 
 unsigned char KrMemoryStream::SetPosition(long long nOffset, KrWhence whence)
 {
+    settleLoads();
     if (m_nStatus != KrStreamOK) return 0;
     noteHighWater();
     long long target = nOffset;

@@ -5,6 +5,7 @@
 #include "Base/KrFileStream.h"
 #include "Base/KrMarkup.h"
 #include "Base/KrToolkit.h"
+#include "Base/Platform/KrPlatformFile.h"
 #include "Base/Platform/KrPlatformSystem.h"
 
 namespace KRN
@@ -19,18 +20,42 @@ constexpr unsigned long long kMaxFileBytes = 256ull << 20;
 // Sub-registries nested deeper than this load as empty registries.
 constexpr int kMaxDepth = 64;
 
+// The result for a missing name: an empty object of the calling thread, emptied again on every
+// such lookup, so that nothing written through one shows up in a later one.
 template <class T>
-T& sharedEmpty()
+T& freshEmpty()
 {
-    static T empty;
+    static thread_local T empty;
+    empty = T();
     return empty;
+}
+
+// The whole of a regular file of at most kMaxFileBytes; false for anything else, and for a
+// file that could not be read to its end.
+bool readRegularFile(const KrString& path, KrString& text)
+{
+    Platform::FileDescriptor file = Platform::OpenRegularFile(path.Cstr());
+    if (!file.IsOpen()) return false;
+    const long long length = Platform::SeekFile(file.Get(), 0, KrFromEnd);
+    if (length < 0 || static_cast<unsigned long long>(length) > kMaxFileBytes ||
+        Platform::SeekFile(file.Get(), 0, KrFromBegin) != 0)
+        return false;
+    text.SetLength(static_cast<int>(length));
+    for (long long done = 0; done < length;)
+    {
+        const long long got = Platform::ReadFile(file.Get(), &text[static_cast<int>(done)],
+                                                 static_cast<size_t>(length - done));
+        if (got <= 0) return false;
+        done += got;
+    }
+    return true;
 }
 
 template <class T>
 T& findIn(const std::map<std::string, std::unique_ptr<T>>& table, const KrString& name)
 {
     auto found = table.find(name);
-    return found != table.end() ? *found->second : sharedEmpty<T>();
+    return found != table.end() ? *found->second : freshEmpty<T>();
 }
 
 // Reads the children of the current element as tag -> text.
@@ -156,7 +181,7 @@ KrString KrRegistry::GetSubFileName(const KrString& name) const { return m_hashE
 KrRegistry& KrRegistry::SubFile(const KrString& name) const
 {
     KrString path;
-    if (!m_hashExternals.Lookup(name, path)) return sharedEmpty<KrRegistry>();
+    if (!m_hashExternals.Lookup(name, path)) return freshEmpty<KrRegistry>();
 
     std::lock_guard<std::mutex> lock(m_mutexFiles);
     auto cached = m_tableLoadedFiles.find(path);
@@ -209,16 +234,8 @@ void KrRegistry::SetExternal(const KrString& name, const KrString& path)
 void KrRegistry::LoadFile(const KrString& path)
 {
     m_strFileName = path;
-    KrFileStream file;
-    if (!file.Open(path.Cstr(), KrStreamLoad, kFileBuffer)) return;
-    const unsigned long long length = file.GetLength();
-    if (length > kMaxFileBytes) return;
     KrString text;
-    text.SetLength(static_cast<int>(length));
-    if (length > 0) file.Load(&text[0], static_cast<unsigned int>(length));
-    const bool complete = file.GetStatus() == KrStreamOK;
-    file.Close();
-    if (complete) LoadDoc(text);
+    if (readRegularFile(path, text)) LoadDoc(text);
 }
 
 bool KrRegistry::enterRoot(KrMarkup& markup, const KrString& text)

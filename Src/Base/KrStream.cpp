@@ -32,6 +32,7 @@ KrStream::~KrStream() { freeOwnedBuffer(); }
 
 void KrStream::freeOwnedBuffer()
 {
+    settleLoads();
     if (m_bOwnsBuffer)
     {
         void* block = m_pBufBegin;
@@ -44,7 +45,7 @@ void KrStream::freeOwnedBuffer()
 unsigned char KrStream::Open(KrStreamDirection dir, unsigned int nSize, unsigned char* pBuffer)
 {
     if (m_nDirection != KrStreamNone) return 0;
-    freeOwnedBuffer();  // one handed in while closed
+    freeOwnedBuffer();  // settles the loads too  // one handed in while closed
     if (pBuffer != nullptr)
     {
         m_pBufBegin = pBuffer;
@@ -72,6 +73,7 @@ unsigned char KrStream::Open(KrStreamDirection dir, unsigned int nSize, unsigned
 
 unsigned char KrStream::Close()
 {
+    settleLoads();
     if (m_nDirection == KrStreamNone) return 0;
     freeOwnedBuffer();
     m_nLength = 0;
@@ -81,12 +83,14 @@ unsigned char KrStream::Close()
 
 unsigned char KrStream::Flush()
 {
+    settleLoads();
     WriteBuffer(0);
     return m_nStatus == KrStreamOK ? 1 : 0;
 }
 
 unsigned char KrStream::SetPosition(long long nOffset, KrWhence whence)
 {
+    settleLoads();
     if (m_nStatus != KrStreamOK) return 0;
     noteHighWater();
     if (whence == KrFromCurrent)
@@ -100,12 +104,14 @@ unsigned char KrStream::SetPosition(long long nOffset, KrWhence whence)
 
 unsigned long long KrStream::GetLength()
 {
+    settleLoads();
     noteHighWater();
     return m_nLength;
 }
 
 void KrStream::SetSpace(unsigned int nSize)
 {
+    settleLoads();
     const unsigned int nOldSize = GetSpace();
     if (m_nStatus != KrStreamOK || !m_bOwnsBuffer || nSize == nOldSize) return;
     const size_t readOffset = std::min<size_t>(m_pRead - m_pBufBegin, nSize);
@@ -165,6 +171,25 @@ bool KrStream::makeRoom(unsigned int nBytes)
     return true;
 }
 
+unsigned char* KrStream::takeForLoad(unsigned int nBytes)
+{
+    settleLoads();
+    if (m_nDirection == KrStreamLoadSave) SetSignLoadSave(0);
+    if (m_nStatus != KrStreamOK) return nullptr;
+    if (static_cast<size_t>(m_pWrite - m_pRead) <= nBytes && !refill(nBytes)) return nullptr;
+    unsigned char* pSource = m_pRead;
+    m_pRead = pSource + nBytes;
+    m_nPosition += nBytes;
+    // Direction 3 switches the buffer between saving and loading before every value, and a
+    // refill at the end of a file may deliver bytes with status 1: those loads stay checked.
+    if (m_nDirection != KrStreamLoadSave && m_nStatus == KrStreamOK)
+    {
+        m_pFastLoadEnd = m_pWrite;
+        m_pPositionMark = m_pRead;
+    }
+    return pSource;
+}
+
 bool KrStream::refill(unsigned int nBytes)
 {
     const unsigned int nHave = static_cast<unsigned int>(m_pWrite - m_pRead);
@@ -179,6 +204,7 @@ bool KrStream::refill(unsigned int nBytes)
 
 void KrStream::saveRun(const void* pData, size_t nBytes, unsigned int nElement)
 {
+    settleLoads();
     if (m_nDirection == KrStreamLoadSave) SetSignLoadSave(1);
     const unsigned char* pSource = static_cast<const unsigned char*>(pData);
     while (m_nStatus == KrStreamOK && nBytes > 0)
@@ -216,6 +242,7 @@ void KrStream::saveRun(const void* pData, size_t nBytes, unsigned int nElement)
 
 size_t KrStream::loadRun(void* pData, size_t nBytes, unsigned int nElement)
 {
+    settleLoads();
     if (m_nDirection == KrStreamLoadSave) SetSignLoadSave(0);
     unsigned char* pDest = static_cast<unsigned char*>(pData);
     size_t nMoved = 0;

@@ -174,6 +174,157 @@ size_t WildcardMatcher::compileClass(const char* pattern, size_t length, size_t 
     return at;
 }
 
+// ---------------------------------------------------------------- one match without groups
+
+namespace
+{
+// Whether c belongs to the class whose "[" is just before `at`; sets `end` after its "]". A
+// class without "]" matches nothing and takes the rest of the pattern.
+bool inClass(const char* pattern, size_t length, size_t at, unsigned char c, unsigned int flags,
+             size_t& end)
+{
+    const bool escaping = (flags & kNoEscape) == 0;
+    const bool fold = (flags & kCaseFold) != 0;
+    const unsigned char v = fold ? lower(c) : c;
+    auto fetch = [&](unsigned char& out)
+    {
+        if (at >= length) return false;
+        out = static_cast<unsigned char>(pattern[at++]);
+        if (out != '\\' || !escaping) return true;
+        if (at >= length) return false;
+        out = static_cast<unsigned char>(pattern[at++]);
+        return true;
+    };
+    const bool negate = at < length && (pattern[at] == '!' || pattern[at] == '^');
+    if (negate) ++at;
+    bool member = false;
+    while (at < length)
+    {
+        if (pattern[at] == ']')
+        {
+            end = at + 1;
+            return member != negate;
+        }
+        unsigned char first = 0;
+        if (!fetch(first)) break;
+        unsigned char last = first;
+        if (at + 1 < length && pattern[at] == '-' && pattern[at + 1] != ']')
+        {
+            ++at;
+            if (!fetch(last)) break;
+        }
+        const unsigned char lo = fold ? lower(first) : first;
+        const unsigned char hi = fold ? lower(last) : last;
+        if (lo <= v && v <= hi) member = true;
+    }
+    end = length;
+    return false;
+}
+}  // namespace
+
+int MatchWithoutGroups(const char* pattern, size_t patternLength, const char* name, size_t length,
+                       unsigned int flags)
+{
+    if ((flags & kLeadingDir) != 0) return -1;
+    for (size_t i = 0; i < patternLength; ++i)
+        if (pattern[i] == '(' || pattern[i] == ')' || pattern[i] == '|' || pattern[i] == ',')
+            return -1;
+    const bool fileName = (flags & kFileName) != 0;
+    const bool escaping = (flags & kNoEscape) == 0;
+    const bool fold = (flags & kCaseFold) != 0;
+    const auto leadingDot = [&](size_t n)
+    {
+        return name[n] == '.' &&
+               (n == 0 || (fileName && isSeparator(static_cast<unsigned char>(name[n - 1]))));
+    };
+    // The period rule holds until the first "*", and is off for the rest of the pattern.
+    bool periodRule = (flags & kPeriod) != 0;
+    size_t p = 0, n = 0;
+    size_t starP = 0, starN = 0;  // where to go on after the last "*" takes one byte more
+    bool starSeen = false;
+    // Lets the last "*" take bytes up to the first place from starN where what follows it can
+    // start: false when there is none. Only a literal after it, or its end, is looked ahead.
+    const auto advanceStar = [&]
+    {
+        if (starP == patternLength)
+        {
+            if (fileName)
+                for (size_t k = starN; k < length; ++k)
+                    if (isSeparator(static_cast<unsigned char>(name[k]))) return false;
+            starN = length;
+            return true;
+        }
+        unsigned char t = static_cast<unsigned char>(pattern[starP]);
+        if (t == '?' || t == '[') return true;
+        if (t == '\\' && escaping && starP + 1 < patternLength)
+            t = static_cast<unsigned char>(pattern[starP + 1]);
+        const unsigned char want = fold ? lower(t) : t;
+        for (; starN < length; ++starN)
+        {
+            const unsigned char c = static_cast<unsigned char>(name[starN]);
+            if ((fold ? lower(c) : c) == want) return true;
+            if (fileName && isSeparator(c)) return false;
+        }
+        return false;
+    };
+    for (;;)
+    {
+        if (p < patternLength && pattern[p] == '*')
+        {
+            // Not even an empty "*" starts on a leading "." under the period rule.
+            if (periodRule && n < length && leadingDot(n)) return 0;
+            while (p < patternLength && pattern[p] == '*') ++p;
+            periodRule = false;
+            starSeen = true;
+            starP = p;
+            starN = n;
+            if (!advanceStar()) return 0;
+            n = starN;
+            continue;
+        }
+        if (n < length && p < patternLength)
+        {
+            const unsigned char c = static_cast<unsigned char>(name[n]);
+            const unsigned char t = static_cast<unsigned char>(pattern[p]);
+            const bool wildcardMayTake =
+                !(fileName && isSeparator(c)) && !(periodRule && leadingDot(n));
+            size_t next = p + 1;
+            bool taken;
+            if (t == '?')
+                taken = wildcardMayTake;
+            else if (t == '[')
+                taken = inClass(pattern, patternLength, p + 1, c, flags, next) && wildcardMayTake;
+            else
+            {
+                unsigned char literal = t;
+                if (t == '\\' && escaping && p + 1 < patternLength)
+                {
+                    literal = static_cast<unsigned char>(pattern[p + 1]);
+                    next = p + 2;
+                }
+                taken = (fold ? lower(c) : c) == (fold ? lower(literal) : literal);
+            }
+            if (taken)
+            {
+                p = next;
+                ++n;
+                continue;
+            }
+        }
+        else if (n == length && p == patternLength)
+            return 1;
+        // A separator is matched only by a separator of the pattern, never by a "*" in
+        // file-name mode: an earlier "*" cannot help either.
+        if (!starSeen || starN == length ||
+            (fileName && isSeparator(static_cast<unsigned char>(name[starN]))))
+            return 0;
+        ++starN;
+        if (!advanceStar()) return 0;
+        p = starP;
+        n = starN;
+    }
+}
+
 // ---------------------------------------------------------------- running
 
 bool WildcardMatcher::consumes(const Node& node, bool periodRule, unsigned char c,

@@ -15,6 +15,12 @@
 namespace KRN::Detail
 {
 
+// One match without building anything, for patterns of "*", "?", classes and literals only
+// (no groups, no alternatives, no MATCH_LEADING_DIR; -1 for those): the usual single
+// backtracking point at the last "*", so at most name length times pattern length steps.
+int MatchWithoutGroups(const char* pattern, size_t patternLength, const char* name, size_t length,
+                       unsigned int flags);
+
 class WildcardMatcher
 {
 public:

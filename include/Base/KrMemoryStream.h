@@ -18,7 +18,7 @@ public:
 
     // KrStreamSave and KrStreamLoadSave start empty, to be written. KrStreamLoad treats the
     // whole buffer (the caller's bytes, or nSize zero bytes without one) as the data to load.
-    // The grow step of an owned buffer becomes nSize (1024 for nSize 0).
+    // The grow step of an owned buffer becomes nSize; with 0 it grows by exactly each shortfall.
     unsigned char Open(KrStreamDirection dir, unsigned int nSize, unsigned char* pBuffer = nullptr);
     unsigned char Close() override;
     // Targets are measured from the length (the high-water mark) for KrFromEnd.

@@ -4,8 +4,10 @@
 // Each child of the document's root is one entry; its case-insensitive "type" attribute picks
 // the table: value (the default), object, sequence, objectsequence, subreg (a nested registry
 // in the same file) or external (another XML file, loaded on first SubFile call).
-// Reading never fails: a missing name gives a shared empty table, array or registry (never
-// null). Those shared empties must not be written to.
+// Reading never fails: a missing name gives an empty table, array or registry (never null). It
+// belongs to the calling thread and is emptied again by its next lookup of a missing name, so
+// what is written through it is not kept. External files are read only when they are regular
+// files: an entry naming a FIFO, a device or a directory gives an empty registry.
 #pragma once
 
 #include <map>

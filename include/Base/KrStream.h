@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "Base/KrDefs.h"
@@ -61,10 +62,19 @@ public:
     // The high-water mark: the largest position reached by a save or load.
     virtual unsigned long long GetLength();
 
-    unsigned long long GetPosition() const { return m_nPosition; }
+    unsigned long long GetPosition() const
+    {
+        return m_pFastLoadEnd != nullptr
+                   ? m_nPosition + static_cast<size_t>(m_pRead - m_pPositionMark)
+                   : m_nPosition;
+    }
     KrStreamStatus GetStatus() const { return m_nStatus; }
     KrStreamDirection GetDirection() const { return m_nDirection; }
-    void SetError(KrStreamStatus status) { m_nStatus = status; }
+    void SetError(KrStreamStatus status)
+    {
+        settleLoads();
+        m_nStatus = status;
+    }
 
     unsigned int GetSpace() const { return static_cast<unsigned int>(m_pBufEnd - m_pBufBegin); }
     // Resizes a buffer the stream owns (KrStreamNoMemory when that fails), keeping both cursors at
@@ -151,11 +161,23 @@ protected:
 
     void freeOwnedBuffer();
     // The length field lags behind: saves and loads only move the position, which never goes
-    // back between repositionings. Call this before moving the position back and before
-    // reading m_nLength.
+    // back between repositionings. Call this (after settleLoads) before moving the position
+    // back and before reading m_nLength. A closed stream has length 0 until it is opened again.
     void noteHighWater()
     {
-        if (m_nLength < m_nPosition) m_nLength = m_nPosition;
+        if (m_nDirection != KrStreamNone && m_nLength < m_nPosition) m_nLength = m_nPosition;
+    }
+    // Single-value loads that find their bytes in the buffer move only the read cursor; the
+    // position catches up here. Every operation other than such a load calls this first, so a
+    // concrete stream that reads or moves the cursors, the position or the status outside its
+    // overrides of the hooks above must call it too.
+    void settleLoads()
+    {
+        if (m_pFastLoadEnd != nullptr)
+        {
+            m_nPosition += static_cast<size_t>(m_pRead - m_pPositionMark);
+            m_pFastLoadEnd = m_pPositionMark = nullptr;
+        }
     }
 
     unsigned char* m_pBufBegin = nullptr;
@@ -169,6 +191,11 @@ protected:
     unsigned char m_bOwnsBuffer = 0;
 
 private:
+    // While single-value loads may skip the checks: the end of the data they may take from,
+    // and the read cursor at which m_nPosition was last brought up to date. Both null otherwise.
+    unsigned char* m_pFastLoadEnd = nullptr;
+    unsigned char* m_pPositionMark = nullptr;
+
     friend KRN_API KrStream& operator>>(KrStream& stream, KrString& text);
     friend KRN_API KrStream& operator>>(KrStream& stream, KrStringUCS2LE& text);
 
@@ -210,6 +237,7 @@ private:
     template <class T>
     KrStream& saveValue(T value)
     {
+        settleLoads();
         if (m_nDirection == KrStreamLoadSave) SetSignLoadSave(1);
         if (m_nStatus == KrStreamOK)
         {
@@ -220,21 +248,22 @@ private:
         }
         return *this;
     }
+    // A load takes the value straight from the buffer while the last load left the stream
+    // open, OK and not in direction 3, nothing else happened since, and more than the value's
+    // bytes remain (with exactly that many, the refill is still asked for); the out-of-line
+    // path does everything else.
     template <class T>
     KrStream& loadValue(T& value)
     {
-        if (m_nDirection == KrStreamLoadSave) SetSignLoadSave(0);
-        if (m_nStatus == KrStreamOK)
-        {
-            // A refill is asked for even when exactly sizeof(T) bytes remain.
-            if (static_cast<size_t>(m_pWrite - m_pRead) <= sizeof(T) && !refill(sizeof(T))) return *this;
-            unsigned char* pSource = m_pRead;
+        unsigned char* pSource = m_pRead;
+        // A null end gives a negative difference: user-space addresses lie below 2^63.
+        if (reinterpret_cast<intptr_t>(m_pFastLoadEnd) - reinterpret_cast<intptr_t>(pSource) >
+            static_cast<intptr_t>(sizeof(T)))
             m_pRead = pSource + sizeof(T);
-            m_nPosition += sizeof(T);
-            // Stored last: the caller's variable may share its type with the status fields, and
-            // a store to it must not force them to be read again before the cursor moves.
-            value = fetch<T>(pSource);
-        }
+        else if ((pSource = takeForLoad(sizeof(T))) == nullptr)
+            return *this;
+        // Stored last: the caller's variable may share its type with the stream's fields.
+        value = fetch<T>(pSource);
         return *this;
     }
     template <class T>
@@ -253,6 +282,9 @@ private:
     bool canPassThrough(size_t nBytes, unsigned int nElement) const;
     bool makeRoom(unsigned int nBytes);  // WriteBuffer for one value; KrStreamSaveError when short
     bool refill(unsigned int nBytes);    // ReadBuffer for one value; KrStreamLoadError when short
+    // The checked load of one value: where its nBytes lie, the cursor and position already
+    // past them, or null (variable untouched) when the status is or becomes non-zero.
+    unsigned char* takeForLoad(unsigned int nBytes);
     // Bulk moves of whole elements of nElement bytes, reversed per element on a big-endian
     // host. The load returns the bytes it delivered.
     void saveRun(const void* pData, size_t nBytes, unsigned int nElement);

@@ -65,12 +65,13 @@ public:
     bool IsOpen() const;
     void Close();
 
-    // Converts all length bytes (zeros included). Succeeds only when every input byte was
-    // consumed; on failure (closed codec, invalid or truncated input, an input longer than
-    // INT_MAX / 5 bytes) returns false and leaves out untouched. On success out holds exactly
-    // the converted bytes; its charset member is not changed, callers set it. No final flushing
-    // call is made, so a decoder that holds back a character (CP1258 keeps a letter that a tone
-    // mark could follow) gives it out at the start of the next conversion on this codec.
+    // Converts all length bytes (zeros included). Runs of ASCII between UTF-8, GB18030 and the
+    // Unicode forms are converted without iconv, with the same result. Succeeds only when every
+    // input byte was consumed; on failure (closed codec, invalid or truncated input, an input
+    // longer than INT_MAX / 5 bytes) returns false and leaves out untouched. On success out holds
+    // exactly the converted bytes; its charset member is not changed, callers set it. No final
+    // flushing call is made, so a decoder that holds back a character (CP1258 keeps a letter that a
+    // tone mark could follow) gives it out at the start of the next conversion on this codec.
     bool Convert(KrString& out, const KrString& in);
     bool Convert(KrString& out, const char* in, int length);  // null in fails unless length is 0
 
@@ -85,8 +86,13 @@ public:
 
 private:
     bool appendConverted(std::string& out, const char* in, size_t length);
+    size_t appendThroughConverter(std::string& out, const char* in, size_t length,
+                                  size_t& outputBudget);
 
     void* m_pDescriptor = reinterpret_cast<void*>(-1);  // the iconv_t; all bits set when closed
+    // How ASCII comes out when both charsets are known to pass it through unchanged and
+    // statelessly (see KrTextCodec.cpp); 0 when every byte goes through the descriptor.
+    unsigned char m_nAsciiForm = 0;
 };
 
 }  // namespace KRN

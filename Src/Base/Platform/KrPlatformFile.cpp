@@ -59,6 +59,21 @@ FileDescriptor OpenFile(const char* path, FileAccess access)
     return FileDescriptor(retryOnInterrupt([&] { return ::open(path, flags, mode); }));
 }
 
+FileDescriptor OpenRegularFile(const char* path)
+{
+    if (path == nullptr || path[0] == '\0') return FileDescriptor();
+    const int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+    FileDescriptor file(retryOnInterrupt([&] { return ::open(path, flags); }));
+    struct stat status;
+    if (!file.IsOpen() || ::fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode))
+        return FileDescriptor();
+    // Reads block as usual from here on.
+    const int fileFlags = ::fcntl(file.Get(), F_GETFL);
+    if (fileFlags < 0 || ::fcntl(file.Get(), F_SETFL, fileFlags & ~O_NONBLOCK) != 0)
+        return FileDescriptor();
+    return file;
+}
+
 long long ReadFile(int fd, void* buffer, size_t size)
 {
     if (size > kMaxTransfer) size = kMaxTransfer;

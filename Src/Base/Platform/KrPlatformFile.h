@@ -39,6 +39,10 @@ enum class FileAccess
 
 // Binary open with close-on-exec; a null or empty path gives a descriptor that is not open.
 FileDescriptor OpenFile(const char* path, FileAccess access);
+// Read-only, and only when the path names a regular file (after symbolic links): a FIFO, a
+// device, a directory or a socket gives a descriptor that is not open. The type is checked on
+// the opened descriptor, and the open itself never waits for a FIFO's writer.
+FileDescriptor OpenRegularFile(const char* path);
 
 // One read(2) / write(2) of at most size bytes: the count moved, 0 at end of file, -1 on error.
 long long ReadFile(int fd, void* buffer, size_t size);
