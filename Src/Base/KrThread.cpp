@@ -219,6 +219,18 @@ struct KrThread::Record
     }
 };
 
+namespace
+{
+// A thread replaced by a second start runs on detached; its end no longer looks at the owner.
+template <class Record>
+void abandon(Record& record)
+{
+    record.claimed = true;
+    record.thread.Detach();
+    record.release();
+}
+}  // namespace
+
 KrThread::KrThread() = default;
 
 KrThread::~KrThread()
@@ -277,7 +289,7 @@ unsigned char KrThread::start(unsigned long stackSize)
     // The new thread cannot finish before its record is attached: its end takes this lock.
     KrMutexLock hold(attachLock());
     hold.lock();
-    if (m_hThread != nullptr && !m_hThread->claimed) m_hThread->release();
+    if (m_hThread != nullptr && !m_hThread->claimed) abandon(*m_hThread);
     m_hThread = nullptr;
     if (!record->thread.Start(stackSize, &KrThread::execute, record))
     {
