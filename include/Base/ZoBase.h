@@ -20,3 +20,4 @@
 #include "Base/KrFile.h"
 #include "Base/KrToolkit.h"
 #include "Base/KrRegistry.h"
+#include "Base/KrProgress.h"
