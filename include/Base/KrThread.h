@@ -37,7 +37,7 @@ public:
     unsigned char locked();
 
 private:
-    alignas(16) unsigned char m_aLock[64];  // the operating-system lock
+    alignas(16) unsigned char m_aLock[64];  // the lock, opaque here
 };
 
 // A guard over a KrMutex. It does NOT lock on construction: call lock() or trylock() once.
@@ -129,6 +129,7 @@ public:
     unsigned char wait(KrMutex& mutex, unsigned int deadlineNs);
 
 private:
+    bool hasWaiters();
     void leaveWait(int woken);
 
     Platform::EventPair* m_pEvents;  // event 0 signal (auto-reset), 1 broadcast (manual-reset)
