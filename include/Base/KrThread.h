@@ -106,9 +106,10 @@ private:
 
 // A condition built from two events, not a std::condition_variable: signal() wakes one waiter
 // and is LOST when nobody waits; broadcast() wakes every waiter and stays set until the last
-// of them resets it, so a thread that starts waiting before that also passes. Waits need not
-// hold the mutex in a loop against spurious wake-ups (there are none), but a signal may wake
-// a waiter that arrived after it was given.
+// of them resets it, so a thread that starts waiting before that also passes. A signal not yet
+// taken goes to whichever waiter comes first, possibly one that began waiting after it was
+// given (the thread that signalled, say): check the awaited state in a loop under the mutex,
+// and give each direction of a hand-over its own condition.
 class KRN_API KrCondition
 {
 public:
