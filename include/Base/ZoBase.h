@@ -16,6 +16,8 @@
 #include "Base/KrFileStdio.h"
 #include "Base/KrMarkup.h"
 #include "Base/KrTime.h"
+#include "Base/KrThread.h"
 #include "Base/KrFile.h"
 #include "Base/KrToolkit.h"
 #include "Base/KrRegistry.h"
+#include "Base/KrProgress.h"
