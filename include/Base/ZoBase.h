@@ -19,3 +19,4 @@
 #include "Base/KrFile.h"
 #include "Base/KrToolkit.h"
 #include "Base/KrRegistry.h"
+#include "Base/KrCompress.h"
