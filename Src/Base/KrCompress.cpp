@@ -7,6 +7,7 @@
 
 #include "Base/KrString.h"
 #include "Base/KrStringUTF8.h"
+#include "KrInflate.h"
 #include "KrLogRoute.h"
 
 namespace KRN
@@ -61,6 +62,15 @@ unsigned char KrCompress::Zip(unsigned char* pDest, unsigned int& nDestLen,
 unsigned char KrCompress::UnZip(unsigned char* pDest, unsigned int& nDestLen,
                                 const unsigned char* pSrc, unsigned int nSrcLen)
 {
+    // The fast decoder takes the well-formed streams that fit; zlib settles everything else,
+    // which gives every failure exactly zlib's result and partial output.
+    size_t expanded = 0;
+    if (pDest != nullptr && pSrc != nullptr && nDestLen > 0 &&
+        Detail::InflateZlibStream(pSrc, nSrcLen, pDest, nDestLen, expanded))
+    {
+        nDestLen = static_cast<unsigned int>(expanded);
+        return 1;
+    }
     uLongf written = nDestLen;
     const int result = uncompress(pDest, &written, pSrc, nSrcLen);
     nDestLen = static_cast<unsigned int>(written);
