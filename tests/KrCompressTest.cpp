@@ -190,6 +190,32 @@ TEST(KrCompress, UnZipExpandsStreamsOfEveryEncoderSetting)
     }
 }
 
+// Matches at every short distance, ending at every offset from the end of the destination.
+TEST(KrCompress, UnZipCopiesShortPeriodsUpToTheLastByte)
+{
+    std::mt19937 rng(8);
+    Bytes data;
+    for (int period = 1; period <= 20; ++period)
+    {
+        const Bytes unit = randomBytes(rng, static_cast<size_t>(period));
+        for (int i = 0; i < 300; ++i) data.push_back(unit[i % period]);
+        data.push_back(static_cast<unsigned char>(rng()));
+    }
+    for (size_t end = data.size() - 400; end <= data.size(); ++end)
+    {
+        const Bytes prefix(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(end));
+        Bytes stream(compressBound(prefix.size()));
+        uLongf length = stream.size();
+        ASSERT_EQ(compress2(stream.data(), &length, prefix.data(), prefix.size(), 9), Z_OK);
+        stream.resize(length);
+        for (size_t slack : {size_t{0}, size_t{7}, size_t{300}})
+        {
+            const Expanded got = krUnZip(stream, prefix.size() + slack);
+            ASSERT_TRUE(got.result && got.bytes == prefix) << end << " " << slack;
+        }
+    }
+}
+
 TEST(KrCompress, UnZipFailuresMatchUncompress)
 {
     const Bytes data = mixedData(70000, 4);

@@ -26,7 +26,8 @@ namespace
 
 using Entry = std::uint32_t;
 
-// Entry layout: bits 0-4 bits to consume, 5-7 kind, 8-11 extra bits, 16-31 value.
+// Entry layout: bits 0-5 bits to consume (so that a shift by the whole entry needs no mask on
+// x86), 6-8 kind, 9-12 extra bits, 16-31 value.
 enum Kind : Entry
 {
     kLiteral = 0,
@@ -39,26 +40,18 @@ enum Kind : Entry
 
 constexpr Entry makeEntry(Kind kind, unsigned value, unsigned extra, unsigned bits)
 {
-    return Entry{value} << 16 | Entry{extra} << 8 | Entry{kind} << 5 | bits;
+    return Entry{value} << 16 | Entry{extra} << 9 | Entry{kind} << 6 | bits;
 }
-inline unsigned bitsOf(Entry e)
-{
-    return e & 31;
-}
-inline unsigned kindOf(Entry e)
-{
-    return (e >> 5) & 7;
-}
-inline unsigned extraOf(Entry e)
-{
-    return (e >> 8) & 15;
-}
-inline unsigned valueOf(Entry e)
-{
-    return e >> 16;
-}
+// clang-format off
+inline unsigned bitsOf(Entry e) { return e & 63; }
+inline unsigned kindOf(Entry e) { return (e >> 6) & 7; }
+inline unsigned extraOf(Entry e) { return (e >> 9) & 15; }
+inline unsigned valueOf(Entry e) { return e >> 16; }
+// clang-format on
 
 constexpr unsigned kLitLenBits = 10;
+// Output room for the fast match copy: the longest match plus the copy's overrun.
+constexpr ptrdiff_t kCopyRoom = 258 + 16;
 constexpr unsigned kDistBits = 8;
 constexpr unsigned kMaxCodeBits = 15;
 constexpr int kMaxLitLen = 288;
@@ -195,7 +188,8 @@ class BitReader
 public:
     BitReader(const unsigned char* begin, const unsigned char* end) : m_pNext(begin), m_pEnd(end) {}
 
-    // At least 56 bits in the buffer afterwards.
+    // At least 56 bits counted in the buffer afterwards, and all 64 bits are the input's next
+    // bits: a lookup is right as long as it needs no more bits than the buffer still holds.
     void Refill()
     {
         if (m_pEnd - m_pNext >= 8)
@@ -207,7 +201,7 @@ public:
             m_nCount |= 56;
             return;
         }
-        while (m_nCount <= 56)
+        while (m_nCount < 56)
         {
             if (m_pNext < m_pEnd)
                 m_nBits |= std::uint64_t{*m_pNext++} << m_nCount;
@@ -215,12 +209,14 @@ public:
                 ++m_nPastEnd;
             m_nCount += 8;
         }
+        // As after a word load, the bits above the count are the next input bits.
+        if (m_pNext < m_pEnd) m_nBits |= std::uint64_t{*m_pNext} << m_nCount;
     }
 
     std::uint64_t Peek() const { return m_nBits; }
-    void Drop(unsigned n)
+    void Drop(unsigned n)  // n < 64
     {
-        m_nBits >>= n;
+        m_nBits >>= (n & 63);
         m_nCount -= n;
     }
     unsigned Take(unsigned n)  // n < 32, with n bits buffered
@@ -446,9 +442,9 @@ private:
                           m_tables->dist, distMeaning);
     }
 
-    static Entry lookup(const Entry* table, unsigned primaryBits, BitReader& in)
+    // The entry for the next code; consumes its bits and those of a second-level lookup.
+    static Entry decode(Entry e, const Entry* table, unsigned primaryBits, BitReader& in)
     {
-        Entry e = table[in.Peek() & ((1u << primaryBits) - 1)];
         if (kindOf(e) == kSubtable)
         {
             in.Drop(primaryBits);
@@ -458,8 +454,45 @@ private:
         return e;
     }
 
+    static Entry lookup(const Entry* table, unsigned primaryBits, BitReader& in)
+    {
+        return decode(table[in.Peek() & ((1u << primaryBits) - 1)], table, primaryBits, in);
+    }
+
+    // Copies a match of length bytes from distance back, with at least kCopyRoom bytes of room.
+    static void copyMatch(unsigned char* out, size_t distance, unsigned length)
+    {
+        const unsigned char* from = out - distance;
+        unsigned char* const stop = out + length;
+        if (distance < 8)
+        {
+            if (distance == 1)
+            {
+                std::memset(out, *from, length);
+                return;
+            }
+            // Lay down whole periods bytewise until one period multiple reaches eight bytes;
+            // from there every word repeats the word that many bytes before it.
+            const size_t step = (8 + distance - 1) / distance * distance;
+            for (size_t k = 0; k < step; ++k) out[k] = from[k];
+            from = out;
+            out += step;
+            if (out >= stop) return;
+        }
+        // Whole words, each read from bytes already written; the last may run up to fifteen
+        // bytes past the match.
+        do
+        {
+            std::memcpy(out, from, 8);
+            std::memcpy(out + 8, from + 8, 8);
+            out += 16, from += 16;
+        } while (out < stop);
+    }
+
     // Decodes one Huffman-coded block. The reader, the output cursor and the tables are held in
-    // locals: stores through the byte output could otherwise alias them and force reloads.
+    // locals: stores through the byte output could otherwise alias them and force reloads. The
+    // next code's entry is looked up before each refill, which leaves its bits in place, so that
+    // the refill is off the path from one code to the next.
     bool codedBlock()
     {
         BitReader in = m_in;
@@ -468,35 +501,43 @@ private:
         unsigned char* const begin = m_pBegin;
         unsigned char* const end = m_pEnd;
         unsigned char* out = m_pOut;
-        // Two literals or one match of at most 258 bytes per turn, plus the word copy's overrun.
-        constexpr ptrdiff_t kTurnRoom = 258 + 8;
+        constexpr unsigned kLitLenMask = (1u << kLitLenBits) - 1;
+        in.Refill();
+        Entry e = litLen[in.Peek() & kLitLenMask];
         for (;;)
         {
+            // Between two refills at most 48 bits go, so 16 valid bits remain for the lookup
+            // of the next code.
             in.Refill();
             if (in.FarPastEnd()) break;
-            Entry e = lookup(litLen, kLitLenBits, in);
+            e = decode(e, litLen, kLitLenBits, in);
             unsigned kind = kindOf(e);
             if (kind == kLiteral)
             {
-                if (end - out >= 2)
+                if (end - out < 3)
+                {
+                    if (out == end) break;
+                    *out++ = static_cast<unsigned char>(valueOf(e));
+                    e = litLen[in.Peek() & kLitLenMask];
+                    continue;
+                }
+                // Up to three literals (45 bits) per refill.
+                *out++ = static_cast<unsigned char>(valueOf(e));
+                e = lookup(litLen, kLitLenBits, in);
+                kind = kindOf(e);
+                if (kind == kLiteral)
                 {
                     *out++ = static_cast<unsigned char>(valueOf(e));
-                    // At least 41 bits are left: enough for one more literal or length code.
                     e = lookup(litLen, kLitLenBits, in);
                     kind = kindOf(e);
                     if (kind == kLiteral)
                     {
                         *out++ = static_cast<unsigned char>(valueOf(e));
+                        e = litLen[in.Peek() & kLitLenMask];
                         continue;
                     }
-                    in.Refill();
                 }
-                else
-                {
-                    if (out == end) break;
-                    *out++ = static_cast<unsigned char>(valueOf(e));
-                    continue;
-                }
+                in.Refill();
             }
             if (kind != kLength)
             {
@@ -509,26 +550,17 @@ private:
             const Entry d = lookup(dist, kDistBits, in);
             if (kindOf(d) != kDistance) break;
             const size_t distance = valueOf(d) + in.Take(extraOf(d));
+            e = litLen[in.Peek() & kLitLenMask];
             if (distance > static_cast<size_t>(out - begin)) break;
-            const unsigned char* from = out - distance;
-            if (end - out >= kTurnRoom && distance >= 8)
+            if (end - out >= kCopyRoom)
             {
-                // Whole words, each read from bytes already written; the last may run up to
-                // seven bytes past the match.
-                unsigned char* to = out;
+                copyMatch(out, distance, length);
                 out += length;
-                do
-                {
-                    std::memcpy(to, from, 8);
-                    to += 8, from += 8;
-                } while (to < out);
                 continue;
             }
             if (static_cast<size_t>(end - out) < length) break;
-            if (distance == 1)
-                std::memset(out, *from, length);
-            else
-                for (unsigned k = 0; k < length; ++k) out[k] = from[k];
+            const unsigned char* from = out - distance;
+            for (unsigned k = 0; k < length; ++k) out[k] = from[k];
             out += length;
         }
         return false;

@@ -34,8 +34,11 @@ public:
                              const unsigned char* pSrc, unsigned int nSrcLen, int nLevel);
     // Expands one zlib stream from any encoder, with the results of zlib's uncompress: bytes after
     // the end of the stream are ignored; a destination that fills before the end fails with
-    // MsgBufferTooSmall; an empty destination (nDestLen 0) accepts only a stream that expands to
-    // nothing. True on success.
+    // MsgBufferTooSmall; a damaged or truncated stream, or one that needs a preset dictionary,
+    // fails with MsgBadData. As with uncompress, an empty destination (nDestLen 0) succeeds,
+    // writing nothing, for a stream that expands to at most ONE byte, and fails with MsgBadData
+    // for a longer one. Destination bytes past the expanded length may be overwritten (never past
+    // nDestLen). True on success.
     static unsigned char UnZip(unsigned char* pDest, unsigned int& nDestLen,
                                const unsigned char* pSrc, unsigned int nSrcLen);
 };
