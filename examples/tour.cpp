@@ -11,7 +11,10 @@ using namespace KRN;
 namespace
 {
 
-void section(const char* title) { std::printf("\n== %s\n", title); }
+void section(const char* title)
+{
+    std::printf("\n== %s\n", title);
+}
 
 void tourCore()
 {
@@ -20,7 +23,8 @@ void tourCore()
     std::printf("KrRGBA(0,128,128,255) = 0x%08X  red %u green %u blue %u alpha %u\n", teal,
                 KrREDVAL(teal), KrGREENVAL(teal), KrBLUEVAL(teal), KrALPHAVAL(teal));
     std::printf("krequal(0.1 + 0.2, 0.3) = %s, big-endian host: %s, dpi %d\n",
-                krequal(0.1 + 0.2, 0.3) ? "true" : "false", krisbigendian() ? "yes" : "no", krdpi());
+                krequal(0.1 + 0.2, 0.3) ? "true" : "false", krisbigendian() ? "yes" : "no",
+                krdpi());
     void* block = nullptr;
     const int ok = krmemdup(&block, "tour", 5);
     std::printf("krmemdup copied \"%s\" (result %d); ", static_cast<const char*>(block), ok);
@@ -41,8 +45,9 @@ void tourString()
     KrString formatted;
     formatted.Format("%s has %d layers and %.2f km of roads", "Atlas", 12, 1234.5);
     std::printf("Format: %s\n", formatted.Cstr());
-    std::printf("From(255, 16) = %s, ToULong(\"0x1f\", 16) = %llu, lenient ToULong(\"12a3\") = %llu\n",
-                KrString::From(255, 16).Cstr(), KrString("0x1f").ToULong(16), KrString("12a3").ToULong());
+    std::printf(
+        "From(255, 16) = %s, ToULong(\"0x1f\", 16) = %llu, lenient ToULong(\"12a3\") = %llu\n",
+        KrString::From(255, 16).Cstr(), KrString("0x1f").ToULong(16), KrString("12a3").ToULong());
     std::printf("CompareNoCase(\"Road\", \"ROAD\") = %d, HashVal(\"ab\") = %u\n",
                 KrString("Road").CompareNoCase("ROAD"), KrString("ab").HashVal());
     KrArray<KrString> pieces;
@@ -115,7 +120,8 @@ void tourStreams()
     memory.Save(widths, 2);
     printHex("memory stream", memory.GetData(), memory.GetLength());
 
-    const std::string pathText = (std::filesystem::temp_directory_path() / "zobase-tour-record.bin").string();
+    const std::string pathText =
+        (std::filesystem::temp_directory_path() / "zobase-tour-record.bin").string();
     const char* path = pathText.c_str();
     KrFileStream file;
     file.Open(path, KrStreamSave, 16);
@@ -234,13 +240,15 @@ void tourText()
                 wide.ToString(KrTextCodec::UTF8_CHARSET).Cstr());
     wide.MakeInverse();
 
-    const bool same =
-        utf8.ToString(chinese) == gb && ucs2.ToString(chinese) == gb && wide.ToString(chinese) == gb;
-    std::printf("all three forms convert back to the same GB18030 bytes: %s\n", same ? "yes" : "no");
+    const bool same = utf8.ToString(chinese) == gb && ucs2.ToString(chinese) == gb &&
+                      wide.ToString(chinese) == gb;
+    std::printf("all three forms convert back to the same GB18030 bytes: %s\n",
+                same ? "yes" : "no");
     KrString changed(gb);
     changed.ChangeCharset(KrTextCodec::UTF8_CHARSET);
-    std::printf("ChangeCharset(UTF-8) retags the string as charset %d; this system's charset is %d\n",
-                changed.GetCharset(), KrToolkit::GetCurCharset());
+    std::printf(
+        "ChangeCharset(UTF-8) retags the string as charset %d; this system's charset is %d\n",
+        changed.GetCharset(), KrToolkit::GetCurCharset());
 }
 
 void tourConfig()
@@ -248,15 +256,55 @@ void tourConfig()
     section("configuration");
     KrRegistry& root = KrRegistry::Root();
     std::printf("configuration directory: %s\n", KrRegistry::XmlPath().Cstr());
-    std::printf("dpi setting %s -> krdpi() %d; log level setting: %s\n", root.Value("dpi").Cstr(), krdpi(),
-                root.Obj("LogSetting")["LogLevel"].Cstr());
+    std::printf("dpi setting %s -> krdpi() %d; log level setting: %s\n", root.Value("dpi").Cstr(),
+                krdpi(), root.Obj("LogSetting")["LogLevel"].Cstr());
     KrString text;
     const bool missing = text.LoadString(30118);
     std::printf("resource 30118 %s: %s\n", missing ? "missing" : "found", text.Cstr());
     KrHash<KrString> words;
     words.SetAt("road", "Strasse");
     words.SetAt("river", "Fluss");
-    std::printf("hash table: road -> %s, lake -> [%s]\n", words["road"].Cstr(), words["lake"].Cstr());
+    std::printf("hash table: road -> %s, lake -> [%s]\n", words["road"].Cstr(),
+                words["lake"].Cstr());
+}
+
+void tourCompress()
+{
+    section("compression, hash codes and DES");
+    KrString text;
+    for (int i = 0; i < 20; ++i) text += "<Line width=\"0.35\" color=\"RGB(12,34,56)\"/>\r\n";
+    const auto* plain = reinterpret_cast<const unsigned char*>(text.data());
+    const auto size = static_cast<unsigned int>(text.size());
+    std::string packed(size + 64, '\0');
+    unsigned int packedSize = static_cast<unsigned int>(packed.size());
+    KrCompress::Zip(reinterpret_cast<unsigned char*>(&packed[0]), packedSize, plain, size, 6);
+    std::string back(size, '\0');
+    unsigned int backSize = size;
+    const bool expanded =
+        KrCompress::UnZip(reinterpret_cast<unsigned char*>(&back[0]), backSize,
+                          reinterpret_cast<const unsigned char*>(packed.data()), packedSize);
+    std::printf("Zip: %u bytes -> %u; UnZip: %s, %u bytes, %s\n", size, packedSize,
+                expanded ? "ok" : "failed", backSize, back == text ? "identical" : "different");
+    unsigned int tooSmall = size - 1;
+    std::printf("UnZip into %u bytes: %s\n", tooSmall,
+                KrCompress::UnZip(reinterpret_cast<unsigned char*>(&back[0]), tooSmall,
+                                  reinterpret_cast<const unsigned char*>(packed.data()), packedSize)
+                    ? "ok"
+                    : "false (logged as 30118)");
+
+    std::printf("hash codes: \"road\" %d (fast %d), 1.0 %d, short -1 %d, 0x12345678ABCDLL %d\n",
+                KrHashCode::StringToHashCode("road"), KrHashCode::FastStringToHashCode("road"),
+                KrHashCode::DoubleToHashCode(1.0), KrHashCode::ShortToHashCode(-1),
+                KrHashCode::LONGToHashCode(0x12345678ABCDLL));
+
+    char line[32] = "Meet at the bridge at noon.";  // 28 bytes with the zero: four blocks
+    char secret[32], clear[32];
+    const char key[] = "sixteen byte key";
+    KrDesEncrypt::Work(secret, line, 28, key, 16, KrDesEncrypt::Encrypt);
+    KrDesEncrypt::Work(clear, secret, 28, key, 16, KrDesEncrypt::Decrypt);
+    std::printf("triple DES: \"%s\" -> ", line);
+    for (int i = 0; i < 8; ++i) std::printf("%02X", static_cast<unsigned char>(secret[i]));
+    std::printf("... -> \"%s\"\n", clear);
 }
 
 }  // namespace
@@ -273,6 +321,7 @@ int main()
     tourFiles();
     tourText();
     tourConfig();
+    tourCompress();
     std::printf("\ntour complete\n");
     return 0;
 }
