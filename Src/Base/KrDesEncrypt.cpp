@@ -102,32 +102,30 @@ constexpr SBoxTables kSBox = makeSBoxTables();
 // The initial permutation is a transpose of the 8 x 8 bit matrix whose rows are the block's
 // bytes, followed by a choice of rows: with the library's bit numbering, row r of the transpose
 // collects bit r of every byte, and the rows 1, 3, 5, 7 form L, the rows 0, 2, 4, 6 form R (each
-// first row most significant).
+// first row most significant). Reordering the bits of every byte first (even bits low, odd bits
+// high) and the bytes after (a byte swap) leaves L in the low and R in the high 32 bits.
+inline std::uint64_t swapBits(std::uint64_t x, std::uint64_t mask, int shift)
+{
+    const std::uint64_t t = (x ^ (x >> shift)) & mask;
+    return x ^ t ^ (t << shift);
+}
+
 inline std::uint64_t transpose8x8(std::uint64_t x)
 {
-    std::uint64_t t = (x ^ (x >> 7)) & 0x00AA00AA00AA00AAull;
-    x ^= t ^ (t << 7);
-    t = (x ^ (x >> 14)) & 0x0000CCCC0000CCCCull;
-    x ^= t ^ (t << 14);
-    t = (x ^ (x >> 28)) & 0x00000000F0F0F0F0ull;
-    x ^= t ^ (t << 28);
-    return x;
+    x = swapBits(x, 0x00AA00AA00AA00AAull, 7);
+    x = swapBits(x, 0x0000CCCC0000CCCCull, 14);
+    return swapBits(x, 0x00000000F0F0F0F0ull, 28);
 }
 
-// Rows first, first + 2, first + 4 and first + 6 of a transposed block as one half, the first
-// most significant.
-inline Word gatherRows(std::uint64_t rows, int first)
+// Bits 0, 2, 4, 6 of every byte to its low nibble, bits 1, 3, 5, 7 to its high nibble.
+inline std::uint64_t evenBitsLow(std::uint64_t x)
 {
-    const auto row = [rows](int r) { return static_cast<Word>(rows >> (8 * r)) & 0xFF; };
-    return row(first) << 24 | row(first + 2) << 16 | row(first + 4) << 8 | row(first + 6);
+    return swapBits(swapBits(x, 0x2222222222222222ull, 1), 0x0C0C0C0C0C0C0C0Cull, 2);
 }
 
-inline std::uint64_t scatterRows(Word half, int first)
+inline std::uint64_t evenBitsBack(std::uint64_t x)
 {
-    return std::uint64_t{half >> 24} << (8 * first) |
-           std::uint64_t{(half >> 16) & 0xFF} << (8 * first + 16) |
-           std::uint64_t{(half >> 8) & 0xFF} << (8 * first + 32) |
-           std::uint64_t{half & 0xFF} << (8 * first + 48);
+    return swapBits(swapBits(x, 0x0C0C0C0C0C0C0C0Cull, 2), 0x2222222222222222ull, 1);
 }
 
 inline Word rotateLeft(Word w, int n)
@@ -138,14 +136,15 @@ inline Word rotateLeft(Word w, int n)
 // The block's bytes to the two halves, each rotated right by one for the rounds.
 inline void initialPermutation(std::uint64_t block, Word& l, Word& r)
 {
-    const std::uint64_t rows = transpose8x8(block);
-    l = rotateRight(gatherRows(rows, 1), 1);
-    r = rotateRight(gatherRows(rows, 0), 1);
+    const std::uint64_t halves = __builtin_bswap64(transpose8x8(evenBitsLow(block)));
+    l = rotateRight(static_cast<Word>(halves), 1);
+    r = rotateRight(static_cast<Word>(halves >> 32), 1);
 }
 
 inline std::uint64_t finalPermutation(Word l, Word r)
 {
-    return transpose8x8(scatterRows(rotateLeft(l, 1), 1) | scatterRows(rotateLeft(r, 1), 0));
+    const std::uint64_t halves = std::uint64_t{rotateLeft(r, 1)} << 32 | rotateLeft(l, 1);
+    return evenBitsBack(transpose8x8(__builtin_bswap64(halves)));
 }
 
 // One subkey as the two words the round XORs in: the even groups 0, 2, 4, 6 at bits 26, 18, 10
