@@ -24,6 +24,7 @@ LIBRARY_PACKAGES=(
 )
 TEST_PACKAGES=(
     libgtest-dev libgmock-dev  # tests/
+    libssl-dev                 # DES reference of the KrCompress tests and peer of bench_KrCompress
 )
 BENCH_PACKAGES=(
     libbenchmark-dev                # bench/

@@ -21,3 +21,4 @@
 #include "Base/KrToolkit.h"
 #include "Base/KrRegistry.h"
 #include "Base/KrProgress.h"
+#include "Base/KrCompress.h"
