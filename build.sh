@@ -13,7 +13,9 @@ ROOT=$(pwd)
 JOBS=${JOBS:-$(nproc 2>/dev/null || echo 2)}
 
 PACKAGES=(cmake make g++ clang pkg-config zlib1g-dev libgtest-dev libgmock-dev libbenchmark-dev
-          libpugixml-dev libtinyxml2-dev)
+          libpugixml-dev libtinyxml2-dev
+          # the log: its database-mode test stores records in SQLite; its benchmark compares spdlog
+          libsqlite3-dev libspdlog-dev)
 
 install_dependencies() {
     local missing=()

@@ -20,3 +20,6 @@
 #include "Base/KrToolkit.h"
 #include "Base/KrRegistry.h"
 #include "Base/KrCompress.h"
+#include "Base/KrErrorObj.h"
+#include "Base/KrLogFile.h"
+#include "Base/KrEfficiency.h"
