@@ -16,6 +16,7 @@
 #include "Base/KrFileStdio.h"
 #include "Base/KrMarkup.h"
 #include "Base/KrTime.h"
+#include "Base/KrThread.h"
 #include "Base/KrFile.h"
 #include "Base/KrToolkit.h"
 #include "Base/KrRegistry.h"

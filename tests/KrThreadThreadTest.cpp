@@ -1,0 +1,225 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+#include "Base/ZoBase.h"
+
+using namespace KRN;
+
+namespace
+{
+
+template <class Body>
+void runThreads(int count, Body body)
+{
+    std::vector<std::thread> threads;
+    for (int t = 0; t < count; ++t) threads.emplace_back(body, t);
+    for (std::thread& thread : threads) thread.join();
+}
+
+}  // namespace
+
+TEST(KrReadWriteLockThreadTest, NoWriterIsEverInsideWithAReaderOrAnotherWriter)
+{
+    KrReadWriteLock rw;
+    std::atomic<int> readers{0}, writers{0}, violations{0}, writes{0};
+    int shared = 0;  // written by writers only, read by readers: TSan checks the exclusion
+    runThreads(8,
+               [&](int t)
+               {
+                   for (int i = 0; i < 300; ++i)
+                   {
+                       const bool write = (i + t) % 4 == 0;
+                       const bool attempt = i % 3 == 0;
+                       if (write)
+                       {
+                           if (attempt ? !rw.tryWriteLock() : (rw.writeLock(), false)) continue;
+                           if (++writers != 1 || readers != 0) ++violations;
+                           ++shared;
+                           ++writes;
+                           --writers;
+                           rw.writeUnlock();
+                       }
+                       else
+                       {
+                           if (attempt ? !rw.tryReadLock() : (rw.readLock(), false)) continue;
+                           ++readers;
+                           if (writers != 0) ++violations;
+                           volatile int seen = shared;
+                           (void)seen;
+                           --readers;
+                           rw.readUnlock();
+                       }
+                   }
+               });
+    EXPECT_EQ(violations.load(), 0);
+    EXPECT_EQ(shared, writes.load());
+    EXPECT_EQ(rw.tryWriteLock(), 1);  // everything was released, by whichever thread
+    rw.writeUnlock();
+}
+
+namespace
+{
+
+// Waiters that each count themselves in under the mutex, then wait once.
+struct Waiters
+{
+    KrCondition condition;
+    KrMutex mutex;
+    int ready = 0;  // under mutex
+    std::atomic<int> woken{0};
+    std::vector<std::thread> threads;
+
+    void start(int count)
+    {
+        for (int t = 0; t < count; ++t)
+        {
+            threads.emplace_back(
+                [this]
+                {
+                    mutex.lock();
+                    ++ready;
+                    condition.wait(mutex);
+                    ++woken;
+                    mutex.unlock();
+                });
+        }
+    }
+    // Once every waiter has counted itself in under the mutex, each has also been counted by
+    // the condition: the count rises before wait releases the mutex.
+    void untilAllWait(int count)
+    {
+        for (;;)
+        {
+            mutex.lock();
+            const bool all = ready == count;
+            mutex.unlock();
+            if (all) return;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+    void joinAll()
+    {
+        for (std::thread& thread : threads) thread.join();
+    }
+};
+
+}  // namespace
+
+TEST(KrConditionThreadTest, BroadcastWakesEveryWaiterAndResetsItself)
+{
+    Waiters waiters;
+    waiters.start(4);
+    waiters.untilAllWait(4);
+    waiters.condition.broadcast();
+    waiters.joinAll();
+    EXPECT_EQ(waiters.woken.load(), 4);
+
+    // The last woken waiter closed the broadcast again: a new wait times out.
+    waiters.mutex.lock();
+    const unsigned int deadline = static_cast<unsigned int>(KrThread::time()) + 30000000u;
+    EXPECT_EQ(waiters.condition.wait(waiters.mutex, deadline), 0);
+    waiters.mutex.unlock();
+}
+
+TEST(KrConditionThreadTest, SignalWakesExactlyOneWaiter)
+{
+    Waiters waiters;
+    waiters.start(4);
+    waiters.untilAllWait(4);
+    waiters.condition.signal();
+    for (int i = 0; i < 2000 && waiters.woken.load() == 0; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(waiters.woken.load(), 1);
+    waiters.condition.broadcast();
+    waiters.joinAll();
+    EXPECT_EQ(waiters.woken.load(), 4);
+}
+
+TEST(KrConditionThreadTest, PingPongHandsEveryValueOver)
+{
+    KrCondition changed;
+    KrMutex mutex;
+    int value = 0;  // odd: the ponger's turn; even: the pinger's
+    constexpr int kRounds = 500;
+    auto player = [&](int parity)
+    {
+        mutex.lock();
+        while (value < 2 * kRounds)
+        {
+            if (value % 2 == parity)
+            {
+                ++value;
+                changed.signal();
+            }
+            else
+            {
+                // A signal given before this wait began is lost: wait with a deadline.
+                changed.wait(mutex, static_cast<unsigned int>(KrThread::time()) + 5000000u);
+            }
+        }
+        changed.signal();
+        mutex.unlock();
+    };
+    std::thread ponger(player, 1);
+    player(0);
+    ponger.join();
+    EXPECT_EQ(value, 2 * kRounds);
+}
+
+TEST(KrSemaphoreThreadTest, UnitsAreNeitherLostNorDuplicated)
+{
+    KrSemaphore units(3);
+    constexpr int kPerProducer = 400;
+    std::atomic<int> taken{0};
+    std::atomic<int> inside{0}, overfull{0};
+    KrSemaphore gate(3);  // at most three holders at once
+    runThreads(8,
+               [&](int t)
+               {
+                   if (t < 4)
+                   {
+                       for (int i = 0; i < kPerProducer; ++i) units.post();
+                       return;
+                   }
+                   for (int i = 0; i < kPerProducer; ++i)
+                   {
+                       if (i % 2 == 0 || !units.trywait()) units.wait();
+                       ++taken;
+                       gate.wait();
+                       if (++inside > 3) ++overfull;
+                       --inside;
+                       gate.post();
+                   }
+               });
+    EXPECT_EQ(taken.load(), 4 * kPerProducer);
+    EXPECT_EQ(overfull.load(), 0);
+    // The three initial units are left, no more.
+    EXPECT_EQ(units.trywait(), 1);
+    EXPECT_EQ(units.trywait(), 1);
+    EXPECT_EQ(units.trywait(), 1);
+    EXPECT_EQ(units.trywait(), 0);
+}
+
+TEST(KrMutexThreadTest, GuardsACounterAcrossThreads)
+{
+    KrMutex mutex;
+    long long counter = 0;
+    runThreads(8,
+               [&](int)
+               {
+                   for (int i = 0; i < 2000; ++i)
+                   {
+                       KrMutexLock guard(mutex);
+                       guard.lock();
+                       KrMutexLock again(mutex);  // recursive: the same thread takes it twice
+                       again.lock();
+                       ++counter;
+                   }
+               });
+    EXPECT_EQ(counter, 8 * 2000);
+}
