@@ -11,7 +11,10 @@ using namespace KRN;
 namespace
 {
 
-void section(const char* title) { std::printf("\n== %s\n", title); }
+void section(const char* title)
+{
+    std::printf("\n== %s\n", title);
+}
 
 void tourCore()
 {
@@ -20,7 +23,8 @@ void tourCore()
     std::printf("KrRGBA(0,128,128,255) = 0x%08X  red %u green %u blue %u alpha %u\n", teal,
                 KrREDVAL(teal), KrGREENVAL(teal), KrBLUEVAL(teal), KrALPHAVAL(teal));
     std::printf("krequal(0.1 + 0.2, 0.3) = %s, big-endian host: %s, dpi %d\n",
-                krequal(0.1 + 0.2, 0.3) ? "true" : "false", krisbigendian() ? "yes" : "no", krdpi());
+                krequal(0.1 + 0.2, 0.3) ? "true" : "false", krisbigendian() ? "yes" : "no",
+                krdpi());
     void* block = nullptr;
     const int ok = krmemdup(&block, "tour", 5);
     std::printf("krmemdup copied \"%s\" (result %d); ", static_cast<const char*>(block), ok);
@@ -41,8 +45,9 @@ void tourString()
     KrString formatted;
     formatted.Format("%s has %d layers and %.2f km of roads", "Atlas", 12, 1234.5);
     std::printf("Format: %s\n", formatted.Cstr());
-    std::printf("From(255, 16) = %s, ToULong(\"0x1f\", 16) = %llu, lenient ToULong(\"12a3\") = %llu\n",
-                KrString::From(255, 16).Cstr(), KrString("0x1f").ToULong(16), KrString("12a3").ToULong());
+    std::printf(
+        "From(255, 16) = %s, ToULong(\"0x1f\", 16) = %llu, lenient ToULong(\"12a3\") = %llu\n",
+        KrString::From(255, 16).Cstr(), KrString("0x1f").ToULong(16), KrString("12a3").ToULong());
     std::printf("CompareNoCase(\"Road\", \"ROAD\") = %d, HashVal(\"ab\") = %u\n",
                 KrString("Road").CompareNoCase("ROAD"), KrString("ab").HashVal());
     KrArray<KrString> pieces;
@@ -115,7 +120,8 @@ void tourStreams()
     memory.Save(widths, 2);
     printHex("memory stream", memory.GetData(), memory.GetLength());
 
-    const std::string pathText = (std::filesystem::temp_directory_path() / "zobase-tour-record.bin").string();
+    const std::string pathText =
+        (std::filesystem::temp_directory_path() / "zobase-tour-record.bin").string();
     const char* path = pathText.c_str();
     KrFileStream file;
     file.Open(path, KrStreamSave, 16);
@@ -234,13 +240,15 @@ void tourText()
                 wide.ToString(KrTextCodec::UTF8_CHARSET).Cstr());
     wide.MakeInverse();
 
-    const bool same =
-        utf8.ToString(chinese) == gb && ucs2.ToString(chinese) == gb && wide.ToString(chinese) == gb;
-    std::printf("all three forms convert back to the same GB18030 bytes: %s\n", same ? "yes" : "no");
+    const bool same = utf8.ToString(chinese) == gb && ucs2.ToString(chinese) == gb &&
+                      wide.ToString(chinese) == gb;
+    std::printf("all three forms convert back to the same GB18030 bytes: %s\n",
+                same ? "yes" : "no");
     KrString changed(gb);
     changed.ChangeCharset(KrTextCodec::UTF8_CHARSET);
-    std::printf("ChangeCharset(UTF-8) retags the string as charset %d; this system's charset is %d\n",
-                changed.GetCharset(), KrToolkit::GetCurCharset());
+    std::printf(
+        "ChangeCharset(UTF-8) retags the string as charset %d; this system's charset is %d\n",
+        changed.GetCharset(), KrToolkit::GetCurCharset());
 }
 
 void tourConfig()
@@ -248,18 +256,68 @@ void tourConfig()
     section("configuration");
     KrRegistry& root = KrRegistry::Root();
     std::printf("configuration directory: %s\n", KrRegistry::XmlPath().Cstr());
-    std::printf("dpi setting %s -> krdpi() %d; log level setting: %s\n", root.Value("dpi").Cstr(), krdpi(),
-                root.Obj("LogSetting")["LogLevel"].Cstr());
+    std::printf("dpi setting %s -> krdpi() %d; log level setting: %s\n", root.Value("dpi").Cstr(),
+                krdpi(), root.Obj("LogSetting")["LogLevel"].Cstr());
     KrString text;
     const bool missing = text.LoadString(30118);
     std::printf("resource 30118 %s: %s\n", missing ? "missing" : "found", text.Cstr());
     KrHash<KrString> words;
     words.SetAt("road", "Strasse");
     words.SetAt("river", "Fluss");
-    std::printf("hash table: road -> %s, lake -> [%s]\n", words["road"].Cstr(), words["lake"].Cstr());
+    std::printf("hash table: road -> %s, lake -> [%s]\n", words["road"].Cstr(),
+                words["lake"].Cstr());
 }
 
 }  // namespace
+
+void tourLog()
+{
+    section("log, error stack and timing");
+    const std::string dir = (std::filesystem::temp_directory_path() / "zobase_tour_log").string();
+    std::filesystem::create_directories(dir);
+    KrLogFile& log = KrLogFile::GetInstance();
+    log.Open(dir.c_str(), "Tour", KrLogFile::IntervalNone, KrLogFile::ModeText, 0);
+    log.SetLevel(KrLogFile::LogInfo);
+    log.RecordLog(KrLogFile::LogDebug, 1, "below the threshold: dropped", __FILE__, __LINE__);
+    log.RecordLog(KrLogFile::LogInfo, 2, "map opened", __FILE__, __LINE__);
+    log.RecordLog(KrLogFile::LogError, 11023, "cannot open roads.shp", __FILE__, __LINE__);
+    std::printf("text log %s
+", KrFile::GetName(log.GetFileName()).Cstr());
+
+    log.Open(dir.c_str(), "Tour", KrLogFile::IntervalNone, KrLogFile::ModeXML, 0);
+    log.SetLogFormat("%DATETIME %LEVEL %MSG");
+    std::string accepted;
+    for (int i = 0; i < 7; ++i)
+    {
+        // Alternating with another record keeps each from being the previous one.
+        accepted += log.RecordLog(KrLogFile::LogWarning, 3, "tile cache full", __FILE__, __LINE__)
+                        ? '+'
+                        : '-';
+        log.RecordLog(KrLogFile::LogWarning, 4, ("tile " + std::to_string(i)).c_str(), __FILE__,
+                      __LINE__);
+    }
+    std::printf("XML log %s (+ .xsd, .xslt); a repeated record: %s
+",
+                KrFile::GetName(log.GetFileName()).Cstr(), accepted.c_str());
+
+    KrString latest;
+    KrErrorObj::Format(KrErrorObj::GetInstance().GetLast(0), latest, 0);
+    std::printf("latest error:\n%s\n", latest.Cstr());
+
+    static KrString timing;
+    KrLogFile::SetCallBack([](const char* record) {
+        timing = record; });
+    log.Open(dir.c_str(), "Tour", KrLogFile::IntervalNone, KrLogFile::ModeText, 0);
+    log.SetRecordOnlyLog();
+    {
+        KrEfficiency timer("tourLog", __FILE__, __LINE__);
+        for (int i = 0; i < 1000; ++i) accepted = std::to_string(i);
+    }
+    std::printf("%s (clock ticks)\n", timing.Cstr());
+    KrLogFile::SetCallBack(nullptr);
+    log.Close(1);
+    std::filesystem::remove_all(dir);
+}
 
 int main()
 {
@@ -273,6 +331,7 @@ int main()
     tourFiles();
     tourText();
     tourConfig();
+    tourLog();
     std::printf("\ntour complete\n");
     return 0;
 }

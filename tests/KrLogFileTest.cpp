@@ -583,7 +583,8 @@ TEST(KrLogFileTest, SettingsSectionOpensAndConfiguresTheLog)
     EXPECT_EQ(log.GetMode(), KrLogFile::ModeXML);
     EXPECT_EQ(log.GetFileName(), sandbox.dir() + "/Cfg_" + std::to_string(::getpid()) + ".xml");
     EXPECT_EQ(log.GetLevel(), KrLogFile::LogInfo);
-    EXPECT_EQ(log.GetLogFormat(), "%MSG\t\r\n%THREADID");  // info removes the code file
+    // The level is applied before the configured format, which therefore keeps every token.
+    EXPECT_EQ(log.GetLogFormat(), "%MSG\t%CODEFILE\r\n%THREADID");
     EXPECT_EQ(log.GetDateTimeFormat(), "%H");
     EXPECT_FALSE(log.IsFilterRepeat());
     EXPECT_EQ(log.GetFileSizeLimit(), 5000);

@@ -752,8 +752,6 @@ unsigned char KrLogFile::LoadSetting(const KrRegistry& registry)
     SetLevel(level);
     if (!format.IsEmpty()) SetLogFormat(format);
     if (!dateFormat.IsEmpty()) SetDateTimeFormat(dateFormat);
-    // Re-applied after the format so that the level's token removal still holds.
-    SetLevel(level);
     const int limit =
         maxSize > INT_MAX ? INT_MAX : (maxSize < INT_MIN ? INT_MIN : static_cast<int>(maxSize));
     SetFileSizeLimit(limit, sizeMode);

@@ -70,7 +70,8 @@ public:
     // from the registry root and opens the log as they say; later calls return at once.
     static KrLogFile& GetInstance(bool bNoSetting = false);
     // Applies the "LogSetting" section of a registry as the first GetInstance() does. Returns
-    // whether the log is open afterwards.
+    // whether the log is open afterwards. The level is set before the configured "LogFormat",
+    // so a configured format keeps all its tokens whatever the level.
     unsigned char LoadSetting(const KrRegistry& registry);
 
     // Opening while open closes first and returns the settings (format, date format, filter,
