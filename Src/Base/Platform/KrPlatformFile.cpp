@@ -1,9 +1,9 @@
 #include "Base/Platform/KrPlatformFile.h"
 
+#include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <cerrno>
 
 #include <utility>
 
@@ -36,10 +36,7 @@ FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept
     return *this;
 }
 
-int FileDescriptor::Release()
-{
-    return std::exchange(m_nFd, -1);
-}
+int FileDescriptor::Release() { return std::exchange(m_nFd, -1); }
 
 void FileDescriptor::Close()
 {
@@ -54,15 +51,9 @@ FileDescriptor OpenFile(const char* path, FileAccess access)
     int flags = O_CLOEXEC;
     switch (access)
     {
-        case FileAccess::Read:
-            flags |= O_RDONLY;
-            break;
-        case FileAccess::ReadWriteTruncate:
-            flags |= O_RDWR | O_CREAT | O_TRUNC;
-            break;
-        case FileAccess::ReadWrite:
-            flags |= O_RDWR | O_CREAT;
-            break;
+    case FileAccess::Read: flags |= O_RDONLY; break;
+    case FileAccess::ReadWriteTruncate: flags |= O_RDWR | O_CREAT | O_TRUNC; break;
+    case FileAccess::ReadWrite: flags |= O_RDWR | O_CREAT; break;
     }
     const mode_t mode = S_IRUSR | S_IWUSR;
     return FileDescriptor(retryOnInterrupt([&] { return ::open(path, flags, mode); }));
@@ -83,7 +74,8 @@ long long WriteFile(int fd, const void* buffer, size_t size)
 long long WriteFileAt(int fd, const void* buffer, size_t size, long long offset)
 {
     if (size > kMaxTransfer) size = kMaxTransfer;
-    return retryOnInterrupt([&] { return ::pwrite(fd, buffer, size, static_cast<off_t>(offset)); });
+    return retryOnInterrupt(
+        [&] { return ::pwrite(fd, buffer, size, static_cast<off_t>(offset)); });
 }
 
 long long SeekFile(int fd, long long offset, int whence)
