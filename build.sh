@@ -14,8 +14,10 @@ JOBS=${JOBS:-$(nproc 2>/dev/null || echo 2)}
 
 PACKAGES=(cmake make g++ clang pkg-config zlib1g-dev libgtest-dev libgmock-dev libbenchmark-dev
           libpugixml-dev libtinyxml2-dev
-          # the log: its database-mode test stores records in SQLite; its benchmark compares spdlog
-          libsqlite3-dev libspdlog-dev)
+          libssl-dev  # DES reference for the KrDesEncrypt tests and benchmarks
+          libsqlite3-dev  # the log's database-mode test stores its records in SQLite
+          libspdlog-dev   # peer of the log benchmark
+          )
 
 install_dependencies() {
     local missing=()

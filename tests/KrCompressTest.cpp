@@ -1,17 +1,499 @@
 #include <gtest/gtest.h>
+#include <zlib.h>
 
-#include <cmath>
+#include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <limits>
+#include <random>
 #include <string>
 #include <vector>
 
 #include "Base/ZoBase.h"
 
+#ifdef ZOBASE_TEST_OPENSSL
+#define OPENSSL_SUPPRESS_DEPRECATED
+#include <openssl/des.h>
+#endif
+
 using namespace KRN;
 
 namespace
 {
+
+using Bytes = std::vector<unsigned char>;
+
+Bytes randomBytes(std::mt19937& rng, size_t n)
+{
+    Bytes out(n);
+    for (auto& b : out) b = static_cast<unsigned char>(rng());
+    return out;
+}
+
+// Text with repeats, runs and some noise: what a compressor meets in practice.
+Bytes mixedData(size_t n, unsigned seed)
+{
+    std::mt19937 rng(seed);
+    static const char* const words[] = {"road ", "river ", "parcel ", "0.125 ", "\n", "<Style/> "};
+    Bytes out;
+    while (out.size() < n)
+    {
+        switch (rng() % 4)
+        {
+            case 0:
+                for (const char* w = words[rng() % 6]; *w != 0; ++w)
+                    out.push_back(static_cast<unsigned char>(*w));
+                break;
+            case 1:
+                out.insert(out.end(), rng() % 300, static_cast<unsigned char>(rng()));
+                break;
+            case 2:
+                out.push_back(static_cast<unsigned char>(rng()));
+                break;
+            default:
+                if (out.size() > 10)
+                {
+                    const size_t from = rng() % out.size(), len = 3 + rng() % 200;
+                    for (size_t i = 0; i < len && out.size() < n + 300; ++i)
+                        out.push_back(out[from + i]);
+                }
+        }
+    }
+    out.resize(n);
+    return out;
+}
+
+// ---------------------------------------------------------------- compression
+
+// What zlib's own uncompress gives for the same call: the reference for every UnZip result.
+struct Expanded
+{
+    int result;
+    Bytes bytes;
+};
+
+Expanded zlibUncompress(const Bytes& stream, size_t capacity)
+{
+    Bytes out(capacity + 1, 0xA5);
+    uLongf length = capacity;
+    const int result = uncompress(out.data(), &length, stream.data(), stream.size());
+    out.resize(length);
+    return {result, out};
+}
+
+Expanded krUnZip(const Bytes& stream, size_t capacity)
+{
+    Bytes out(capacity + 1, 0xA5);
+    unsigned int length = static_cast<unsigned int>(capacity);
+    const int ok = KrCompress::UnZip(out.data(), length, stream.data(),
+                                     static_cast<unsigned int>(stream.size()));
+    EXPECT_EQ(out[capacity], 0xA5) << "wrote past the destination";
+    out.resize(length);
+    return {ok, out};
+}
+
+void expectSameAsZlib(const Bytes& stream, size_t capacity)
+{
+    const Expanded reference = zlibUncompress(stream, capacity);
+    const Expanded got = krUnZip(stream, capacity);
+    EXPECT_EQ(got.result, reference.result == Z_OK ? 1 : 0) << "zlib result " << reference.result;
+    EXPECT_EQ(got.bytes, reference.bytes);
+}
+
+// A stream from zlib's deflate with the given parameters, optionally flushed in pieces.
+Bytes deflateWith(const Bytes& data, int level, int windowBits, int memLevel, int strategy,
+                  size_t piece)
+{
+    z_stream z{};
+    EXPECT_EQ(deflateInit2(&z, level, Z_DEFLATED, windowBits, memLevel, strategy), Z_OK);
+    Bytes out(deflateBound(&z, data.size()) + (data.size() / piece + 1) * 16);
+    z.next_out = out.data();
+    z.avail_out = static_cast<uInt>(out.size());
+    size_t at = 0;
+    do
+    {
+        const size_t n = std::min(piece, data.size() - at);
+        z.next_in = const_cast<unsigned char*>(data.data() + at);
+        z.avail_in = static_cast<uInt>(n);
+        at += n;
+        EXPECT_NE(deflate(&z, at == data.size() ? Z_FINISH : Z_FULL_FLUSH), Z_STREAM_ERROR);
+    } while (at < data.size());
+    out.resize(z.total_out);
+    deflateEnd(&z);
+    return out;
+}
+
+TEST(KrCompress, ZipGivesTheBytesOfCompress2)
+{
+    for (const Bytes& data : {Bytes{}, Bytes{'a'}, mixedData(100000, 1)})
+    {
+        for (int level = -1; level <= 9; ++level)
+        {
+            SCOPED_TRACE(level);
+            Bytes expected(compressBound(data.size()));
+            uLongf expectedLength = expected.size();
+            ASSERT_EQ(compress2(expected.data(), &expectedLength, data.data(), data.size(), level),
+                      Z_OK);
+            expected.resize(expectedLength);
+
+            Bytes got(expected.size() + 10);
+            unsigned int length = static_cast<unsigned int>(got.size());
+            ASSERT_TRUE(KrCompress::Zip(got.data(), length, data.data(),
+                                        static_cast<unsigned int>(data.size()), level));
+            got.resize(length);
+            EXPECT_EQ(got, expected);
+        }
+    }
+}
+
+TEST(KrCompress, ZipFailsForASmallDestinationOrABadLevel)
+{
+    const Bytes data = mixedData(5000, 2);
+    Bytes out(8000);
+    unsigned int length = 10;
+    EXPECT_FALSE(KrCompress::Zip(out.data(), length, data.data(), 5000, 6));
+    length = static_cast<unsigned int>(out.size());
+    EXPECT_FALSE(KrCompress::Zip(out.data(), length, data.data(), 5000, 10));
+}
+
+TEST(KrCompress, UnZipExpandsStreamsOfEveryEncoderSetting)
+{
+    const Bytes data = mixedData(300000, 3);
+    struct Setting
+    {
+        int level, windowBits, memLevel, strategy;
+        size_t piece;
+    };
+    const Setting settings[] = {
+        {6, 15, 8, Z_DEFAULT_STRATEGY, ~size_t{0}},
+        {0, 15, 8, Z_DEFAULT_STRATEGY, ~size_t{0}},
+        {1, 15, 9, Z_DEFAULT_STRATEGY, ~size_t{0}},
+        {9, 15, 9, Z_DEFAULT_STRATEGY, 70000},
+        {6, 9, 1, Z_DEFAULT_STRATEGY, ~size_t{0}},
+        {6, 12, 4, Z_FILTERED, ~size_t{0}},
+        {6, 15, 8, Z_HUFFMAN_ONLY, ~size_t{0}},
+        {6, 15, 8, Z_RLE, ~size_t{0}},
+        {6, 15, 8, Z_FIXED, ~size_t{0}},
+        {3, 15, 8, Z_DEFAULT_STRATEGY, 1000},
+        {0, 15, 8, Z_DEFAULT_STRATEGY, 1},
+    };
+    for (const Setting& s : settings)
+    {
+        SCOPED_TRACE(testing::Message()
+                     << s.level << " " << s.windowBits << " " << s.strategy << " " << s.piece);
+        const Bytes prefix(data.begin(), data.begin() + (s.piece == 1 ? 3000 : data.size()));
+        const Bytes stream =
+            deflateWith(prefix, s.level, s.windowBits, s.memLevel, s.strategy, s.piece);
+        const Expanded got = krUnZip(stream, prefix.size());
+        EXPECT_TRUE(got.result);
+        EXPECT_TRUE(got.bytes == prefix);
+    }
+}
+
+// Matches at every short distance, ending at every offset from the end of the destination.
+TEST(KrCompress, UnZipCopiesShortPeriodsUpToTheLastByte)
+{
+    std::mt19937 rng(8);
+    Bytes data;
+    for (int period = 1; period <= 20; ++period)
+    {
+        const Bytes unit = randomBytes(rng, static_cast<size_t>(period));
+        for (int i = 0; i < 300; ++i) data.push_back(unit[i % period]);
+        data.push_back(static_cast<unsigned char>(rng()));
+    }
+    for (size_t end = data.size() - 400; end <= data.size(); ++end)
+    {
+        const Bytes prefix(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(end));
+        Bytes stream(compressBound(prefix.size()));
+        uLongf length = stream.size();
+        ASSERT_EQ(compress2(stream.data(), &length, prefix.data(), prefix.size(), 9), Z_OK);
+        stream.resize(length);
+        for (size_t slack : {size_t{0}, size_t{7}, size_t{300}})
+        {
+            const Expanded got = krUnZip(stream, prefix.size() + slack);
+            ASSERT_TRUE(got.result && got.bytes == prefix) << end << " " << slack;
+        }
+    }
+}
+
+TEST(KrCompress, UnZipFailuresMatchUncompress)
+{
+    const Bytes data = mixedData(70000, 4);
+    Bytes stream(compressBound(data.size()));
+    uLongf length = stream.size();
+    ASSERT_EQ(compress2(stream.data(), &length, data.data(), data.size(), 6), Z_OK);
+    stream.resize(length);
+
+    // Exact fit, one byte too small, far too small, empty destination, room to spare.
+    for (size_t capacity :
+         {data.size(), data.size() - 1, size_t{100}, size_t{0}, data.size() + 5000})
+    {
+        SCOPED_TRACE(capacity);
+        expectSameAsZlib(stream, capacity);
+    }
+    // Trailing bytes after the stream are ignored.
+    Bytes trailing = stream;
+    trailing.insert(trailing.end(), {1, 2, 3});
+    expectSameAsZlib(trailing, data.size());
+    // Truncated anywhere, with the destination large enough and exactly full.
+    for (size_t cut = 0; cut < stream.size(); cut += 1 + cut / 3)
+    {
+        SCOPED_TRACE(cut);
+        const Bytes truncated(stream.begin(), stream.begin() + cut);
+        expectSameAsZlib(truncated, data.size());
+        expectSameAsZlib(truncated, data.size() / 2);
+    }
+    // Damaged checksum, header and payload bytes.
+    for (size_t at :
+         {stream.size() - 1, stream.size() - 4, size_t{0}, size_t{1}, size_t{2}, stream.size() / 2})
+    {
+        SCOPED_TRACE(at);
+        Bytes damaged = stream;
+        damaged[at] ^= 0x10;
+        expectSameAsZlib(damaged, data.size());
+    }
+    // Random bytes behind a valid header and without one.
+    std::mt19937 rng(5);
+    for (int i = 0; i < 300; ++i)
+    {
+        Bytes noise = randomBytes(rng, 1 + rng() % 400);
+        if (i % 2 == 0 && noise.size() > 2)
+        {
+            noise[0] = 0x78;
+            noise[1] = 0x9C;
+        }
+        expectSameAsZlib(noise, rng() % 2000);
+    }
+}
+
+TEST(KrCompress, UnZipRejectsAStreamThatNeedsADictionary)
+{
+    const Bytes data = mixedData(2000, 6);
+    z_stream z{};
+    ASSERT_EQ(deflateInit(&z, 6), Z_OK);
+    const Bytes dictionary(data.begin(), data.begin() + 500);
+    ASSERT_EQ(deflateSetDictionary(&z, dictionary.data(), static_cast<uInt>(dictionary.size())),
+              Z_OK);
+    Bytes stream(deflateBound(&z, data.size()));
+    z.next_in = const_cast<unsigned char*>(data.data());
+    z.avail_in = static_cast<uInt>(data.size());
+    z.next_out = stream.data();
+    z.avail_out = static_cast<uInt>(stream.size());
+    ASSERT_EQ(deflate(&z, Z_FINISH), Z_STREAM_END);
+    stream.resize(z.total_out);
+    deflateEnd(&z);
+    EXPECT_FALSE(krUnZip(stream, data.size()).result);
+    expectSameAsZlib(stream, data.size());
+}
+
+// Hand-made streams that the deflate format forbids but a lenient decoder would take: more
+// than 286 length codes or 30 distance codes in a block header, and the unused distance codes
+// 30 and 31. zlib refuses them, and so must UnZip.
+TEST(KrCompress, UnZipRefusesWhatZlibRefuses)
+{
+    struct BitWriter
+    {
+        Bytes out;
+        int used = 8;
+        void bits(unsigned value, int n)  // least significant first
+        {
+            for (int i = 0; i < n; ++i)
+            {
+                if (used == 8) out.push_back(0), used = 0;
+                out.back() |= static_cast<unsigned char>(((value >> i) & 1) << used++);
+            }
+        }
+        void code(unsigned value, int n)  // Huffman codes go most significant first
+        {
+            for (int i = n - 1; i >= 0; --i) bits(value >> i, 1);
+        }
+        void fixedLiteral(int symbol)
+        {
+            if (symbol < 144)
+                code(0x30 + symbol, 8);
+            else if (symbol < 256)
+                code(0x190 + symbol - 144, 9);
+            else if (symbol < 280)
+                code(symbol - 256, 7);
+            else
+                code(0xC0 + symbol - 280, 8);
+        }
+    };
+    const auto zlibWrap = [](const Bytes& deflated, const Bytes& expanded)
+    {
+        Bytes stream(deflated.size() + 2);
+        stream[0] = 0x78;
+        stream[1] = 0x01;
+        std::copy(deflated.begin(), deflated.end(), stream.begin() + 2);
+        const uLong adler = adler32(1, expanded.data(), static_cast<uInt>(expanded.size()));
+        for (int shift = 24; shift >= 0; shift -= 8)
+            stream.push_back(static_cast<unsigned char>(adler >> shift));
+        return stream;
+    };
+    // One fixed block: "a", 200 copies of length 258 at distance 1, then a copy at distance
+    // code dcode (with extra bits), then the end.
+    const auto longRun = [&](int dcode, unsigned extra, int extraBits, size_t copied)
+    {
+        BitWriter w;
+        w.bits(1, 1);
+        w.bits(1, 2);
+        w.fixedLiteral('a');
+        for (int i = 0; i < 200; ++i) w.fixedLiteral(285), w.code(0, 5);
+        w.fixedLiteral(257);
+        w.code(static_cast<unsigned>(dcode), 5);
+        w.bits(extra, extraBits);
+        w.fixedLiteral(256);
+        return zlibWrap(w.out, Bytes(1 + 200 * 258 + copied, 'a'));
+    };
+    // Dynamic block with nlen length codes and ndist distance codes; symbols 'a', 256 and the
+    // last two length symbols get 2-bit codes, distance code 0 a 1-bit one. Body: "aa".
+    const auto wideHeader = [&](int nlen, int ndist)
+    {
+        BitWriter w;
+        w.bits(1, 1);
+        w.bits(2, 2);
+        w.bits(static_cast<unsigned>(nlen - 257), 5);
+        w.bits(static_cast<unsigned>(ndist - 1), 5);
+        w.bits(19 - 4, 4);
+        const int order[19] = {16, 17, 18, 0, 8, 7, 9, 6, 10, 5, 11, 4, 12, 3, 13, 2, 14, 1, 15};
+        for (int symbol : order)
+            w.bits(symbol == 0 || symbol == 1 || symbol == 2 || symbol == 18 ? 2 : 0, 3);
+        std::vector<int> lengths(nlen + ndist, 0);
+        lengths['a'] = lengths[256] = lengths[nlen - 2] = lengths[nlen - 1] = 2;
+        lengths[nlen] = 1;
+        lengths[nlen + ndist - 1] = 1;
+        for (size_t i = 0; i < lengths.size();)
+        {
+            size_t run = 0;
+            while (i + run < lengths.size() && lengths[i + run] == 0 && run < 138) ++run;
+            if (run >= 11)
+            {
+                w.code(3, 2), w.bits(static_cast<unsigned>(run - 11), 7), i += run;
+                continue;
+            }
+            w.code(static_cast<unsigned>(lengths[i]), 2), ++i;  // symbols 0, 1, 2 code as 0, 1, 2
+        }
+        w.code(0, 2);
+        w.code(0, 2);
+        w.code(1, 2);
+        return zlibWrap(w.out, Bytes{'a', 'a'});
+    };
+    const size_t big = 60000;
+    const Expanded control = krUnZip(longRun(29, 8191, 13, 3), big);
+    EXPECT_TRUE(control.result);  // distance 32768 is the farthest allowed
+    EXPECT_TRUE(krUnZip(wideHeader(286, 30), 10).result);
+    for (const Bytes& stream : {longRun(30, 0, 14, 3), longRun(31, 0, 14, 3), wideHeader(287, 30),
+                                wideHeader(288, 30), wideHeader(286, 31), wideHeader(286, 32)})
+    {
+        expectSameAsZlib(stream, big);
+        EXPECT_FALSE(krUnZip(stream, big).result);
+    }
+}
+
+// ---------------------------------------------------------------- DES
+
+TEST(KrDesEncrypt, ArgumentFaultsReturnFalseAndTouchNothing)
+{
+    char in[16] = "plain text", out[16] = {};
+    const char key[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    EXPECT_FALSE(KrDesEncrypt::Work(nullptr, in, 8, key, 8, KrDesEncrypt::Encrypt));
+    EXPECT_FALSE(KrDesEncrypt::Work(out, nullptr, 8, key, 8, KrDesEncrypt::Encrypt));
+    EXPECT_FALSE(KrDesEncrypt::Work(out, in, 8, nullptr, 8, KrDesEncrypt::Encrypt));
+    for (int length : {0, -1, -8, -100, std::numeric_limits<int>::min()})
+        EXPECT_FALSE(KrDesEncrypt::Work(out, in, length, key, 8, KrDesEncrypt::Decrypt)) << length;
+    EXPECT_EQ(std::string(out, 16), std::string(16, '\0'));
+}
+
+TEST(KrDesEncrypt, PartialBlockIsWrittenWhole)
+{
+    char in[16] = "abcde", out[16];
+    std::memset(out, 0x5A, sizeof out);
+    const char key[8] = {9, 8, 7, 6, 5, 4, 3, 2};
+    ASSERT_TRUE(KrDesEncrypt::Work(out, in, 5, key, 8, KrDesEncrypt::Encrypt));
+    EXPECT_NE(std::string(out + 5, 3), std::string(3, '\x5A'));  // bytes 5-7 belong to the block
+    EXPECT_EQ(std::string(out + 8, 8), std::string(8, '\x5A'));
+    char back[8];
+    ASSERT_TRUE(KrDesEncrypt::Work(back, out, 5, key, 8, KrDesEncrypt::Decrypt));
+    EXPECT_EQ(std::string(back, 8), std::string(in, 8));
+}
+
+TEST(KrDesEncrypt, KeyLengthChoosesSingleOrTripleMode)
+{
+    char in[9] = "12345678", withZeros[8], single[8], empty[8], zeroKey[8], longKey[8], sixteen[8];
+    const char key[20] = {1, 2, 3, 4, 5, 6, 7, 8, 0, 0, 0, 0, 0, 0, 0, 0, 11, 12, 13, 14};
+    ASSERT_TRUE(KrDesEncrypt::Work(single, in, 8, key, 8, KrDesEncrypt::Encrypt));
+    ASSERT_TRUE(KrDesEncrypt::Work(withZeros, in, 8, key, 16, KrDesEncrypt::Encrypt));
+    EXPECT_NE(std::string(single, 8), std::string(withZeros, 8));
+    // Keys are zero-filled to 16 bytes and cut at 16.
+    ASSERT_TRUE(KrDesEncrypt::Work(empty, in, 8, key, 0, KrDesEncrypt::Encrypt));
+    ASSERT_TRUE(KrDesEncrypt::Work(zeroKey, in, 8, key + 8, 8, KrDesEncrypt::Encrypt));
+    EXPECT_EQ(std::string(empty, 8), std::string(zeroKey, 8));
+    ASSERT_TRUE(KrDesEncrypt::Work(longKey, in, 8, key + 4, 20 - 4, KrDesEncrypt::Encrypt));
+    ASSERT_TRUE(KrDesEncrypt::Work(sixteen, in, 8, key + 4, 16, KrDesEncrypt::Encrypt));
+    EXPECT_EQ(std::string(longKey, 8), std::string(sixteen, 8));
+}
+
+#ifdef ZOBASE_TEST_OPENSSL
+unsigned char reversed(unsigned char b)
+{
+    unsigned char r = 0;
+    for (int i = 0; i < 8; ++i) r = static_cast<unsigned char>(r | ((b >> i) & 1) << (7 - i));
+    return r;
+}
+
+// Standard DES of OpenSSL with the bits of every byte of key, input and output reversed.
+Bytes opensslReference(const Bytes& data, const Bytes& key16, bool triple, bool decipher)
+{
+    DES_cblock k1, k2;
+    for (int i = 0; i < 8; ++i) k1[i] = reversed(key16[i]), k2[i] = reversed(key16[8 + i]);
+    DES_key_schedule s1, s2;
+    DES_set_key_unchecked(&k1, &s1);
+    DES_set_key_unchecked(&k2, &s2);
+    Bytes out(data.size());
+    for (size_t at = 0; at < data.size(); at += 8)
+    {
+        DES_cblock in, result;
+        for (int i = 0; i < 8; ++i) in[i] = reversed(data[at + i]);
+        if (triple)
+            DES_ecb3_encrypt(&in, &result, &s1, &s2, &s1, decipher ? DES_DECRYPT : DES_ENCRYPT);
+        else
+            DES_ecb_encrypt(&in, &result, &s1, decipher ? DES_DECRYPT : DES_ENCRYPT);
+        for (int i = 0; i < 8; ++i) out[at + i] = reversed(result[i]);
+    }
+    return out;
+}
+
+TEST(KrDesEncrypt, MatchesStandardDesWithBitReversedBytes)
+{
+    std::mt19937 rng(7);
+    for (int trial = 0; trial < 400; ++trial)
+    {
+        const int keyLength = 1 + trial % 16;
+        const bool decipher = trial % 3 == 0;
+        Bytes key = randomBytes(rng, 16);
+        std::fill(key.begin() + keyLength, key.end(), 0);
+        const int length = 1 + static_cast<int>(rng() % 200);
+        const Bytes data = randomBytes(rng, (length + 7) / 8 * 8);
+        SCOPED_TRACE(testing::Message() << "key length " << keyLength << " data " << length
+                                        << " decipher " << decipher);
+
+        Bytes out(data.size());
+        ASSERT_TRUE(
+            KrDesEncrypt::Work(reinterpret_cast<char*>(out.data()),
+                               reinterpret_cast<char*>(const_cast<unsigned char*>(data.data())),
+                               length, reinterpret_cast<const char*>(key.data()), keyLength,
+                               decipher ? KrDesEncrypt::Decrypt : KrDesEncrypt::Encrypt));
+        ASSERT_EQ(out, opensslReference(data, key, keyLength > 8, decipher));
+
+        // And back again, in place.
+        ASSERT_TRUE(KrDesEncrypt::Work(
+            reinterpret_cast<char*>(out.data()), reinterpret_cast<char*>(out.data()), length,
+            reinterpret_cast<const char*>(key.data()), keyLength,
+            decipher ? KrDesEncrypt::Encrypt : static_cast<KrDesEncrypt::WorkMode>(7)));
+        ASSERT_EQ(out, data);
+    }
+}
+#endif
 
 // ---------------------------------------------------------------- hash codes
 

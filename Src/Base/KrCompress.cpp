@@ -1,13 +1,83 @@
 #include "Base/KrCompress.h"
 
+#include <zlib.h>
+
 #include <cstdint>
 #include <cstring>
 
 #include "Base/KrString.h"
 #include "Base/KrStringUTF8.h"
+#include "KrInflate.h"
+#include "KrLogRoute.h"
 
 namespace KRN
 {
+
+// ---------------------------------------------------------------- compression
+
+namespace
+{
+constexpr int kLevelError = 400;
+
+// The message code a zlib result is logged under, or 0 for a result that is not logged.
+int messageCodeFor(int zlibResult, bool expanding)
+{
+    switch (zlibResult)
+    {
+        case Z_MEM_ERROR:
+            return KrCompress::MsgOutOfMemory;
+        case Z_BUF_ERROR:
+            return KrCompress::MsgBufferTooSmall;
+        case Z_STREAM_ERROR:
+            return KrCompress::MsgBadParameter;
+        case Z_DATA_ERROR:
+            return expanding ? KrCompress::MsgBadData : 0;
+        default:
+            return 0;
+    }
+}
+
+// One error record for a failed call; its text is the message resource of the code.
+void logFailure(int zlibResult, bool expanding, int codeLine)
+{
+    const int code = messageCodeFor(zlibResult, expanding);
+    if (code == 0) return;
+    KrString message;
+    message.LoadString(static_cast<unsigned int>(code));
+    Detail::RouteToLog(kLevelError, code, message, __FILE__, codeLine);
+}
+}  // namespace
+
+unsigned char KrCompress::Zip(unsigned char* pDest, unsigned int& nDestLen,
+                              const unsigned char* pSrc, unsigned int nSrcLen, int nLevel)
+{
+    uLongf written = nDestLen;
+    const int result = compress2(pDest, &written, pSrc, nSrcLen, nLevel);
+    nDestLen = static_cast<unsigned int>(written);
+    if (result == Z_OK) return 1;
+    logFailure(result, false, __LINE__);
+    return 0;
+}
+
+unsigned char KrCompress::UnZip(unsigned char* pDest, unsigned int& nDestLen,
+                                const unsigned char* pSrc, unsigned int nSrcLen)
+{
+    // The fast decoder takes the well-formed streams that fit; zlib settles everything else,
+    // which gives every failure exactly zlib's result and partial output.
+    size_t expanded = 0;
+    if (pDest != nullptr && pSrc != nullptr && nDestLen > 0 &&
+        Detail::InflateZlibStream(pSrc, nSrcLen, pDest, nDestLen, expanded))
+    {
+        nDestLen = static_cast<unsigned int>(expanded);
+        return 1;
+    }
+    uLongf written = nDestLen;
+    const int result = uncompress(pDest, &written, pSrc, nSrcLen);
+    nDestLen = static_cast<unsigned int>(written);
+    if (result == Z_OK) return 1;
+    logFailure(result, true, __LINE__);
+    return 0;
+}
 
 // ---------------------------------------------------------------- hash codes
 
