@@ -680,3 +680,21 @@ TEST(KrLogFileTest, TextCallbackReceivesEachRecordWithoutLineEnd)
     EXPECT_EQ(seen, std::vector<std::string>{"warning:one:9"});
     EXPECT_EQ(readFile(sandbox.path("cb.log")), "warning:one:9\r\n");
 }
+
+TEST(KrLogFileTest, FailingUnZipLeavesItsMessageCodeInTheLog)
+{
+    LogSandbox sandbox;
+    ASSERT_TRUE(sandbox.log().Open(KrLogFile::ModeMemory));
+    const unsigned char garbage[] = {0x78, 0x9c, 0xff, 0xff, 0x00, 0x13, 0x37};
+    unsigned char out[64];
+    unsigned int outLength = sizeof out;
+    EXPECT_FALSE(KrCompress::UnZip(out, outLength, garbage, sizeof garbage));
+    const KrErrorObj::ErrorInfo last = KrErrorObj::GetInstance().GetLast(0);
+    EXPECT_EQ(last.nErrorCode, 29554u);
+    EXPECT_NE(std::string(last.strCodeFile).find("KrCompress"), std::string::npos);
+    KrLogQueryDef errors;
+    KrArray<KrLogItem> items;
+    ASSERT_EQ(sandbox.log().Query(errors, items), 1);
+    EXPECT_EQ(items[0].m_nResID, 29554);
+    EXPECT_EQ(items[0].m_nLevel, KrLogFile::LogError);
+}

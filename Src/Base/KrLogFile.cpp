@@ -831,9 +831,10 @@ void KrLogFile::Close(unsigned char bRestoreDefault)
     d.bHasLast = false;
     d.repeatCounts.clear();
     d.repeatQueue.clear();
-    d.records.Clear();
+    // Emptied slots would keep their texts: the rings are rebuilt instead.
+    d.records = KrContainer<KrLogItem>();
     d.records.SetCapacity(kDefaultRecordCapacity);
-    d.errors.Clear();
+    d.errors = KrContainer<KrErrorObj::ErrorInfo>();
     d.errors.SetCapacity(kDefaultErrorCapacity);
 }
 
