@@ -272,8 +272,7 @@ void tourLog()
     log.RecordLog(KrLogFile::LogDebug, 1, "below the threshold: dropped", __FILE__, __LINE__);
     log.RecordLog(KrLogFile::LogInfo, 2, "map opened", __FILE__, __LINE__);
     log.RecordLog(KrLogFile::LogError, 11023, "cannot open roads.shp", __FILE__, __LINE__);
-    std::printf("text log %s
-", KrFile::GetName(log.GetFileName()).Cstr());
+    std::printf("text log %s\n", KrFile::GetName(log.GetFileName()).Cstr());
 
     log.Open(dir.c_str(), "Tour", KrLogFile::IntervalNone, KrLogFile::ModeXML, 0);
     log.SetLogFormat("%DATETIME %LEVEL %MSG");
@@ -287,8 +286,7 @@ void tourLog()
         log.RecordLog(KrLogFile::LogWarning, 4, ("tile " + std::to_string(i)).c_str(), __FILE__,
                       __LINE__);
     }
-    std::printf("XML log %s (+ .xsd, .xslt); a repeated record: %s
-",
+    std::printf("XML log %s (+ .xsd, .xslt); a repeated record: %s\n",
                 KrFile::GetName(log.GetFileName()).Cstr(), accepted.c_str());
 
     KrString latest;
@@ -296,8 +294,7 @@ void tourLog()
     std::printf("latest error:\n%s\n", latest.Cstr());
 
     static KrString timing;
-    KrLogFile::SetCallBack([](const char* record) {
-        timing = record; });
+    KrLogFile::SetCallBack([](const char* record) { timing = record; });
     log.Open(dir.c_str(), "Tour", KrLogFile::IntervalNone, KrLogFile::ModeText, 0);
     log.SetRecordOnlyLog();
     {
