@@ -670,7 +670,13 @@ TEST(KrLogFileTest, TextCallbackReceivesEachRecordWithoutLineEnd)
     LogSandbox sandbox;
     static std::vector<std::string> seen;
     seen.clear();
-    KrLogFile::SetCallBack([](const char* text) { seen.push_back(text); });
+    KrLogFile::SetCallBack(
+        [](const char* text)
+        {
+            seen.push_back(text);
+            KrLogFile::GetInstance(true).RecordLog(KrLogFile::LogFatal, 2, "inside", "f",
+                                                   1);  // dropped
+        });
     KrLogFile& log = sandbox.log();
     ASSERT_TRUE(log.Open(sandbox.path("cb.log").c_str(), 0, KrLogFile::ModeText));
     log.SetLogFormat("%LEVEL:%MSG:%CODELINE");

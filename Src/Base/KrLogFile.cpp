@@ -567,7 +567,9 @@ struct KrLogFile::Impl
         if (callBack != nullptr)
         {
             line.resize(textLength);
+            bInCallBack = true;  // a callback that logs would otherwise come back here
             callBack(line.c_str());
+            bInCallBack = false;
         }
         if (line.capacity() > (1u << 16)) std::string().swap(line);
     }

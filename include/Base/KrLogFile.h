@@ -154,7 +154,8 @@ public:
                                      const KrTime& now);
 
     // Host callbacks, null to clear. CallBack receives each text record (no line end); the
-    // others serve database mode. A write callback may log: its records are dropped.
+    // others serve database mode. CallBack and the write callback may log: records they make
+    // are dropped.
     static void SetCallBack(CallBack callBack);
     static void SetOpenCallBack(OpenCallBack callBack);
     static void SetWriteCallBack(WriteCallBack callBack);
