@@ -58,7 +58,8 @@ public:
     {
         SizeRolling,  // text: write again from the start of the file; XML: nothing
         SizeReOpen,   // start the same file again, empty
-        SizeNewFile   // continue in "name#1.ext", then "#2" ...
+        SizeNewFile   // continue in "name#1.ext", then "#2" ... The later steps replace "#<n>"
+                      // wherever it occurs in the path, directories included, deliberately.
     };
 
     using CallBack = void (*)(const char* record);
@@ -79,7 +80,10 @@ public:
     //
     // Text or XML with a generated name: location + prefix + "_<process id>.log", or with a
     // time interval prefix + "_<process id>_<YYYY_MM_DD_HH>h.log". XML files take the extension
-    // "xml" and get "<name>.xsd" and "<name>.xslt" beside them.
+    // "xml" and get "<name>.xsd" and "<name>.xslt" beside them (the stylesheet's first column is
+    // headed "DataTime", as hosts know it). Each XML record is a "LogItem" whose children carry
+    // values only for tokens of the log format; its "ResID" child is filled only when the format
+    // holds "%%RESID", written with two percent signs. The file is well-formed after every record.
     unsigned char Open(const KrString& strLocation, const KrString& strPrefix,
                        TimeInterval interval, Mode mode, unsigned char bAppend);
     unsigned char Open(const KrString& strFileName, unsigned char bAppend, Mode mode);
