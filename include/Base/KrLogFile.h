@@ -102,7 +102,9 @@ public:
     // threshold (errors and fatals always pass); it repeats the previous record, or its
     // message, code and thread came five times among the last thousand records; it comes
     // from a database write callback; an error below a fatal threshold (which still reaches
-    // the error stack). A failed write drops nothing and reports nothing.
+    // the error stack). A failed write drops nothing and reports nothing. The repetition key is
+    // the message's hash code plus the code plus the thread id, so records whose message and
+    // code change together ("item 1" with code 1, "item 2" with code 2) can share a key.
     unsigned char RecordLog(LogLevelType level, int nCode, const KrString& strMessage,
                             const KrString& strCodeFile, int nCodeLine);
     // The message is the string resource with id nCode.
