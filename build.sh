@@ -25,11 +25,13 @@ LIBRARY_PACKAGES=(
 TEST_PACKAGES=(
     libgtest-dev libgmock-dev  # tests/
     libssl-dev                 # DES reference of the KrCompress tests and peer of bench_KrCompress
+    libsqlite3-dev             # the database the log's database-mode test writes through
 )
 BENCH_PACKAGES=(
     libbenchmark-dev                # bench/
     libpugixml-dev libtinyxml2-dev  # peers of bench_KrMarkup
     libabsl-dev                     # peer of bench_KrHash (absl::flat_hash_map)
+    libspdlog-dev                   # peer of bench_KrLogFile
 )
 CLANG_PACKAGES=(
     clang  # ./build.sh fuzz (libFuzzer) and ./build.sh clang

@@ -396,6 +396,52 @@ void tourCompress()
 
 }  // namespace
 
+void tourLog()
+{
+    section("log, error stack and timing");
+    const std::string dir = (std::filesystem::temp_directory_path() / "zobase_tour_log").string();
+    std::filesystem::create_directories(dir);
+    KrLogFile& log = KrLogFile::GetInstance();
+    log.Open(dir.c_str(), "Tour", KrLogFile::IntervalNone, KrLogFile::ModeText, 0);
+    log.SetLevel(KrLogFile::LogInfo);
+    log.RecordLog(KrLogFile::LogDebug, 1, "below the threshold: dropped", __FILE__, __LINE__);
+    log.RecordLog(KrLogFile::LogInfo, 2, "map opened", __FILE__, __LINE__);
+    log.RecordLog(KrLogFile::LogError, 11023, "cannot open roads.shp", __FILE__, __LINE__);
+    std::printf("text log %s\n", KrFile::GetName(log.GetFileName()).Cstr());
+
+    log.Open(dir.c_str(), "Tour", KrLogFile::IntervalNone, KrLogFile::ModeXML, 0);
+    log.SetLogFormat("%DATETIME %LEVEL %MSG");
+    std::string accepted;
+    for (int i = 0; i < 7; ++i)
+    {
+        // Alternating with another record keeps each from being the previous one.
+        accepted += log.RecordLog(KrLogFile::LogWarning, 3, "tile cache full", __FILE__, __LINE__)
+                        ? '+'
+                        : '-';
+        log.RecordLog(KrLogFile::LogWarning, 4, ("tile " + std::to_string(i)).c_str(), __FILE__,
+                      __LINE__);
+    }
+    std::printf("XML log %s (+ .xsd, .xslt); a repeated record: %s\n",
+                KrFile::GetName(log.GetFileName()).Cstr(), accepted.c_str());
+
+    KrString latest;
+    KrErrorObj::Format(KrErrorObj::GetInstance().GetLast(0), latest, 0);
+    std::printf("latest error:\n%s\n", latest.Cstr());
+
+    static KrString timing;
+    KrLogFile::SetCallBack([](const char* record) { timing = record; });
+    log.Open(dir.c_str(), "Tour", KrLogFile::IntervalNone, KrLogFile::ModeText, 0);
+    log.SetRecordOnlyLog();
+    {
+        KrEfficiency timer("tourLog", __FILE__, __LINE__);
+        for (int i = 0; i < 1000; ++i) accepted = std::to_string(i);
+    }
+    std::printf("%s (clock ticks)\n", timing.Cstr());
+    KrLogFile::SetCallBack(nullptr);
+    log.Close(1);
+    std::filesystem::remove_all(dir);
+}
+
 int main()
 {
     std::printf("ZoBase200 tour\n");
@@ -410,6 +456,7 @@ int main()
     tourConfig();
     tourThreads();
     tourCompress();
+    tourLog();
     std::printf("\ntour complete\n");
     return 0;
 }

@@ -22,3 +22,6 @@
 #include "Base/KrRegistry.h"
 #include "Base/KrProgress.h"
 #include "Base/KrCompress.h"
+#include "Base/KrErrorObj.h"
+#include "Base/KrLogFile.h"
+#include "Base/KrEfficiency.h"

@@ -86,6 +86,13 @@ long long WriteFile(int fd, const void* buffer, size_t size)
     return retryOnInterrupt([&] { return ::write(fd, buffer, size); });
 }
 
+long long WriteFileAt(int fd, const void* buffer, size_t size, long long offset)
+{
+    if (size > kMaxTransfer) size = kMaxTransfer;
+    return retryOnInterrupt(
+        [&] { return ::pwrite(fd, buffer, size, static_cast<off_t>(offset)); });
+}
+
 long long SeekFile(int fd, long long offset, int whence)
 {
     int origin = SEEK_SET;

@@ -47,6 +47,8 @@ FileDescriptor OpenRegularFile(const char* path);
 // One read(2) / write(2) of at most size bytes: the count moved, 0 at end of file, -1 on error.
 long long ReadFile(int fd, void* buffer, size_t size);
 long long WriteFile(int fd, const void* buffer, size_t size);
+// One pwrite(2) at offset; the file position does not move.
+long long WriteFileAt(int fd, const void* buffer, size_t size, long long offset);
 
 // whence 0, 1, 2 = from the begin, the current position, the end. The new offset, or -1.
 long long SeekFile(int fd, long long offset, int whence);
