@@ -19,3 +19,5 @@
 #include "Base/KrFile.h"
 #include "Base/KrToolkit.h"
 #include "Base/KrRegistry.h"
+#include "Base/KrStyle.h"
+#include "Base/KrTextStyle.h"
