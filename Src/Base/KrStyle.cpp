@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "Base/KrCompress.h"
 #include "Base/KrCore.h"
 #include "Base/KrMarkup.h"
 #include "Base/KrStream.h"
@@ -36,17 +37,6 @@ unsigned char gradientFromName(const KrString& name)
 KrString tenthsText(int tenths)
 {
     return Detail::FormatTrimmed("%.2f", tenths / 10.0);
-}
-
-// STAND-IN for KrHashCode::DoubleToHashCode (same rule: 0 for either zero, else the high and
-// low halves of the bit pattern XORed) until that family is available here.
-int doubleHashCode(double value)
-{
-    if (value == 0.0) return 0;
-    unsigned long long bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    return static_cast<int>(static_cast<unsigned int>(bits >> 32) ^
-                            static_cast<unsigned int>(bits));
 }
 
 // Colours travel with their alpha cleared. A value that did not arrive leaves the field as it
@@ -164,7 +154,7 @@ int KrStyle::GetHashCode() const
     // An alpha byte on the fore colour is the one trace of it left once the colours are
     // converted; the back colour deliberately enters unconverted.
     const unsigned int foreHasAlpha = m_clrFillFore > KrRGB(255, 255, 255) ? 1u : 0u;
-    const unsigned int angle = static_cast<unsigned int>(doubleHashCode(m_nMarkerAngle / 10));
+    const unsigned int angle = static_cast<unsigned int>(KrHashCode::DoubleToHashCode(m_nMarkerAngle / 10));
     unsigned int hash =
         KrCurrentColortoWinColor(m_clrLine) ^ KrCurrentColortoWinColor(m_clrFillFore) ^
         static_cast<unsigned int>(m_nFillStyle) ^ static_cast<unsigned int>(m_nLineWidth) ^

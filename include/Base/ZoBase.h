@@ -19,5 +19,6 @@
 #include "Base/KrFile.h"
 #include "Base/KrToolkit.h"
 #include "Base/KrRegistry.h"
+#include "Base/KrCompress.h"
 #include "Base/KrStyle.h"
 #include "Base/KrTextStyle.h"
