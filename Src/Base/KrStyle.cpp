@@ -1,6 +1,5 @@
 #include "Base/KrStyle.h"
 
-#include <cstring>
 
 #include "Base/KrCompress.h"
 #include "Base/KrCore.h"
