@@ -446,76 +446,53 @@ TEST(KrStyleTest, SampleStyleInBothDialects)
 
 TEST(KrStyleTest, ReadingTakesEachElementByItsDialect)
 {
-    // Each row: a document of children, the version, and what the style then holds.
+    // Each row: one child element, the version it is read with, and what the older dialect
+    // (raw tenths and numbers) then writes for the field.
+    const int older = 20031211;
     const struct
     {
-        const char* children;
+        const char* child;
         int version;
-        std::function<bool(const KrStyle&)> holds;
+        const char* written;
     } cases[] = {
-        {"<pml:MarkerSize>2.45</pml:MarkerSize>", 0,
-         [](const KrStyle& s) { return s.GetMarkerSize() == 2.5; }},
-        {"<pml:MarkerSize>-2.45</pml:MarkerSize>", 0,
-         [](const KrStyle& s) { return s.GetMarkerSize() == -2.5; }},
-        {"<pml:SymbolSize>245</pml:SymbolSize>", 20031211,
-         [](const KrStyle& s) { return s.GetMarkerSize() == 24.5; }},
-        {"<pml:SymbolSize>2.45</pml:SymbolSize>", 20031211,
-         [](const KrStyle& s) { return s.GetMarkerSize() == 0.2; }},
-        {"<pml:MarkerSize>x</pml:MarkerSize>", 0,
-         [](const KrStyle& s) { return s.GetMarkerSize() == 0; }},
-        {"<pml:MarkerSize>nan</pml:MarkerSize>", 0,
-         [](const KrStyle& s) { return s.GetMarkerSize() == 0; }},
-        {"<pml:MarkerSize>1e999</pml:MarkerSize>", 0,
-         [](const KrStyle& s) { return s.GetMarkerSize() == INT_MAX / 10.0; }},
-        {"<pml:LineWidth>7</pml:LineWidth>", 20031211,
-         [](const KrStyle& s) { return s.GetLineWidth() == 0.7; }},
-        {"<pml:LineWidth>7</pml:LineWidth>", 20070522,
-         [](const KrStyle& s) { return s.GetLineWidth() == 7; }},
-        {"<pml:LineWidth>7</pml:LineWidth>", 20040101,
-         [](const KrStyle& s) { return s.GetLineWidth() == 7; }},
-        {"<pml:LineColor>255</pml:LineColor>", 0,
-         [](const KrStyle& s) { return s.GetLineColor() == 255u; }},
-        {"<pml:LineColor>rgb(1, 2, 3)</pml:LineColor>", 0,
-         [](const KrStyle& s) { return s.GetLineColor() == KrRGB(1, 2, 3); }},
-        {"<pml:FillBackOpaque>true</pml:FillBackOpaque>", 0,
-         [](const KrStyle& s) { return s.GetFillBackOpaque() == 1; }},
-        {"<pml:FillBackOpaque>yes</pml:FillBackOpaque>", 0,
-         [](const KrStyle& s) { return s.GetFillBackOpaque() == 0; }},
-        {"<pml:BackTransparent>True</pml:BackTransparent>", 20031211,
-         [](const KrStyle& s) { return s.GetFillBackOpaque() == 0; }},
-        {"<pml:BackTransparent>yes</pml:BackTransparent>", 20031211,
-         [](const KrStyle& s) { return s.GetFillBackOpaque() == 1; }},
-        {"<pml:BackTransparent>TRUE</pml:BackTransparent>", 0,
-         [](const KrStyle& s) { return s.GetFillBackOpaque() == 1; }},
-        {"<pml:FillOpaqueRate>300</pml:FillOpaqueRate>", 0,
-         [](const KrStyle& s) { return s.GetFillOpaqueRate() == 44; }},
-        {"<pml:FillGradientType>cONICAL</pml:FillGradientType>", 0,
-         [](const KrStyle& s) { return s.GetFillGradientType() == 3; }},
-        {"<pml:FillGradientType>Square</pml:FillGradientType>", 0,
-         [](const KrStyle& s) { return s.GetFillGradientType() == 4; }},
-        {"<pml:FillGradientType>3</pml:FillGradientType>", 0,
-         [](const KrStyle& s) { return s.GetFillGradientType() == 0; }},
-        {"<pml:FillGradientType>260</pml:FillGradientType>", 20031211,
-         [](const KrStyle& s) { return s.GetFillGradientType() == 4; }},
-        {"<pml:FillGradientType>Linear</pml:FillGradientType>", 20031211,
-         [](const KrStyle& s) { return s.GetFillGradientType() == 0; }},
-        {"<pml:FillAngle>-12.25</pml:FillAngle>", 0,
-         [](const KrStyle& s) { return s.GetFillAngle() == -12.3; }},
-        {"<pml:FillGradientAngle>-12.25</pml:FillGradientAngle>", 20031211,
-         [](const KrStyle& s) { return s.GetFillAngle() == -12.3; }},
-        {"<pml:FillAngle>-12.25</pml:FillAngle>", 20031211,
-         [](const KrStyle& s) { return s.GetFillAngle() == 0; }},
-        {"<pml:FillCenterOffsetX>70000</pml:FillCenterOffsetX>", 0,
-         [](const KrStyle& s) { return s.GetFillCenterOffsetX() == 4464; }},
-        {"<pml:FillCenterOffsetY> -5x</pml:FillCenterOffsetY>", 0,
-         [](const KrStyle& s) { return s.GetFillCenterOffsetY() == -5; }},
+        {"<pml:MarkerSize>2.45</pml:MarkerSize>", 0, "<pml:SymbolSize>25<"},
+        {"<pml:MarkerSize>-2.45</pml:MarkerSize>", 0, "<pml:SymbolSize>-25<"},
+        {"<pml:SymbolSize>245</pml:SymbolSize>", older, "<pml:SymbolSize>245<"},
+        {"<pml:SymbolSize>2.45</pml:SymbolSize>", older, "<pml:SymbolSize>2<"},
+        {"<pml:MarkerSize>x</pml:MarkerSize>", 0, "<pml:SymbolSize>0<"},
+        {"<pml:MarkerSize>nan</pml:MarkerSize>", 0, "<pml:SymbolSize>0<"},
+        {"<pml:MarkerAngle>1e999</pml:MarkerAngle>", 0, "<pml:SymbolAngle>2147483647<"},
+        {"<pml:MarkerAngle>-1e999</pml:MarkerAngle>", 0, "<pml:SymbolAngle>-2147483648<"},
+        {"<pml:LineWidth>7</pml:LineWidth>", older, "<pml:LineWidth>7<"},
+        {"<pml:LineWidth>7</pml:LineWidth>", 20070522, "<pml:LineWidth>70<"},
+        {"<pml:LineWidth>7</pml:LineWidth>", 20040101, "<pml:LineWidth>70<"},
+        {"<pml:LineColor>255</pml:LineColor>", 0, "<pml:LineColor>RGB(255,0,0)<"},
+        {"<pml:LineColor>rgb(1, 2, 3)</pml:LineColor>", 0, "<pml:LineColor>RGB(1,2,3)<"},
+        {"<pml:FillBackOpaque>false</pml:FillBackOpaque>", 0, "<pml:BackTransparent>TRUE<"},
+        {"<pml:FillBackOpaque>yes</pml:FillBackOpaque>", 0, "<pml:BackTransparent>TRUE<"},
+        {"<pml:FillBackOpaque>True</pml:FillBackOpaque>", 0, "<pml:BackTransparent>FALSE<"},
+        {"<pml:BackTransparent>true</pml:BackTransparent>", older, "<pml:BackTransparent>TRUE<"},
+        {"<pml:BackTransparent>yes</pml:BackTransparent>", older, "<pml:BackTransparent>FALSE<"},
+        {"<pml:BackTransparent>TRUE</pml:BackTransparent>", 0, "<pml:BackTransparent>FALSE<"},
+        {"<pml:FillOpaqueRate>300</pml:FillOpaqueRate>", 0, "<pml:FillOpaqueRate>44<"},
+        {"<pml:FillGradientType>cONICAL</pml:FillGradientType>", 0, "<pml:FillGradientType>3<"},
+        {"<pml:FillGradientType>Square</pml:FillGradientType>", 0, "<pml:FillGradientType>4<"},
+        {"<pml:FillGradientType>3</pml:FillGradientType>", 0, "<pml:FillGradientType>0<"},
+        {"<pml:FillGradientType>260</pml:FillGradientType>", older, "<pml:FillGradientType>4<"},
+        {"<pml:FillGradientType>Linear</pml:FillGradientType>", older, "<pml:FillGradientType>0<"},
+        {"<pml:FillAngle>-12.25</pml:FillAngle>", 0, "<pml:FillGradientAngle>-12.300000<"},
+        {"<pml:FillGradientAngle>-12.25</pml:FillGradientAngle>", older, "Angle>-12.300000<"},
+        {"<pml:FillAngle>-12.25</pml:FillAngle>", older, "<pml:FillGradientAngle>0.000000<"},
+        {"<pml:FillAngle>3276.8</pml:FillAngle>", 0, "<pml:FillGradientAngle>-3276.800000<"},
+        {"<pml:FillCenterOffsetX>70000</pml:FillCenterOffsetX>", 0, "<pml:FillCenterOffsetX>4464<"},
+        {"<pml:FillCenterOffsetY> -5x</pml:FillCenterOffsetY>", 0, "<pml:FillCenterOffsetY>-5<"},
     };
     for (const auto& c : cases)
     {
-        SCOPED_TRACE(c.children);
+        SCOPED_TRACE(c.child);
         KrStyle style;
-        EXPECT_TRUE(style.FromXML(std::string("<any>") + c.children + "</any>", c.version));
-        EXPECT_TRUE(c.holds(style));
+        EXPECT_TRUE(style.FromXML(std::string("<any>") + c.child + "</any>", c.version));
+        EXPECT_NE(std::string(style.ToXML(older)).find(c.written), std::string::npos);
     }
 }
 
