@@ -11,7 +11,10 @@ using namespace KRN;
 namespace
 {
 
-void section(const char* title) { std::printf("\n== %s\n", title); }
+void section(const char* title)
+{
+    std::printf("\n== %s\n", title);
+}
 
 void tourCore()
 {
@@ -20,7 +23,8 @@ void tourCore()
     std::printf("KrRGBA(0,128,128,255) = 0x%08X  red %u green %u blue %u alpha %u\n", teal,
                 KrREDVAL(teal), KrGREENVAL(teal), KrBLUEVAL(teal), KrALPHAVAL(teal));
     std::printf("krequal(0.1 + 0.2, 0.3) = %s, big-endian host: %s, dpi %d\n",
-                krequal(0.1 + 0.2, 0.3) ? "true" : "false", krisbigendian() ? "yes" : "no", krdpi());
+                krequal(0.1 + 0.2, 0.3) ? "true" : "false", krisbigendian() ? "yes" : "no",
+                krdpi());
     void* block = nullptr;
     const int ok = krmemdup(&block, "tour", 5);
     std::printf("krmemdup copied \"%s\" (result %d); ", static_cast<const char*>(block), ok);
@@ -41,8 +45,9 @@ void tourString()
     KrString formatted;
     formatted.Format("%s has %d layers and %.2f km of roads", "Atlas", 12, 1234.5);
     std::printf("Format: %s\n", formatted.Cstr());
-    std::printf("From(255, 16) = %s, ToULong(\"0x1f\", 16) = %llu, lenient ToULong(\"12a3\") = %llu\n",
-                KrString::From(255, 16).Cstr(), KrString("0x1f").ToULong(16), KrString("12a3").ToULong());
+    std::printf(
+        "From(255, 16) = %s, ToULong(\"0x1f\", 16) = %llu, lenient ToULong(\"12a3\") = %llu\n",
+        KrString::From(255, 16).Cstr(), KrString("0x1f").ToULong(16), KrString("12a3").ToULong());
     std::printf("CompareNoCase(\"Road\", \"ROAD\") = %d, HashVal(\"ab\") = %u\n",
                 KrString("Road").CompareNoCase("ROAD"), KrString("ab").HashVal());
     KrArray<KrString> pieces;
@@ -115,7 +120,8 @@ void tourStreams()
     memory.Save(widths, 2);
     printHex("memory stream", memory.GetData(), memory.GetLength());
 
-    const std::string pathText = (std::filesystem::temp_directory_path() / "zobase-tour-record.bin").string();
+    const std::string pathText =
+        (std::filesystem::temp_directory_path() / "zobase-tour-record.bin").string();
     const char* path = pathText.c_str();
     KrFileStream file;
     file.Open(path, KrStreamSave, 16);
@@ -234,13 +240,15 @@ void tourText()
                 wide.ToString(KrTextCodec::UTF8_CHARSET).Cstr());
     wide.MakeInverse();
 
-    const bool same =
-        utf8.ToString(chinese) == gb && ucs2.ToString(chinese) == gb && wide.ToString(chinese) == gb;
-    std::printf("all three forms convert back to the same GB18030 bytes: %s\n", same ? "yes" : "no");
+    const bool same = utf8.ToString(chinese) == gb && ucs2.ToString(chinese) == gb &&
+                      wide.ToString(chinese) == gb;
+    std::printf("all three forms convert back to the same GB18030 bytes: %s\n",
+                same ? "yes" : "no");
     KrString changed(gb);
     changed.ChangeCharset(KrTextCodec::UTF8_CHARSET);
-    std::printf("ChangeCharset(UTF-8) retags the string as charset %d; this system's charset is %d\n",
-                changed.GetCharset(), KrToolkit::GetCurCharset());
+    std::printf(
+        "ChangeCharset(UTF-8) retags the string as charset %d; this system's charset is %d\n",
+        changed.GetCharset(), KrToolkit::GetCurCharset());
 }
 
 void tourConfig()
@@ -248,15 +256,52 @@ void tourConfig()
     section("configuration");
     KrRegistry& root = KrRegistry::Root();
     std::printf("configuration directory: %s\n", KrRegistry::XmlPath().Cstr());
-    std::printf("dpi setting %s -> krdpi() %d; log level setting: %s\n", root.Value("dpi").Cstr(), krdpi(),
-                root.Obj("LogSetting")["LogLevel"].Cstr());
+    std::printf("dpi setting %s -> krdpi() %d; log level setting: %s\n", root.Value("dpi").Cstr(),
+                krdpi(), root.Obj("LogSetting")["LogLevel"].Cstr());
     KrString text;
     const bool missing = text.LoadString(30118);
     std::printf("resource 30118 %s: %s\n", missing ? "missing" : "found", text.Cstr());
     KrHash<KrString> words;
     words.SetAt("road", "Strasse");
     words.SetAt("river", "Fluss");
-    std::printf("hash table: road -> %s, lake -> [%s]\n", words["road"].Cstr(), words["lake"].Cstr());
+    std::printf("hash table: road -> %s, lake -> [%s]\n", words["road"].Cstr(),
+                words["lake"].Cstr());
+}
+
+void tourStyles()
+{
+    section("drawing styles");
+    KrStyle road;
+    road.SetLineColor(KrRGB(200, 80, 0));
+    road.SetLineWidth(0.25);  // kept in tenths: 0.3
+    road.SetFillGradientType(1);
+    std::printf("road style, current dialect:\n%s", road.ToXML(0).Cstr());
+
+    KrMemoryStream memory;
+    memory.Open(KrStreamSave, 64);
+    road.Save(memory, 1);
+    printHex("line form", memory.GetData(), memory.GetLength());
+    KrStyle loaded;
+    KrMemoryStream in;
+    in.Open(KrStreamLoad, static_cast<unsigned int>(memory.GetLength()), memory.GetData());
+    int count = 0;
+    in >> count;
+    loaded.Load(in, 1);
+    std::printf("loaded line width %.1f, same line style: %s\n", loaded.GetLineWidth(),
+                KrStyle::IsSameLineStyle(road, loaded) ? "yes" : "no");
+
+    KrTextStyle label;
+    label.SetFaceName("Arial");
+    label.SetBold(1);
+    label.SetWeight(700);  // kept as 700 / 66, rounded: 11
+    label.SetAlign(KrTextStyle::AlignCenter);
+    label.SetAngle(-12.25);  // rounded away from zero: -12.3
+    KrTextStyle read;
+    read.FromXML(label.ToXML(20031211), 20031211);
+    std::printf(
+        "label: weight %d, angle %.1f, style word 0x%08X; read back from the older dialect: %s\n",
+        label.GetWeight(), label.GetAngle(), static_cast<unsigned int>(label.GetStyle()),
+        read == label ? "equal" : "different");
 }
 
 // A producer thread hands three values to a consumer thread through a slot guarded by one
@@ -457,6 +502,7 @@ int main()
     tourThreads();
     tourCompress();
     tourLog();
+    tourStyles();
     std::printf("\ntour complete\n");
     return 0;
 }

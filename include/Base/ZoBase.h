@@ -25,3 +25,5 @@
 #include "Base/KrErrorObj.h"
 #include "Base/KrLogFile.h"
 #include "Base/KrEfficiency.h"
+#include "Base/KrStyle.h"
+#include "Base/KrTextStyle.h"

@@ -1,0 +1,361 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <functional>
+#include <iterator>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Base/ZoBase.h"
+
+using namespace KRN;
+
+namespace
+{
+
+// The document the writer builds: one child element a line, CR LF line ends, an empty
+// element for an empty value.
+std::string document(const std::vector<std::pair<const char*, const char*>>& fields)
+{
+    std::string text = "<pml:TextStyle>\r\n";
+    for (const auto& [name, value] : fields)
+    {
+        const std::string tag(name);
+        text += *value ? "<" + tag + ">" + value + "</" + tag + ">\r\n" : "<" + tag + "/>\r\n";
+    }
+    return text + "</pml:TextStyle>\r\n";
+}
+
+// A fixed-size, bold, centred label: every element of both dialects away from its default.
+KrTextStyle sampleStyle()
+{
+    KrTextStyle style;
+    style.SetFaceName("Arial & Co");
+    style.SetAlign(KrTextStyle::AlignCenter);
+    style.SetForeColor(KrRGBA(1, 2, 3, 4));
+    style.SetBackColor(KrRGB(255, 128, 0));
+    style.SetBackOpaque(1);
+    style.SetHeight(1.25);
+    style.SetWidth(0.5);
+    style.SetWeight(700);
+    style.SetFixedSize(1);
+    style.SetSizeForFixed(2.5);
+    style.SetAngle(-12.3);
+    style.SetBold(1);
+    style.SetItalicAngle(15.5);
+    style.SetUnderline(1);
+    style.SetHalo(1);
+    return style;
+}
+
+}  // namespace
+
+TEST(KrTextStyleTest, AnglesKeepTenthsRoundedOrTruncated)
+{
+    // clang-format off
+    const struct { double degrees; int angle; int italic; } cases[] = {
+        {75.0, 750, 600}, {-75.0, -750, -600}, {-12.34, -123, -123}, {12.25, 123, 122},
+        {12.39, 124, 123}, {-0.05, -1, 0}, {60.09, 601, 600}, {NAN, 0, 0}, {1e300, INT_MAX, 600},
+        {-INFINITY, INT_MIN, -600}};
+    // clang-format on
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.degrees);
+        KrTextStyle style;
+        style.SetAngle(c.degrees);
+        style.SetItalicAngle(c.degrees);
+        EXPECT_EQ(style.GetAngle(), c.angle / 10.0);
+        EXPECT_EQ(style.GetItalicAngle(), c.italic / 10.0);
+    }
+}
+
+TEST(KrTextStyleTest, StyleWordPacksFlagsAlignmentWeightAndFixedSize)
+{
+    using S = KrTextStyle;
+    // clang-format off
+    const struct { std::function<void(S&)> set; unsigned int word; } cases[] = {
+        {[](S& s) { s.SetBold(1); }, 0x100},        {[](S& s) { s.SetItalic(2); }, 0x200},
+        {[](S& s) { s.SetUnderline(1); }, 0x400},   {[](S& s) { s.SetStrikeOut(1); }, 0x800},
+        {[](S& s) { s.SetFixedSize(1); }, 0x1000},  {[](S& s) { s.SetBackOpaque(1); }, 0x2000},
+        {[](S& s) { s.SetHalo(1); }, 0x4000},       {[](S& s) { s.SetShadow(0x80); }, 0x8000},
+        {[](S& s) { s.SetStyle(-1); s.SetBold(0); s.SetShadow(0); }, 0xFFFF7EFF},
+        {[](S& s) { s.SetBold(1); s.SetAlign(5); }, 0x105},
+        {[](S& s) { s.SetStyle(0x1FF); s.SetAlign(2); }, 0x102},
+        {[](S& s) { s.SetWeight(400); }, 6u << 16}, {[](S& s) { s.SetWeight(100); }, 2u << 16},
+        {[](S& s) { s.SetWeight(700); }, 11u << 16},
+        {[](S& s) { s.SetStyle(-1); s.SetWeight(0); }, 0xFF00FFFF},
+        {[](S& s) { s.SetWeight(16863); }, 1u << 24},  // 255.5 rounds to 256: spills over
+        {[](S& s) { s.SetWeight(-66); }, 0xFFFF0000},
+        {[](S& s) { s.SetSizeForFixed(2.46); }, 25u << 24},
+        {[](S& s) { s.SetSizeForFixed(25.5); }, 255u << 24},
+        {[](S& s) { s.SetSizeForFixed(25.7); }, 1u << 24},  // 257 tenths: the low byte
+        {[](S& s) { s.SetStyle(-1); s.SetSizeForFixed(0); }, 0x00FFFFFF},
+        {[](S& s) { s.SetSizeForFixed(NAN); }, 0}};
+    // clang-format on
+    for (size_t i = 0; i < std::size(cases); ++i)
+    {
+        KrTextStyle style;
+        cases[i].set(style);
+        EXPECT_EQ(static_cast<unsigned int>(style.GetStyle()), cases[i].word) << i;
+    }
+}
+
+TEST(KrTextStyleTest, WeightAndFixedSizeReadBackFromTheirBytes)
+{
+    // clang-format off
+    const struct { int weight; int read; } weights[] = {
+        {0, 0}, {100, 100}, {400, 400}, {700, 700}, {900, 900}, {32, 0}, {33, 100}, {250, 300}};
+    // clang-format on
+    for (const auto& c : weights)
+    {
+        KrTextStyle style;
+        style.SetWeight(c.weight);
+        EXPECT_EQ(style.GetWeight(), c.read) << c.weight;
+    }
+    KrTextStyle style;
+    style.SetSizeForFixed(2.46);
+    EXPECT_EQ(style.GetSizeForFixed(), 2.5);
+    style.SetStyle(-1);
+    EXPECT_EQ(style.GetSizeForFixed(), 25.5);
+    EXPECT_EQ(style.GetAlign(), 0xFF);
+    EXPECT_EQ(style.GetWeight(), 16800);  // 255 * 0.66 = 168.3
+}
+
+TEST(KrTextStyleTest, EqualityComparesHeightWithToleranceAndTheRestExactly)
+{
+    using S = KrTextStyle;
+    // clang-format off
+    const struct { std::function<void(S&)> change; bool equal; } cases[] = {
+        {[](S& s) { s.SetHeight(6.0 * (1 + 1e-12)); }, true},
+        {[](S& s) { s.SetHeight(6.001); }, false},
+        {[](S& s) { s.SetWidth(-0.0); }, true},      {[](S& s) { s.SetWidth(1e-300); }, false},
+        {[](S& s) { s.SetForeColor(1u << 24); }, false}, {[](S& s) { s.SetBackColor(1); }, false},
+        {[](S& s) { s.SetAngle(0.1); }, false},      {[](S& s) { s.SetItalicAngle(-0.1); }, false},
+        {[](S& s) { s.SetFaceName("a"); }, false},   {[](S& s) { s.SetHalo(1); }, false}};
+    // clang-format on
+    const KrTextStyle base;
+    for (size_t i = 0; i < std::size(cases); ++i)
+    {
+        KrTextStyle other;
+        cases[i].change(other);
+        EXPECT_EQ(base == other, cases[i].equal) << i;
+        EXPECT_EQ(base != other, !cases[i].equal) << i;
+        if (cases[i].equal)
+        {
+            EXPECT_EQ(base.GetHashCode(), other.GetHashCode()) << i;
+        }
+    }
+    KrTextStyle copy(sampleStyle());
+    EXPECT_TRUE(copy == sampleStyle());
+    EXPECT_EQ(copy.GetHashCode(), sampleStyle().GetHashCode());
+}
+
+TEST(KrTextStyleTest, DefaultStyleInBothDialects)
+{
+    const KrTextStyle style;
+    EXPECT_EQ(
+        std::string(style.ToXML(0)),
+        "<pml:TextStyle>\r\n<pml:FaceName/>\r\n<pml:Align>TopLeft</pml:Align>\r\n"
+        "<pml:ForeColor>RGB(0,0,0)</pml:ForeColor>\r\n<pml:BackColor>RGB(0,0,0)</pml:BackColor>\r\n"
+        "<pml:BackOpaque>FALSE</pml:BackOpaque>\r\n<pml:Height>6</pml:Height>\r\n"
+        "<pml:Width>0</pml:Width>\r\n<pml:Weight>0</pml:Weight>\r\n"
+        "<pml:IsFixedSize>FALSE</pml:IsFixedSize>\r\n<pml:FixedSize>0</pml:FixedSize>\r\n"
+        "<pml:Angle>0</pml:Angle>\r\n<pml:Bold>FALSE</pml:Bold>\r\n<pml:Italic>FALSE</"
+        "pml:Italic>\r\n"
+        "<pml:ItalicAngle>0.00</pml:ItalicAngle>\r\n<pml:StrikeOut>FALSE</pml:StrikeOut>\r\n"
+        "<pml:Underline>FALSE</pml:Underline>\r\n<pml:Shadow>FALSE</pml:Shadow>\r\n"
+        "<pml:Halo>FALSE</pml:Halo>\r\n<pml:Charset/>\r\n</pml:TextStyle>\r\n");
+    // An empty face name is written as the GBK name of the Song typeface.
+    EXPECT_EQ(
+        std::string(style.ToXML(20031211)),
+        "<pml:TextStyle>\r\n<pml:FontName>\xCB\xCE\xCC\xE5</pml:FontName>\r\n"
+        "<pml:Align>0</pml:Align>\r\n<pml:Bold>FALSE</pml:Bold>\r\n<pml:Italic>FALSE</"
+        "pml:Italic>\r\n"
+        "<pml:ItalicAngle>0.00</pml:ItalicAngle>\r\n<pml:Stroke>FALSE</pml:Stroke>\r\n"
+        "<pml:Underline>FALSE</pml:Underline>\r\n<pml:Shadow>FALSE</pml:Shadow>\r\n"
+        "<pml:Outline>FALSE</pml:Outline>\r\n<pml:FontHeight>6</pml:FontHeight>\r\n"
+        "<pml:FontWidth>0</pml:FontWidth>\r\n<pml:FontWeight>0</pml:FontWeight>\r\n"
+        "<pml:FixedSize>FALSE</pml:FixedSize>\r\n<pml:FixedTextSize>0</pml:FixedTextSize>\r\n"
+        "<pml:Rotation>0.00</pml:Rotation>\r\n<pml:ForeColor>RGB(0,0,0)</pml:ForeColor>\r\n"
+        "<pml:BackColor>RGB(0,0,0)</pml:BackColor>\r\n<pml:Transparent>TRUE</pml:Transparent>\r\n"
+        "</pml:TextStyle>\r\n");
+    for (int version : {20031210, 20040101, 20050302, -5})
+        EXPECT_EQ(std::string(style.ToXML(version)), "");
+    EXPECT_EQ(style.ToXML(20070522), style.ToXML(0));
+}
+
+TEST(KrTextStyleTest, SampleStyleInBothDialects)
+{
+    KrTextStyle style = sampleStyle();
+    EXPECT_EQ(std::string(style.ToXML(0)), document({{"pml:FaceName", "Arial &amp; Co"},
+                                                     {"pml:Align", "Center"},
+                                                     {"pml:ForeColor", "RGB(1,2,3)"},
+                                                     {"pml:BackColor", "RGB(255,128,0)"},
+                                                     {"pml:BackOpaque", "TRUE"},
+                                                     {"pml:Height", "1.25"},
+                                                     {"pml:Width", "0.5"},
+                                                     {"pml:Weight", "700"},
+                                                     {"pml:IsFixedSize", "TRUE"},
+                                                     {"pml:FixedSize", "2.5"},
+                                                     {"pml:Angle", "-12.3"},
+                                                     {"pml:Bold", "TRUE"},
+                                                     {"pml:Italic", "FALSE"},
+                                                     {"pml:ItalicAngle", "15.50"},
+                                                     {"pml:StrikeOut", "FALSE"},
+                                                     {"pml:Underline", "TRUE"},
+                                                     {"pml:Shadow", "FALSE"},
+                                                     {"pml:Halo", "TRUE"},
+                                                     {"pml:Charset", ""}}));
+    // Fixed-size text: heights and widths ten times larger.
+    EXPECT_EQ(std::string(style.ToXML(20031211)), document({{"pml:FontName", "Arial &amp; Co"},
+                                                            {"pml:Align", "10"},
+                                                            {"pml:Bold", "TRUE"},
+                                                            {"pml:Italic", "FALSE"},
+                                                            {"pml:ItalicAngle", "15.50"},
+                                                            {"pml:Stroke", "FALSE"},
+                                                            {"pml:Underline", "TRUE"},
+                                                            {"pml:Shadow", "FALSE"},
+                                                            {"pml:Outline", "TRUE"},
+                                                            {"pml:FontHeight", "12.5"},
+                                                            {"pml:FontWidth", "5"},
+                                                            {"pml:FontWeight", "700"},
+                                                            {"pml:FixedSize", "TRUE"},
+                                                            {"pml:FixedTextSize", "25"},
+                                                            {"pml:Rotation", "-12.30"},
+                                                            {"pml:ForeColor", "RGB(1,2,3)"},
+                                                            {"pml:BackColor", "RGB(255,128,0)"},
+                                                            {"pml:Transparent", "FALSE"}}));
+    style.SetAlign(12);  // an alignment without a name is written as an empty element
+    EXPECT_NE(std::string(style.ToXML(0)).find("\r\n<pml:Align/>\r\n"), std::string::npos);
+    EXPECT_NE(std::string(style.ToXML(20031211)).find(">12</pml:Align>"), std::string::npos);
+}
+
+TEST(KrTextStyleTest, ReadingClearsTheStyleWordAndKeepsAbsentFields)
+{
+    KrTextStyle style = sampleStyle();
+    EXPECT_TRUE(style.FromXML("<pml:TextStyle><pml:Italic>true</pml:Italic></pml:TextStyle>"));
+    EXPECT_EQ(style.GetStyle(), 0x200);  // bold, halo, alignment, weight and sizes are gone
+    style.SetStyle(sampleStyle().GetStyle());
+    EXPECT_TRUE(style == sampleStyle());  // colours (alpha too), face name, sizes, angles kept
+    for (const char* text : {"", "garbage", "<a><b>"})
+    {
+        KrTextStyle other = sampleStyle();
+        EXPECT_TRUE(other.FromXML(text)) << text;
+        EXPECT_EQ(other.GetStyle(), 0) << text;
+    }
+}
+
+TEST(KrTextStyleTest, ReadingTakesEachElementByItsDialect)
+{
+    // Each row: children, the version they are read with, and what the current dialect then
+    // writes. The style starts with colours RGB(7,0,0), angle 0.5 and width 2.5.
+    const int older = 20031211;
+    // clang-format off
+    const struct { const char* children; int version; const char* written; } cases[] = {
+        {"<pml:Align>center</pml:Align>", 0, "<pml:Align>Center<"},
+        {"<pml:Align>Middle</pml:Align>", 0, "<pml:Align>TopLeft<"},
+        {"<pml:Align>10</pml:Align>", 0, "<pml:Align>TopLeft<"},
+        {"<pml:Align>266</pml:Align>", older, "<pml:Align>Center<"},
+        {"<pml:ForeColor>255</pml:ForeColor>", 0, "<pml:ForeColor>RGB(7,0,0)<"},
+        {"<pml:ForeColor>rgb(1,2,3)</pml:ForeColor>", 0, "<pml:ForeColor>RGB(1,2,3)<"},
+        {"<pml:BackColor>255</pml:BackColor>", older, "<pml:BackColor>RGB(7,0,0)<"},
+        {"<pml:Height>7.5e-3</pml:Height>", 0, "<pml:Height>0.0075<"},
+        {"<pml:Weight>650</pml:Weight>", 0, "<pml:Weight>700<"},
+        {"<pml:FixedSize>2.46</pml:FixedSize>", 0, "<pml:FixedSize>2.5<"},
+        {"<pml:FixedTextSize>25</pml:FixedTextSize>", older, "<pml:FixedSize>2.5<"},
+        {"<pml:Angle>12.25</pml:Angle>", 0, "<pml:Angle>12.3<"},
+        {"<pml:Rotation>12.25</pml:Rotation>", older, "<pml:Angle>12.3<"},
+        {"<pml:Rotation>12.25</pml:Rotation>", 0, "<pml:Angle>0.5<"},
+        {"<pml:ItalicAngle>12.34</pml:ItalicAngle>", 0, "<pml:ItalicAngle>12.00<"},
+        {"<pml:ItalicAngle>-12.5</pml:ItalicAngle>", older, "<pml:ItalicAngle>-13.00<"},
+        {"<pml:ItalicAngle>1e300</pml:ItalicAngle>", 0, "<pml:ItalicAngle>60.00<"},
+        {"<pml:BackOpaque>tRUE</pml:BackOpaque>", 0, "<pml:BackOpaque>TRUE<"},
+        {"<pml:Transparent>false</pml:Transparent>", older, "<pml:BackOpaque>TRUE<"},
+        {"<pml:Transparent>no</pml:Transparent>", older, "<pml:BackOpaque>FALSE<"},
+        {"<pml:Stroke>true</pml:Stroke>", older, "<pml:StrikeOut>TRUE<"},
+        {"<pml:Outline>TRUE</pml:Outline>", older, "<pml:Halo>TRUE<"},
+        {"<pml:Stroke>TRUE</pml:Stroke>", 0, "<pml:StrikeOut>FALSE<"},
+        {"<pml:FontName>Song</pml:FontName>", older, "<pml:FaceName>Song<"},
+        {"<pml:FontWidth>5</pml:FontWidth>", older, "<pml:Width>5<"},
+        // Fixed-size text keeps its sizes ten times larger, even when they are absent.
+        {"<pml:FontHeight>25</pml:FontHeight><pml:FixedSize>TRUE</pml:FixedSize>", older,
+         "<pml:Height>2.5<"},
+        {"<pml:FixedSize>TRUE</pml:FixedSize>", older, "<pml:Width>0.25<"}};
+    // clang-format on
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.children);
+        KrTextStyle style;
+        style.SetForeColor(7);
+        style.SetBackColor(7);
+        style.SetAngle(0.5);
+        style.SetWidth(2.5);
+        EXPECT_TRUE(style.FromXML(std::string("<t>") + c.children + "</t>", c.version));
+        EXPECT_NE(std::string(style.ToXML(0)).find(c.written), std::string::npos);
+    }
+}
+
+// ---------------------------------------------------------------- round trips
+
+namespace
+{
+
+// Only what both dialects carry exactly: colours without alpha, widths in eighths (exact in
+// "%.12f" and through the older dialect's factor of ten), whole-degree italic angles (read back
+// rounded to degrees), named alignments, weights of whole hundreds, a face name (an empty one
+// reads back as the Song typeface from the older dialect).
+KrTextStyle randomStyle(std::mt19937& random)
+{
+    auto color = [&random]() { return static_cast<unsigned int>(random()) & 0x00FFFFFFu; };
+    KrTextStyle style;
+    style.SetForeColor(color());
+    style.SetBackColor(color());
+    style.SetAngle(static_cast<int>(random() % 72001) / 10.0 - 3600.0);
+    style.SetItalicAngle(static_cast<int>(random() % 121) - 60.0);
+    style.SetWidth(static_cast<int>(random() % 4096) / 8.0);
+    style.SetHeight(static_cast<int>(random() % 4096 + 1) / 8.0 + (random() % 1000) * 1e-6);
+    const char* const faces[] = {"Arial", "Times New Roman", "a<b>&c", "\xCB\xCE\xCC\xE5"};
+    style.SetFaceName(faces[random() % 4]);
+    style.SetStyle(static_cast<int>(random() & 0xFF00));
+    style.SetAlign(static_cast<unsigned char>(random() % 12));
+    style.SetWeight(static_cast<int>(random() % 10) * 100);
+    style.SetSizeForFixed(static_cast<int>(random() % 256) / 10.0);
+    return style;
+}
+
+}  // namespace
+
+TEST(KrTextStyleTest, RandomStylesSurviveXmlInBothDialects)
+{
+    std::mt19937 random(1412u);
+    for (int i = 0; i < 500; ++i)
+    {
+        for (int version : {0, 20031211})
+        {
+            const KrTextStyle style = randomStyle(random);
+            KrTextStyle read;
+            ASSERT_TRUE(read.FromXML(style.ToXML(version), version));
+            ASSERT_TRUE(read == style) << style.ToXML(version).Cstr();
+        }
+    }
+}
+
+TEST(KrTextStyleTest, ValuesOutsideTheRoundTripReadBackAsDocumented)
+{
+    KrTextStyle style;
+    style.SetItalicAngle(12.3);  // tenths of the italic angle are read as whole degrees
+    style.SetAlign(12);          // an alignment without a name reads as top left
+    style.SetWeight(66);         // byte 1 reads as 100, which stores 2
+    style.SetForeColor(KrRGBA(1, 2, 3, 4));
+    KrTextStyle read;
+    ASSERT_TRUE(read.FromXML(style.ToXML(0), 0));
+    EXPECT_EQ(read.GetItalicAngle(), 12.0);
+    EXPECT_EQ(read.GetAlign(), 0);
+    EXPECT_EQ(read.GetStyle() >> 16, 2);
+    EXPECT_EQ(read.GetForeColor(), KrRGB(1, 2, 3));
+    ASSERT_TRUE(read.FromXML(KrTextStyle().ToXML(20031211), 20031211));
+    EXPECT_EQ(std::string(read.GetFaceName()), "\xCB\xCE\xCC\xE5");
+}
