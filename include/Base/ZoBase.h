@@ -18,4 +18,7 @@
 #include "Base/KrTime.h"
 #include "Base/KrFile.h"
 #include "Base/KrToolkit.h"
+#include "Base/KrImgToolkit.h"
+#include "Base/KrColorset.h"
+#include "Base/KrColorTable.h"
 #include "Base/KrRegistry.h"
