@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds and checks ZoBase200.
-#   ./build.sh tour      build the library and run the example tour
+#   ./build.sh tour      build the library, run the example tour and draw build/examples/symbology.png
 #   ./build.sh test      build everything and run every test through CTest
 #   ./build.sh sanitize  build the tests with AddressSanitizer + UndefinedBehaviorSanitizer and run them
 #   ./build.sh tsan      build the tests with ThreadSanitizer and run the threaded ones
@@ -13,7 +13,9 @@ ROOT=$(pwd)
 JOBS=${JOBS:-$(nproc 2>/dev/null || echo 2)}
 
 PACKAGES=(cmake make g++ clang pkg-config zlib1g-dev libgtest-dev libgmock-dev libbenchmark-dev
-          libpugixml-dev libtinyxml2-dev)
+          libpugixml-dev libtinyxml2-dev
+          libpng-dev  # the symbology example writes its picture through libpng
+)
 
 install_dependencies() {
     local missing=()
@@ -56,6 +58,11 @@ tour)
     configure build
     cmake --build build -j "$JOBS" --target tour
     ./build/examples/tour
+    # The symbology picture needs libpng; without it the target does not exist.
+    if cmake --build build --target help | grep -w symbology >/dev/null; then
+        cmake --build build -j "$JOBS" --target symbology
+        ./build/examples/symbology build/examples/symbology.png
+    fi
     ;;
 test)
     configure build
