@@ -18,7 +18,9 @@ class KRN_API KrColorTable
 public:
     KrColorTable() = default;
     KrColorTable(const KrColorTable&) = default;
+    KrColorTable(KrColorTable&&) noexcept = default;
     KrColorTable& operator=(const KrColorTable&) = default;
+    KrColorTable& operator=(KrColorTable&&) noexcept = default;
     virtual ~KrColorTable();
 
     // Land colours. Index-based operations work on them only; out-of-range indices read 0 and

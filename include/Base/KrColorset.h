@@ -56,7 +56,9 @@ public:
 
     KrColorset() = default;
     KrColorset(const KrColorset&) = default;
+    KrColorset(KrColorset&&) noexcept = default;
     KrColorset& operator=(const KrColorset&) = default;
+    KrColorset& operator=(KrColorset&&) noexcept = default;
     virtual ~KrColorset();
 
     // Resizes to n entries; new entries are 0 and a negative n empties the set.
