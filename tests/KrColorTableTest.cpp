@@ -325,3 +325,39 @@ TEST(KrColorTableTest, XMLRoundTripKeepsZRangeAndLandColours)
         EXPECT_EQ(back.GetLightX(), 0.0f);
     }
 }
+
+TEST(KrColorTableTest, LookupsFollowEveryChangeOfRunOrRange)
+{
+    const auto grey = [](unsigned char v) { return KrRGB(v, v, v); };
+    KrColorTable table;
+    table.SetZFloor(0);
+    table.SetZCeiling(100);
+    table.AddColor(0);
+    table.Add(200, 200, 200);
+    EXPECT_EQ(table.GetColor(50), grey(100));
+    table.Add(0, 0, 0);  // three colours: 50 is the middle one
+    EXPECT_EQ(table.GetColor(50), grey(200));
+    table.SetZCeiling(200);
+    EXPECT_EQ(table.GetColor(50), grey(100));
+    table.SetSize(2);
+    EXPECT_EQ(table.GetColor(50), grey(50));
+    table.CreateGradient(3, 0, grey(100));
+    EXPECT_EQ(table.GetColor(50), grey(25));
+    table.FromXML(
+        "<pml:ColorTable><pml:MinZValue>-100</pml:MinZValue><pml:Color>0</pml:Color>"
+        "<pml:Color>RGB(100,100,100)</pml:Color></pml:ColorTable>",
+        0);
+    EXPECT_EQ(table.GetColor(50), grey(50));
+    table.SetWaterLevel(50);
+    EXPECT_EQ(table.GetColor(50), kRed);
+    EXPECT_EQ(table.GetColor(125), grey(50));
+    table.CreateDefault();
+    EXPECT_EQ(table.GetColor(50), KrRGB(48, 128, 255));
+    EXPECT_EQ(table.GetColor(-100), KrRGB(0, 0, 128));
+    KrColorset three;
+    for (unsigned char v : {0, 100, 200}) three.Add(grey(v));
+    table.FromColorset(three);
+    EXPECT_EQ(table.GetColor(125), grey(100));
+    const KrColorTable copy = table;
+    EXPECT_EQ(copy.GetColor(87.5), grey(50));
+}

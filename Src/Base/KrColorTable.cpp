@@ -19,13 +19,18 @@ constexpr int kFirstColorTableVersion = 20070522;  // this form is for versions 
 constexpr int kDefaultVersion = 20070521;
 constexpr const char* kRootName = "pml:ColorTable";
 
-// Linear lookup of z in a run of m colours spread over lo..hi.
-unsigned int rangeColor(const unsigned int* colors, int m, double lo, double hi, double z)
+double stepOf(int m, double lo, double hi)
+{
+    return m < 2 ? 0 : (hi - lo) / (m - 1);
+}
+
+// Linear lookup of z in a run of m colours spread over lo..hi in steps of stepOf(m, lo, hi).
+unsigned int rangeColor(const unsigned int* colors, int m, double lo, double hi, double step,
+                        double z)
 {
     if (m < 2) return kMissingTable;
     if (z < lo) return colors[0];
     if (z >= hi) return colors[m - 1];
-    const double step = (hi - lo) / (m - 1);
     double p = (z - lo) / step;
     // NaN, overflowing and denormal ranges stay inside the run.
     if (!(p >= 0)) p = 0;
@@ -146,6 +151,7 @@ void KrColorTable::SetBlue(int index, unsigned char value)
 long long KrColorTable::AddColor(unsigned int color)
 {
     m_clrLand.Add(color);
+    updateSteps();
     return GetSize();
 }
 
@@ -162,10 +168,43 @@ unsigned int KrColorTable::InterColor(double z) const
     if (n == 1) return land[0];
     if (z < m_dZFloor) return land[0];
     if (z >= m_dZCeiling) return land[n - 1];
-    if (!m_bWaterOn) return rangeColor(land, n, m_dZFloor, m_dZCeiling, z);
+    if (!m_bWaterOn) return rangeColor(land, n, m_dZFloor, m_dZCeiling, m_dLandStep, z);
     if (z <= m_dWaterLevel)
-        return rangeColor(m_clrWater.GetData(), m_clrWater.GetSize(), m_dZFloor, m_dWaterLevel, z);
-    return rangeColor(land, n, m_dWaterLevel, m_dZCeiling, z);
+        return rangeColor(m_clrWater.GetData(), m_clrWater.GetSize(), m_dZFloor, m_dWaterLevel,
+                          m_dWaterStep, z);
+    return rangeColor(land, n, m_dWaterLevel, m_dZCeiling, m_dShoreStep, z);
+}
+
+void KrColorTable::updateSteps()
+{
+    m_dLandStep = stepOf(GetSize(), m_dZFloor, m_dZCeiling);
+    m_dShoreStep = stepOf(GetSize(), m_dWaterLevel, m_dZCeiling);
+    m_dWaterStep = stepOf(m_clrWater.GetSize(), m_dZFloor, m_dWaterLevel);
+}
+
+void KrColorTable::SetSize(int n)
+{
+    m_clrLand.SetSize(n);
+    updateSteps();
+}
+
+void KrColorTable::SetZFloor(double z)
+{
+    m_dZFloor = z;
+    updateSteps();
+}
+
+void KrColorTable::SetZCeiling(double z)
+{
+    m_dZCeiling = z;
+    updateSteps();
+}
+
+void KrColorTable::SetWaterLevel(double z)
+{
+    m_dWaterLevel = z;
+    m_bWaterOn = 1;
+    updateSteps();
 }
 
 unsigned char KrColorTable::GetColor(double z, double& red, double& green, double& blue) const
@@ -246,13 +285,17 @@ int KrColorTable::CreateBlue()
 
 int KrColorTable::CreateGradient(int count, unsigned int from, unsigned int to)
 {
-    return m_clrLand.MakeGradient(count, from, to);
+    m_clrLand.MakeGradient(count, from, to);
+    updateSteps();
+    return GetSize();
 }
 
 int KrColorTable::CreateStockGradient(int count, tagQZ_ENUM_STOCK_GRADIENT_SET_STYLE style,
                                       unsigned char reverse)
 {
-    return m_clrLand.MakeStockGradient(count, style, reverse);
+    m_clrLand.MakeStockGradient(count, style, reverse);
+    updateSteps();
+    return GetSize();
 }
 
 int KrColorTable::CreateDefault()
@@ -261,7 +304,9 @@ int KrColorTable::CreateDefault()
     m_clrWater.MakeGradient(16, KrRGB(0, 0, 128), KrRGB(0, 0, 255));
     lighter.MakeGradient(16, KrRGB(0, 0, 255), KrRGB(48, 128, 255));
     m_clrWater.Append(lighter);
-    return m_clrLand.MakeStockGradient(32, QZ_STOCK_TERRAIN, 0);
+    m_clrLand.MakeStockGradient(32, QZ_STOCK_TERRAIN, 0);
+    updateSteps();
+    return GetSize();
 }
 
 unsigned char KrColorTable::ToColorset(KrColorset& set) const
@@ -273,6 +318,7 @@ unsigned char KrColorTable::ToColorset(KrColorset& set) const
 unsigned char KrColorTable::FromColorset(const KrColorset& set)
 {
     m_clrLand = set;
+    updateSteps();
     return GetSize() > 0 ? 1 : 0;
 }
 
@@ -305,6 +351,7 @@ unsigned char KrColorTable::FromXML(const KrString& xml, int version)
         do m_clrLand.Add(colorFromText(markup.GetChildData()));
         while (markup.FindChildElem("pml:Color"));
     }
+    updateSteps();
     return 1;
 }
 

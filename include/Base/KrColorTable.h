@@ -26,7 +26,7 @@ public:
     // Land colours. Index-based operations work on them only; out-of-range indices read 0 and
     // are ignored by the setters.
     int GetSize() const { return m_clrLand.GetSize(); }
-    void SetSize(int n) { m_clrLand.SetSize(n); }  // new entries 0; negative empties
+    void SetSize(int n);  // new entries 0; negative empties
     unsigned int GetRGB(int index) const;
     void SetColor(int index, int color);
     short GetRed(int index) const;
@@ -40,16 +40,12 @@ public:
     long long Add(unsigned char red, unsigned char green, unsigned char blue);
 
     double GetZFloor() const { return m_dZFloor; }
-    void SetZFloor(double z) { m_dZFloor = z; }
+    void SetZFloor(double z);
     double GetZCeiling() const { return m_dZCeiling; }
-    void SetZCeiling(double z) { m_dZCeiling = z; }
+    void SetZCeiling(double z);
     double GetWaterLevel() const { return m_dWaterLevel; }
     // Also turns the water run on; nothing in this class turns it off again.
-    void SetWaterLevel(double z)
-    {
-        m_dWaterLevel = z;
-        m_bWaterOn = 1;
-    }
+    void SetWaterLevel(double z);
     bool IsWaterOn() const { return m_bWaterOn != 0; }
     float GetLightX() const { return m_fLightX; }
     void SetLightX(float x) { m_fLightX = x; }
@@ -126,6 +122,12 @@ private:
     double m_dZFloor = 0;
     double m_dWaterLevel = 0;
     unsigned char m_bWaterOn = 0;
+    // The interpolation step of each run, (hi - lo) / (colours - 1), renewed whenever a run's
+    // size or range changes, so that a lookup divides only once.
+    void updateSteps();
+    double m_dLandStep = 0;   // land colours over floor..ceiling
+    double m_dShoreStep = 0;  // land colours over water level..ceiling
+    double m_dWaterStep = 0;  // water colours over floor..water level
 };
 
 }  // namespace KRN
