@@ -103,16 +103,6 @@ TEST(KrColorTableTest, WaterRunBelowTheWaterLevel)
     EXPECT_EQ(dry.GetColor(75), KrRGB(127, 127, 127));
 }
 
-TEST(KrColorTableTest, ComponentsAsFractions)
-{
-    const KrColorTable table = tableOf({KrRGB(51, 102, 255)}, 0, 1);
-    double r = -1, g = -1, b = -1;
-    EXPECT_EQ(table.GetColor(0.5, r, g, b), 1);
-    EXPECT_DOUBLE_EQ(r, 0.2);
-    EXPECT_DOUBLE_EQ(g, 0.4);
-    EXPECT_DOUBLE_EQ(b, 1.0);
-}
-
 TEST(KrColorTableTest, LightRatioAndShading)
 {
     KrColorTable table = tableOf({KrRGBA(200, 100, 51, 9)}, 0, 1);
