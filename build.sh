@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds and checks ZoBase200.
-#   ./build.sh tour      build the library and run the example tour
+#   ./build.sh tour      build the library, run the example tour and draw build/examples/symbology.png
 #   ./build.sh test      build everything and run every test through CTest
 #   ./build.sh sanitize  build the tests with AddressSanitizer + UndefinedBehaviorSanitizer and run them
 #   ./build.sh tsan      build the tests with ThreadSanitizer and run the threaded ones
@@ -21,6 +21,9 @@ WERROR=${ZOBASE_WERROR:-OFF}
 LIBRARY_PACKAGES=(
     cmake make g++ pkg-config  # the build itself and the package test
     zlib1g-dev                 # the library
+)
+EXAMPLE_PACKAGES=(
+    libpng-dev  # the symbology example writes its picture through libpng
 )
 TEST_PACKAGES=(
     libgtest-dev libgmock-dev  # tests/
@@ -75,13 +78,19 @@ command=${1:-test}
 
 case "$command" in
 tour)
-    install_dependencies "${LIBRARY_PACKAGES[@]}"
+    install_dependencies "${LIBRARY_PACKAGES[@]}" "${EXAMPLE_PACKAGES[@]}"
     configure build -DZOBASE_BUILD_TESTS=OFF -DZOBASE_BUILD_BENCH=OFF -DZOBASE_BUILD_EXAMPLES=ON
     cmake --build build -j "$JOBS" --target tour
     ./build/examples/tour
+    # The symbology picture needs libpng; without it the target does not exist.
+    if cmake --build build --target help | grep -w symbology >/dev/null; then
+        cmake --build build -j "$JOBS" --target symbology
+        ./build/examples/symbology build/examples/symbology.png
+    fi
     ;;
 test)
-    install_dependencies "${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${BENCH_PACKAGES[@]}"
+    install_dependencies "${LIBRARY_PACKAGES[@]}" "${EXAMPLE_PACKAGES[@]}" "${TEST_PACKAGES[@]}" \
+        "${BENCH_PACKAGES[@]}"
     configure build -DZOBASE_BUILD_TESTS=ON -DZOBASE_BUILD_BENCH=ON -DZOBASE_BUILD_EXAMPLES=ON
     cmake --build build -j "$JOBS"
     run_tests build

@@ -439,6 +439,29 @@ void tourCompress()
     std::printf("... -> \"%s\"\n", clear);
 }
 
+void tourColors()
+{
+    section("colour sets, colour tables and pixel formats");
+    KrColorset greys;
+    greys.MakeGradient(5, KrRGB(0, 0, 0), KrRGB(255, 255, 255));
+    std::printf("5-step grey gradient:");
+    for (unsigned int c : greys) std::printf(" %u", KrREDVAL(c));
+    KrColorTable table;
+    table.CreateDefault();
+    table.SetZFloor(-100);
+    table.SetZCeiling(3000);
+    table.SetWaterLevel(0);
+    const unsigned int sea = table.GetColor(-50), hill = table.GetColor(1200);
+    std::printf("\ndefault table: -50 m -> RGB(%u,%u,%u) (water run), 1200 m -> RGB(%u,%u,%u)\n",
+                KrREDVAL(sea), KrGREENVAL(sea), KrBLUEVAL(sea), KrREDVAL(hill), KrGREENVAL(hill),
+                KrBLUEVAL(hill));
+    KrColorTable ramp;
+    ramp.CreateGradient(2, KrRGB(0, 0, 0), KrRGB(255, 128, 0));
+    std::printf("its XML:\n%s", ramp.ToXML(0, "").Cstr());
+    std::printf("a 24-bit row of 1001 pixels takes %d bytes; RGB2CMY(RGB(255,0,1)) = 0x%06X\n",
+                KrImgToolkit::AlignWidth(PF_24BPP, 1001), KrImgToolkit::RGB2CMY(KrRGB(255, 0, 1)));
+}
+
 }  // namespace
 
 void tourLog()
@@ -503,6 +526,7 @@ int main()
     tourCompress();
     tourLog();
     tourStyles();
+    tourColors();
     std::printf("\ntour complete\n");
     return 0;
 }

@@ -1,0 +1,353 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "Base/ZoBase.h"
+
+using namespace KRN;
+
+namespace
+{
+
+constexpr unsigned int kRed = KrRGB(255, 0, 0);
+constexpr unsigned int kWhite = KrRGB(255, 255, 255);
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+KrColorTable tableOf(std::vector<unsigned int> colors, double floor, double ceiling)
+{
+    KrColorTable table;
+    for (unsigned int c : colors) table.AddColor(c);
+    table.SetZFloor(floor);
+    table.SetZCeiling(ceiling);
+    return table;
+}
+
+std::vector<unsigned int> colorsOf(const KrColorset& set)
+{
+    return {set.begin(), set.end()};
+}
+
+}  // namespace
+
+TEST(KrColorTableTest, InterColorOverTheLandRun)
+{
+    const unsigned int black = KrRGBA(0, 0, 0, 1), white = KrRGBA(255, 255, 255, 2);
+    const struct
+    {
+        std::vector<unsigned int> colors;
+        double floor, ceiling, z;
+        unsigned int expected;
+    } cases[] = {
+        {{}, 0, 100, 50, kRed},  // red marks a missing table
+        {{KrRGBA(1, 2, 3, 4)}, 0, 100, -1e9, KrRGBA(1, 2, 3, 4)},
+        {{black, white}, 0, 100, 50, KrRGB(127, 127, 127)},  // 127.5 truncated
+        {{black, white}, 0, 100, 100, white},
+        {{black, white}, 0, 100, -1, black},
+        {{black, white}, 0, 100, 0, KrRGB(0, 0, 0)},
+        {{black, white}, 0, 100, 99.9, KrRGB(254, 254, 254)},
+        {{0, KrRGB(100, 0, 0), KrRGB(100, 200, 0)}, 0, 10, 7.5, KrRGB(100, 100, 0)},
+        {{black, white}, 0, 100, kNaN, KrRGB(0, 0, 0)},
+        {{black, white}, 0, 100, kInf, white},
+        {{black, white}, 100, 0, 50, black},  // floor above ceiling: every z is outside
+        {{black, white}, -1e308, 1e308, 1e308 * 0.99, KrRGB(0, 0, 0)},  // the range overflows
+        {{black, white},
+         -std::numeric_limits<double>::max(),
+         std::numeric_limits<double>::max(),
+         1.0,
+         KrRGB(0, 0, 0)},
+        {{black, white}, 0, 1e-310, 5e-311, KrRGB(127, 127, 127)},
+        {{black, white}, kNaN, kNaN, 3, KrRGB(0, 0, 0)},
+    };
+    for (const auto& c : cases)
+    {
+        const KrColorTable table = tableOf(c.colors, c.floor, c.ceiling);
+        EXPECT_EQ(table.InterColor(c.z), c.expected) << "z " << c.z;
+        EXPECT_EQ(table.GetColor(c.z), c.expected);
+    }
+}
+
+TEST(KrColorTableTest, WaterRunBelowTheWaterLevel)
+{
+    KrColorTable table;
+    table.CreateDefault();
+    table.SetZFloor(0);
+    table.SetZCeiling(100);
+    const unsigned int dryAt5 = table.GetColor(5);
+    table.SetWaterLevel(10);
+    EXPECT_TRUE(table.IsWaterOn());
+
+    // At or below the level: the water colours over floor..level; above: the land over
+    // level..ceiling.
+    KrColorTable water, land;
+    water.FromColorset(table.GetWaterColors());
+    water.SetZCeiling(10);
+    land.FromColorset(table.GetLandColors());
+    land.SetZFloor(10);
+    land.SetZCeiling(100);
+    for (double z : {0.0, 2.5, 5.0, 9.99, 10.0})
+        EXPECT_EQ(table.GetColor(z), water.GetColor(z)) << z;
+    for (double z : {10.01, 50.0, 99.0}) EXPECT_EQ(table.GetColor(z), land.GetColor(z)) << z;
+    EXPECT_EQ(table.GetColor(5), KrRGB(0, 0, 255));  // where the two water gradients meet
+    EXPECT_NE(table.GetColor(5), dryAt5);
+    EXPECT_EQ(table.GetColor(-1), table.GetRGB(0));  // below the floor: the land run, not water
+    EXPECT_EQ(table.GetColor(100), table.GetRGB(31));
+
+    KrColorTable dry = tableOf({0, kWhite}, 0, 100);  // water on without water colours
+    dry.SetWaterLevel(50);
+    EXPECT_EQ(dry.GetColor(20), kRed);
+    EXPECT_EQ(dry.GetColor(75), KrRGB(127, 127, 127));
+}
+
+TEST(KrColorTableTest, LightRatioAndShading)
+{
+    KrColorTable table = tableOf({KrRGBA(200, 100, 51, 9)}, 0, 1);
+    const float big = std::numeric_limits<float>::max();
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const struct
+    {
+        float light[3], normal[3];
+        float ratio;
+    } cases[] = {
+        {{0, 0, 1}, {0, 0, 5}, 1.0f},
+        {{1, 2, 3}, {-1, -2, -3}, 0.0f},
+        {{0, 0, 1}, {1, 0, 0}, 0.5f},
+        {{0, 0, 1}, {1, 0, 1}, static_cast<float>((std::sqrt(0.5) + 1) / 2)},
+        {{big, big, big}, {big, big, big}, 1.0f},  // no overflow to inf / inf
+        {{0, 0, 0}, {0, 0, 1}, 0.5f},              // no light: as at right angles
+        {{0, 0, 1}, {0, 0, 0}, 0.5f},
+        {{0, 0, 1}, {nan, 0, 1}, 0.5f},
+    };
+    for (const auto& c : cases)
+    {
+        table.SetLightX(c.light[0]);
+        table.SetLightY(c.light[1]);
+        table.SetLightZ(c.light[2]);
+        EXPECT_NEAR(table.GetLightRatio(c.normal), c.ratio, 1e-6);
+    }
+    table.SetLightX(0);
+    table.SetLightY(0);
+    table.SetLightZ(1);
+    const float side[3] = {1, 0, 0}, up[3] = {0, 0, 1}, down[3] = {0, 0, -1};
+    EXPECT_EQ(table.GetLightenColor(0, side), KrRGB(100, 50, 26));  // 25.5 rounds up
+    EXPECT_EQ(table.GetLightenColor(0, up), KrRGB(200, 100, 51));   // alpha dropped
+    EXPECT_EQ(table.GetLightenColor(0, down), 0u);
+}
+
+TEST(KrColorTableTest, IndexAccessIgnoresBadIndices)
+{
+    KrColorTable table = tableOf({KrRGBA(1, 2, 3, 4), KrRGB(5, 6, 7)}, 0, 1);
+    table.SetRed(0, 10);
+    table.SetGreen(1, 20);
+    table.SetBlue(1, 30);
+    for (int bad : {-1, 2, 1 << 30})
+    {
+        table.SetColor(bad, 5);
+        table.SetRed(bad, 5);
+        EXPECT_EQ(table.GetRGB(bad), 0u);
+        EXPECT_EQ(table.GetRed(bad) + table.GetGreen(bad) + table.GetBlue(bad), 0);
+    }
+    EXPECT_EQ(table.GetRGB(0), KrRGBA(10, 2, 3, 4));
+    EXPECT_EQ(table.GetRGB(1), KrRGB(5, 20, 30));
+    EXPECT_EQ(table.GetGreen(1), 20);
+    table.SetColor(1, -1);
+    EXPECT_EQ(table.GetRGB(1), 0xFFFFFFFFu);
+    EXPECT_EQ(table.Add(7, 8, 9), 3);
+    table.SetSize(-4);
+    EXPECT_EQ(table.GetSize(), 0);
+}
+
+TEST(KrColorTableTest, RampsSwapsAndColourSets)
+{
+    KrColorTable table;
+    table.SetSize(4);
+    EXPECT_EQ(table.CreateGrey(), 4);
+    EXPECT_EQ(colorsOf(table.GetLandColors()),
+              std::vector<unsigned int>(
+                  {0, KrRGB(64, 64, 64), KrRGB(128, 128, 128), KrRGB(192, 192, 192)}));
+    table.SetSize(3);
+    table.CreateRed();
+    EXPECT_EQ(colorsOf(table.GetLandColors()),
+              std::vector<unsigned int>({0, KrRGB(85, 0, 0), KrRGB(170, 0, 0)}));
+    table.CreateGreen();
+    EXPECT_EQ(table.GetRGB(2), KrRGB(0, 170, 0));
+    table.CreateBlue();
+    EXPECT_EQ(table.GetRGB(2), KrRGB(0, 0, 170));
+
+    table.CreateGradient(3, KrRGBA(1, 2, 3, 4), KrRGBA(5, 6, 7, 8));
+    table.SwapRedBlue();
+    EXPECT_EQ(table.GetRGB(2), KrRGBA(7, 6, 5, 8));
+    table.SwapIndex();
+    EXPECT_EQ(colorsOf(table.GetLandColors()),
+              std::vector<unsigned int>({KrRGBA(7, 6, 5, 8), KrRGB(5, 4, 3), KrRGB(3, 2, 1)}));
+
+    KrColorset set;
+    set.Add(9);
+    EXPECT_EQ(table.ToColorset(set), 1);
+    EXPECT_EQ(set.GetSize(), 3);
+    EXPECT_EQ(table.FromColorset(KrColorset()), 0);
+    EXPECT_EQ(table.ToColorset(set), 0);
+    EXPECT_EQ(table.CreateStockGradient(4, QZ_STOCK_RED_BLACK, 1), 4);
+    EXPECT_EQ(table.GetRGB(0), 0u);
+    EXPECT_EQ(table.CreateGradient(0, 1, 2), 0);
+    EXPECT_EQ(table.Open("x"), 0);
+    EXPECT_EQ(table.Save("x"), 0);
+}
+
+TEST(KrColorTableTest, DefaultRuns)
+{
+    KrColorTable table;
+    EXPECT_EQ(table.CreateDefault(), 32);
+    const std::vector<unsigned int> water = colorsOf(table.GetWaterColors());
+    ASSERT_EQ(water.size(), 32u);
+    EXPECT_EQ(water[0], KrRGB(0, 0, 128));
+    EXPECT_EQ(water[15], KrRGB(0, 0, 255));
+    EXPECT_EQ(water[16], KrRGB(0, 0, 255));
+    EXPECT_EQ(water[31], KrRGB(48, 128, 255));
+    EXPECT_EQ(table.GetRGB(0), KrRGB(170, 240, 233));
+    EXPECT_EQ(table.GetRGB(31), KrRGB(166, 153, 146));
+    EXPECT_FALSE(table.IsWaterOn());
+}
+
+TEST(KrColorTableTest, ToXMLBytes)
+{
+    const KrColorTable table = tableOf({KrRGB(1, 2, 3), KrRGBA(255, 0, 128, 9)}, -2, 100.5);
+    EXPECT_EQ(std::string(table.ToXML(0, "")),
+              "<pml:ColorTable>\r\n"
+              "<pml:MaxZValue>100.5000000000</pml:MaxZValue>\r\n"
+              "<pml:MinZValue>-2.0000000000</pml:MinZValue>\r\n"
+              "<pml:Color>RGB(1,2,3)</pml:Color>\r\n"
+              "<pml:Color>RGB(255,0,128)</pml:Color>\r\n"
+              "</pml:ColorTable>\r\n");
+    EXPECT_EQ(std::string(tableOf({}, 1.0 / 3, 0).ToXML(20070521, "Ramp")),
+              "<Ramp>\r\n<pml:MaxZValue>0.0000000000</pml:MaxZValue>\r\n"
+              "<pml:MinZValue>0.3333333333</pml:MinZValue>\r\n</Ramp>\r\n");
+    EXPECT_EQ(table.ToXML(20070522, ""), "");
+    EXPECT_EQ(table.ToXML(0, "bad name"), "");
+}
+
+TEST(KrColorTableTest, FromXMLFallbacks)
+{
+    const char* const body = "<pml:MinZValue>-5</pml:MinZValue><pml:MaxZValue>7.25</pml:MaxZValue>";
+    const struct
+    {
+        std::string xml;
+        int version;
+        unsigned char ok;
+        double floor, ceiling;
+        std::vector<unsigned int> colors;
+    } cases[] = {
+        {"", 0, 0, 1, 2, {kWhite}},
+        {"<pml:ColorTable/>", 20070522, 0, 1, 2, {kWhite}},
+        {"<Other/>", 0, 0, 1, 2, {kWhite}},
+        {"not xml", 0, 0, 1, 2, {kWhite}},
+        {"<pml:ColorTable>", 0, 0, 1, 2, {kWhite}},
+        {"<pml:ColorTable/>", 0, 1, 1, 2, {kWhite}},  // absent elements keep their fields
+        {std::string("<pml:ColorTable>") + body + "</pml:ColorTable>",
+         20031211,
+         1,
+         -5,
+         7.25,
+         {kWhite}},
+        {"<pml:ColorTable><pml:Color>RGB(1, 2, "
+         "3)</pml:Color><pml:x/><pml:Color>rgb(300,-1,7)</pml:Color>"
+         "<pml:Color>255</pml:Color><pml:Color>RGB(9,8)</pml:Color><pml:Color>junk</pml:Color>"
+         "<pml:Color>-1</pml:Color><pml:Color>RGB</pml:Color><pml:Color><a/></pml:Color></"
+         "pml:ColorTable>",
+         0,
+         1,
+         1,
+         2,
+         {KrRGB(1, 2, 3), KrRGB(44, 255, 7), 255, KrRGB(9, 0, 0), 0, 0xFFFFFFFFu, 0, 0}},
+        {"<pml:ColorTable><pml:MaxZValue>abc</pml:MaxZValue><pml:MinZValue>nan</pml:MinZValue></"
+         "pml:ColorTable>",
+         0,
+         1,
+         kNaN,
+         0,
+         {kWhite}},
+    };
+    for (const auto& c : cases)
+    {
+        KrColorTable table = tableOf({kWhite}, 1, 2);
+        EXPECT_EQ(table.FromXML(c.xml, c.version), c.ok) << c.xml;
+        EXPECT_EQ(colorsOf(table.GetLandColors()), c.colors) << c.xml;
+        if (std::isnan(c.floor))
+            EXPECT_TRUE(std::isnan(table.GetZFloor()));
+        else
+            EXPECT_EQ(table.GetZFloor(), c.floor) << c.xml;
+        EXPECT_EQ(table.GetZCeiling(), c.ceiling) << c.xml;
+        table.GetColor(1.5);  // whatever was read, the lookup stays defined
+    }
+}
+
+TEST(KrColorTableTest, XMLRoundTripKeepsZRangeAndLandColours)
+{
+    std::mt19937 random(3);
+    for (int round = 0; round < 60; ++round)
+    {
+        KrColorTable table;
+        table.CreateDefault();  // a water run, which is not written
+        KrColorset land;
+        const int n = static_cast<int>(random() % 70);
+        for (int i = 0; i < n; ++i) land.Add(random());
+        if (round % 4 != 0) table.FromColorset(land);
+        // Multiples of 1/1024 print exactly in ten decimals.
+        table.SetZFloor((static_cast<int>(random() % 2000001) - 1000000) / 1024.0);
+        table.SetZCeiling((static_cast<int>(random() % 2000001) - 1000000) / 1024.0);
+        table.SetWaterLevel(3);
+        table.SetLightX(1);
+
+        KrColorTable back;
+        ASSERT_EQ(back.FromXML(table.ToXML(0, ""), 0), 1);
+        EXPECT_EQ(back.GetZFloor(), table.GetZFloor());
+        EXPECT_EQ(back.GetZCeiling(), table.GetZCeiling());
+        std::vector<unsigned int> expected = colorsOf(table.GetLandColors());
+        for (unsigned int& c : expected) c &= 0xFFFFFF;  // alpha is not written
+        EXPECT_EQ(colorsOf(back.GetLandColors()), expected);
+        // Water colours, water level and light are not written.
+        EXPECT_EQ(back.GetWaterColors().GetSize(), 0);
+        EXPECT_FALSE(back.IsWaterOn());
+        EXPECT_EQ(back.GetLightX(), 0.0f);
+    }
+}
+
+TEST(KrColorTableTest, LookupsFollowEveryChangeOfRunOrRange)
+{
+    const auto grey = [](unsigned char v) { return KrRGB(v, v, v); };
+    KrColorTable table;
+    table.SetZFloor(0);
+    table.SetZCeiling(100);
+    table.AddColor(0);
+    table.Add(200, 200, 200);
+    EXPECT_EQ(table.GetColor(50), grey(100));
+    table.Add(0, 0, 0);  // three colours: 50 is the middle one
+    EXPECT_EQ(table.GetColor(50), grey(200));
+    table.SetZCeiling(200);
+    EXPECT_EQ(table.GetColor(50), grey(100));
+    table.SetSize(2);
+    EXPECT_EQ(table.GetColor(50), grey(50));
+    table.CreateGradient(3, 0, grey(100));
+    EXPECT_EQ(table.GetColor(50), grey(25));
+    table.FromXML(
+        "<pml:ColorTable><pml:MinZValue>-100</pml:MinZValue><pml:Color>0</pml:Color>"
+        "<pml:Color>RGB(100,100,100)</pml:Color></pml:ColorTable>",
+        0);
+    EXPECT_EQ(table.GetColor(50), grey(50));
+    table.SetWaterLevel(50);
+    EXPECT_EQ(table.GetColor(50), kRed);
+    EXPECT_EQ(table.GetColor(125), grey(50));
+    table.CreateDefault();
+    EXPECT_EQ(table.GetColor(50), KrRGB(48, 128, 255));
+    EXPECT_EQ(table.GetColor(-100), KrRGB(0, 0, 128));
+    KrColorset three;
+    for (unsigned char v : {0, 100, 200}) three.Add(grey(v));
+    table.FromColorset(three);
+    EXPECT_EQ(table.GetColor(125), grey(100));
+    const KrColorTable copy = table;
+    EXPECT_EQ(copy.GetColor(87.5), grey(50));
+}

@@ -1,0 +1,329 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "Base/ZoBase.h"
+
+using namespace KRN;
+
+namespace
+{
+
+using Colors = std::vector<unsigned int>;
+
+Colors colorsOf(const KrColorset& set)
+{
+    return Colors(set.begin(), set.end());
+}
+
+KrColorset setOf(const Colors& colors)
+{
+    KrColorset set;
+    for (unsigned int c : colors) set.Add(c);
+    return set;
+}
+
+unsigned int grey(unsigned char level)
+{
+    return KrRGB(level, level, level);
+}
+
+// std::lround rounds half away from zero: an oracle independent of the generator's rounding.
+unsigned int lerpOracle(unsigned int a, unsigned int b, double t)
+{
+    auto ch = [&](int shift)
+    {
+        const double from = (a >> shift) & 0xFF, to = (b >> shift) & 0xFF;
+        return static_cast<unsigned int>(std::lround(from + (to - from) * t)) << shift;
+    };
+    return ch(0) | ch(8) | ch(16);
+}
+
+// A two-colour gradient rounds the offset from `from`, not the blended value: 200 - 0.5 gives 199.
+unsigned int stepOracle(unsigned int from, unsigned int to, int i, int count)
+{
+    auto ch = [&](int shift)
+    {
+        const int a = (from >> shift) & 0xFF, b = (to >> shift) & 0xFF;
+        return static_cast<unsigned int>(a +
+                                         std::lround((b - a) / static_cast<double>(count - 1) * i))
+               << shift;
+    };
+    return ch(0) | ch(8) | ch(16);
+}
+
+constexpr unsigned int kRed = KrRGB(255, 0, 0), kBlue = KrRGB(0, 0, 255),
+                       kYellow = KrRGB(255, 255, 0);
+
+}  // namespace
+
+TEST(KrColorsetTest, TwoColourGradientRoundsEachChannelHalfAwayFromZero)
+{
+    const unsigned int a = KrRGBA(10, 20, 30, 9), b = KrRGBA(40, 0, 30, 7);
+    const struct
+    {
+        int count;
+        unsigned int from, to;
+        Colors expected;
+    } cases[] = {
+        {5, grey(0), grey(255), {grey(0), grey(64), grey(128), grey(191), grey(255)}},
+        {3, kYellow, kRed, {kYellow, KrRGB(255, 127, 0), kRed}},  // -127.5 rounds to -128
+        {3, a, b, {KrRGB(10, 20, 30), KrRGB(25, 10, 30), b}},
+        {3,
+         grey(200),
+         grey(199),
+         {grey(200), grey(199), grey(199)}},  // 200 + R(-0.5)     // only the last keeps alpha
+        {2, a, b, {a, b}},
+        {1, a, b, {a}},
+        {0, a, b, {}},
+        {-7, a, b, {}},
+    };
+    for (const auto& c : cases)
+    {
+        KrColorset set = setOf({1, 2, 3});
+        EXPECT_EQ(set.MakeGradient(c.count, c.from, c.to), static_cast<int>(c.expected.size()));
+        EXPECT_EQ(colorsOf(set), c.expected) << "count " << c.count;
+    }
+}
+
+TEST(KrColorsetTest, TwoColourGradientMatchesRoundedLinearSteps)
+{
+    std::mt19937 random(7);
+    for (int round = 0; round < 200; ++round)
+    {
+        const unsigned int from = random() & 0xFFFFFF, to = random() & 0xFFFFFF;
+        const int count = 3 + static_cast<int>(random() % 300);
+        KrColorset set;
+        set.MakeGradient(count, from, to);
+        ASSERT_EQ(set.GetSize(), count);
+        EXPECT_EQ(set[count - 1], to);
+        for (int i = 0; i < count - 1; ++i)
+            ASSERT_EQ(set[i], stepOracle(from, to, i, count)) << i << "/" << count;
+    }
+}
+
+TEST(KrColorsetTest, CountsAboveTheLimitAreCapped)
+{
+    KrColorset set;
+    EXPECT_EQ(set.MakeGradient(40000, grey(0), kBlue), 32767);
+    EXPECT_EQ(set[32766], kBlue);
+    EXPECT_EQ(set.MakeGradient(40000, setOf({kRed, kBlue, kYellow})), 32767);
+    EXPECT_EQ(set.MakeStockGradient(1 << 30, QZ_STOCK_TERRAIN, 1), 32767);
+    EXPECT_EQ(set.MakeRandom(99999, 0, 255, 0, 255, 0, 255, 0), 32767);
+}
+
+TEST(KrColorsetTest, GradientThroughStops)
+{
+    const Colors bwb = {grey(0), grey(255), grey(0)};
+    const struct
+    {
+        int count;
+        Colors stops, expected;
+    } cases[] = {
+        {5, bwb, {grey(0), grey(128), grey(255), grey(128), grey(0)}},
+        {3, bwb, bwb},
+        {2, bwb, {grey(0), grey(0)}},
+        {1, bwb, {grey(0)}},
+        {0, bwb, {}},
+        {4, {kRed}, {}},
+        {4, {}, {}},
+        // p = 1 / 3 and 2 / 3 of the way: 85 and 170 of 255.
+        {4,
+         {KrRGBA(0, 0, 0, 5), KrRGBA(255, 255, 255, 6)},
+         {KrRGBA(0, 0, 0, 5), grey(85), grey(170), KrRGBA(255, 255, 255, 6)}},
+    };
+    for (const auto& c : cases)
+    {
+        KrColorset set = setOf({7});
+        EXPECT_EQ(set.MakeGradient(c.count, setOf(c.stops)), static_cast<int>(c.expected.size()));
+        EXPECT_EQ(colorsOf(set), c.expected) << "count " << c.count;
+    }
+    KrColorset self = setOf(bwb);  // the stops may be the set itself
+    self.MakeGradient(5, self);
+    EXPECT_EQ(colorsOf(self), Colors({grey(0), grey(128), grey(255), grey(128), grey(0)}));
+}
+
+TEST(KrColorsetTest, GradientThroughPlacedStops)
+{
+    const struct
+    {
+        Colors stops;
+        std::vector<int> positions;
+        Colors expected;
+    } cases[] = {
+        {{grey(0), grey(200)},
+         {1, 5},
+         {grey(0), grey(0), grey(50), grey(100), grey(150), grey(200)}},
+        {{kRed, kBlue, grey(9)}, {0, 2, 3}, {kRed, KrRGB(128, 0, 128), kBlue, grey(9)}},
+        {{kRed, kBlue, grey(9)}, {0, 0, 1}, {kBlue, grey(9)}},  // the later of two stops wins
+        {{kRed, kBlue}, {3, 1}, {}},
+        {{kRed, kBlue}, {-1, 1}, {}},
+        {{kRed, kBlue}, {0, 32767}, {}},
+        {{kRed, kBlue}, {0}, {}},
+        {{kRed}, {0}, {}},
+    };
+    for (const auto& c : cases)
+    {
+        KrArray<int> positions;
+        for (int p : c.positions) positions.Add(p);
+        KrColorset set = setOf({1});
+        EXPECT_EQ(set.MakeGradient(setOf(c.stops), positions), static_cast<int>(c.expected.size()));
+        EXPECT_EQ(colorsOf(set), c.expected);
+    }
+}
+
+TEST(KrColorsetTest, StockGradientEndsFollowTheStyleTable)
+{
+    const unsigned int k = KrRGB(0, 0, 0), w = KrRGB(255, 255, 255), r = kRed, g = KrRGB(0, 255, 0),
+                       b = kBlue, y = kYellow, m = KrRGB(255, 0, 255), c = KrRGB(0, 255, 255);
+    const unsigned int ends[27][2] = {{k, w},
+                                      {r, w},
+                                      {g, w},
+                                      {b, w},
+                                      {y, w},
+                                      {m, w},
+                                      {c, w},
+                                      {r, k},
+                                      {g, k},
+                                      {b, k},
+                                      {y, k},
+                                      {m, k},
+                                      {c, k},
+                                      {y, r},
+                                      {y, g},
+                                      {y, b},
+                                      {g, b},
+                                      {g, r},
+                                      {b, r},
+                                      {m, r},
+                                      {m, b},
+                                      {c, b},
+                                      {g, c},
+                                      {r, KrRGB(255, 0, 198)},
+                                      {KrRGB(0, 96, 27), KrRGB(111, 21, 108)},
+                                      {KrRGB(170, 240, 233), KrRGB(166, 153, 146)},
+                                      {r, r}};
+    for (int style = 0; style < 27; ++style)
+    {
+        KrColorset set;
+        ASSERT_EQ(set.MakeStockGradient(9, static_cast<KrStockGradientStyle>(style), 0), 9);
+        EXPECT_EQ(set[0], ends[style][0]) << style;
+        EXPECT_EQ(set[8], ends[style][1]) << style;
+        set.MakeStockGradient(9, static_cast<KrStockGradientStyle>(style), 1);
+        EXPECT_EQ(set[0], ends[style][1]) << style;
+        EXPECT_EQ(set[8], ends[style][0]) << style;
+    }
+}
+
+TEST(KrColorsetTest, StockGradientDetails)
+{
+    KrColorset set, other;
+    set.MakeStockGradient(3, static_cast<KrStockGradientStyle>(99), 0);
+    EXPECT_EQ(colorsOf(set), Colors({kYellow, KrRGB(255, 127, 0), kRed}));
+    other.MakeStockGradient(3, static_cast<KrStockGradientStyle>(-1), 0);
+    EXPECT_EQ(colorsOf(other), colorsOf(set));
+
+    set.MakeStockGradient(5, QZ_STOCK_SPECTRUM, 0);  // as many entries as stops: the stops
+    EXPECT_EQ(colorsOf(set),
+              Colors({kRed, kYellow, KrRGB(0, 196, 64), KrRGB(0, 255, 255), KrRGB(255, 0, 198)}));
+    set.MakeStockGradient(27, QZ_STOCK_TERRAIN, 0);
+    EXPECT_EQ(set[13], KrRGB(237, 181, 14));
+    // Three stops at 3 entries per stop gap: entry 2 lies 2/3 from (0,96,27) to (253,124,0).
+    set.MakeStockGradient(7, QZ_STOCK_TRIAD, 0);
+    EXPECT_EQ(set[2], lerpOracle(KrRGB(0, 96, 27), KrRGB(253, 124, 0), 2 / 3.0));
+    EXPECT_EQ(set.MakeStockGradient(0, QZ_STOCK_TRIAD, 1), 0);
+    EXPECT_EQ(set.GetSize(), 0);
+}
+
+TEST(KrColorsetTest, RandomColoursStayInTheirBounds)
+{
+    KrColorset set;
+    ASSERT_EQ(set.MakeRandom(500, 10, 20, 200, 100, 7, 7, 0), 500);
+    int wrapped = 0;
+    for (unsigned int c : set)
+    {
+        wrapped += KrGREENVAL(c) < 200;
+        EXPECT_TRUE(KrREDVAL(c) >= 10 && KrREDVAL(c) <= 20);
+        // low above high: low + |high - low| * x, wrapping past 255
+        EXPECT_LE(static_cast<unsigned char>(KrGREENVAL(c) - 200), 100);
+        EXPECT_EQ(KrBLUEVAL(c), 7);
+        EXPECT_EQ(KrALPHAVAL(c), 0);
+    }
+    EXPECT_GT(wrapped, 0);
+    ASSERT_EQ(set.MakeRandom(200, 0, 255, 0, 255, 0, 255, 1), 200);
+    for (unsigned int c : set)
+        EXPECT_TRUE(KrREDVAL(c) == KrGREENVAL(c) && KrGREENVAL(c) == KrBLUEVAL(c));
+    EXPECT_EQ(set.MakeRandom(0, 0, 255, 0, 255, 0, 255, 0), 0);
+    EXPECT_EQ(set.GetSize(), 0);
+}
+
+TEST(KrColorsetTest, StockRandomSchemesDrawInsideTheStyleColours)
+{
+    KrColorset set;
+    ASSERT_EQ(set.MakeStockRandom(300, QZ_STOCK_BLACK_WHITE, 0), 300);
+    for (unsigned int c : set)
+        EXPECT_TRUE(KrREDVAL(c) == KrGREENVAL(c) && KrGREENVAL(c) == KrBLUEVAL(c));
+    set.MakeStockRandom(300, 77, 1);  // as style 13, yellow to red
+    for (unsigned int c : set) EXPECT_TRUE(KrREDVAL(c) == 255 && KrBLUEVAL(c) == 0);
+    set.MakeStockRandom(300, QZ_STOCK_BLUE_BLACK, 0);
+    for (unsigned int c : set) EXPECT_TRUE(KrREDVAL(c) == 0 && KrGREENVAL(c) == 0);
+    EXPECT_EQ(set.MakeRandom(40), 40);
+    EXPECT_EQ(set.MakeRandom(-1), 0);
+}
+
+TEST(KrColorsetTest, SaveWritesBareWordsWithoutAlphaAndLoadNeedsTheSize)
+{
+    const KrColorset saved = setOf({KrRGBA(1, 2, 3, 4), 0xFFFFFFFFu, 0});
+    KrMemoryStream out;
+    out.Open(KrStreamSave, 64);
+    EXPECT_EQ(saved.Save(out), 1);
+    ASSERT_EQ(out.GetPosition(), 12u);
+    const unsigned char expected[12] = {1, 2, 3, 0, 255, 255, 255, 0, 0, 0, 0, 0};
+    EXPECT_EQ(std::vector<unsigned char>(out.GetData(), out.GetData() + 12),
+              std::vector<unsigned char>(expected, expected + 12));
+
+    KrColorset unsized, sized;
+    KrMemoryStream in;
+    in.Open(KrStreamLoad, 12, out.GetData());
+    EXPECT_EQ(unsized.Load(in), 1);
+    EXPECT_EQ(unsized.GetSize(), 0);
+    sized.SetColorSize(3);
+    sized.Load(in);
+    EXPECT_EQ(colorsOf(sized), Colors({KrRGB(1, 2, 3), 0xFFFFFFu, 0}));
+
+    KrColorset tooMany;  // a short stream: the status says so, nothing crashes
+    tooMany.SetColorSize(5);
+    KrMemoryStream shortIn;
+    shortIn.Open(KrStreamLoad, 12, out.GetData());
+    EXPECT_EQ(tooMany.Load(shortIn), 1);
+    EXPECT_NE(shortIn.GetStatus(), KrStreamOK);
+    EXPECT_EQ(tooMany[1], 0xFFFFFFu);
+    EXPECT_EQ(tooMany[4], 0u);
+}
+
+TEST(KrColorsetTest, SaveLoadRoundTripKeepsColoursWithoutAlpha)
+{
+    std::mt19937 random(11);
+    for (int round = 0; round < 50; ++round)
+    {
+        KrColorset set;
+        const int n = static_cast<int>(random() % 200);
+        for (int i = 0; i < n; ++i) set.Add(random());
+        KrMemoryStream out;
+        out.Open(KrStreamSave, 16);
+        out << n;
+        set.Save(out);
+        KrMemoryStream in;
+        in.Open(KrStreamLoad, static_cast<unsigned int>(out.GetPosition()), out.GetData());
+        int count = 0;
+        in >> count;
+        KrColorset back;
+        back.SetColorSize(count);
+        back.Load(in);
+        ASSERT_EQ(in.GetStatus(), KrStreamOK);
+        for (unsigned int& c : set) c &= 0xFFFFFF;  // the alpha byte does not survive
+        EXPECT_EQ(colorsOf(back), colorsOf(set));
+    }
+}
