@@ -19,3 +19,7 @@
 #include "Base/KrFile.h"
 #include "Base/KrToolkit.h"
 #include "Base/KrRegistry.h"
+#include "Base/KrReferenced.h"
+#include "Base/KrGroup.h"
+#include "Base/KrVariant.h"
+#include "Base/KrUnit.h"
