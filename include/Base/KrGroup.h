@@ -102,7 +102,7 @@ public:
     // Moves entry nIndex of pSource to index nTo of pTarget and returns true. Entry 0 is
     // appended to pTarget without being unlinked from pSource (see above). False for a null
     // group, an invalid nIndex, or a move that would make a group its own ancestor.
-    unsigned char MoveTo(int nIndex, KrGroup* pSource, int nTo, KrGroup* pTarget);
+    static unsigned char MoveTo(int nIndex, KrGroup* pSource, int nTo, KrGroup* pTarget);
 
     // Unlinks entry nIndex when 1 <= nIndex < GetCount(), freeing nothing. Always false.
     unsigned char RemoveAt(int nIndex);
