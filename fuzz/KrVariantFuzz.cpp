@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -14,10 +15,14 @@ using namespace KRN;
 namespace
 {
 
-void check(bool holds)
+// Aborts with the line of the broken invariant, so that the fuzzer reports it.
+void checkAt(bool holds, int line)
 {
-    if (!holds) std::abort();
+    if (holds) return;
+    std::fprintf(stderr, "KrVariantFuzz: invariant at line %d broken\n", line);
+    std::abort();
 }
+#define check(condition) checkAt(condition, __LINE__)
 
 void fraction(double value, int maxDenominator)
 {
@@ -60,9 +65,11 @@ void doubleConversions(double value)
 
 void textConversions(const uint8_t* data, size_t size)
 {
-    const KrString text(reinterpret_cast<const char*>(data), static_cast<int>(size));
-    const KrVariant v(text);
-    check(v.ToString() == text.Cstr());
+    const KrString raw(reinterpret_cast<const char*>(data), static_cast<int>(size));
+    const KrVariant v(raw);
+    // The variant holds a copy, and copies of a KrString stop at the first zero byte.
+    const KrString text(raw);
+    check(v.ToString() == text);
     check(v.ToInt() == text.ToInt(10) && v.ToLong() == text.ToLong(10));
     const double parsed = v.ToDouble();
     check(parsed == text.ToDouble() || (std::isnan(parsed) && std::isnan(text.ToDouble())));
