@@ -203,19 +203,17 @@ void KrVariant::copyFrom(const KrVariant& other)
     m_nType = other.m_nType;
 }
 
-void KrVariant::releaseOwned()
+void KrVariant::releaseOwned(VarType type, VarValue value) noexcept
 {
-    if (m_nType == Binary)
-        delete m_value.pStream;
-    else if (m_nType == String)
-        delete m_value.pString;
-    m_nType = Null;
-    m_value.lVal = 0;
+    if (type == Binary)
+        delete value.pStream;
+    else if (type == String)
+        delete value.pString;
 }
 
-double KrVariant::stringToDouble() const
+double KrVariant::stringToDouble(const KrString* pString)
 {
-    return m_value.pString != nullptr ? m_value.pString->ToDouble() : 0.0;
+    return pString != nullptr ? pString->ToDouble() : 0.0;
 }
 
 int KrVariant::ToInt() const

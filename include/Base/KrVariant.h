@@ -17,6 +17,15 @@
 #include "Base/KrDefs.h"
 #include "Base/KrString.h"
 
+// Keeps the release of an owned string or block out of the small kinds' path.
+#if defined(__GNUC__)
+#define KRN_VARIANT_UNLIKELY(x) __builtin_expect(!!(x), 0)
+#define KRN_VARIANT_COLD __attribute__((cold))
+#else
+#define KRN_VARIANT_UNLIKELY(x) (x)
+#define KRN_VARIANT_COLD
+#endif
+
 namespace KRN
 {
 
@@ -68,7 +77,7 @@ public:
     KrVariant(KrVariant&& other) noexcept;
     ~KrVariant()
     {
-        if (m_nType >= Binary) releaseOwned();
+        if (KRN_VARIANT_UNLIKELY(m_nType >= Binary)) releaseOwned(m_nType, m_value);
     }
 
     void Set(unsigned char value) { reset(Byte).bVal = value; }
@@ -122,7 +131,7 @@ public:
             case Time:
                 return m_value.dVal;
             case String:
-                return stringToDouble();
+                return stringToDouble(m_value.pString);
             default:
                 return 0.0;
         }
@@ -158,15 +167,19 @@ private:
     // Releases the owned object of the previous kind, then takes the new kind.
     VarValue& reset(VarType type)
     {
-        if (m_nType >= Binary) releaseOwned();
+        if (KRN_VARIANT_UNLIKELY(m_nType >= Binary)) releaseOwned(m_nType, m_value);
         return setInline(type);
     }
-    void releaseOwned();
+    // Static, so that a variant of the small kinds can live in registers.
+    KRN_VARIANT_COLD static void releaseOwned(VarType type, VarValue value) noexcept;
+    static double stringToDouble(const KrString* pString);
     void copyFrom(const KrVariant& other);
-    double stringToDouble() const;
 
     VarType m_nType = Null;
     VarValue m_value;
 };
 
 }  // namespace KRN
+
+#undef KRN_VARIANT_UNLIKELY
+#undef KRN_VARIANT_COLD
