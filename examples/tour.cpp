@@ -11,7 +11,10 @@ using namespace KRN;
 namespace
 {
 
-void section(const char* title) { std::printf("\n== %s\n", title); }
+void section(const char* title)
+{
+    std::printf("\n== %s\n", title);
+}
 
 void tourCore()
 {
@@ -20,7 +23,8 @@ void tourCore()
     std::printf("KrRGBA(0,128,128,255) = 0x%08X  red %u green %u blue %u alpha %u\n", teal,
                 KrREDVAL(teal), KrGREENVAL(teal), KrBLUEVAL(teal), KrALPHAVAL(teal));
     std::printf("krequal(0.1 + 0.2, 0.3) = %s, big-endian host: %s, dpi %d\n",
-                krequal(0.1 + 0.2, 0.3) ? "true" : "false", krisbigendian() ? "yes" : "no", krdpi());
+                krequal(0.1 + 0.2, 0.3) ? "true" : "false", krisbigendian() ? "yes" : "no",
+                krdpi());
     void* block = nullptr;
     const int ok = krmemdup(&block, "tour", 5);
     std::printf("krmemdup copied \"%s\" (result %d); ", static_cast<const char*>(block), ok);
@@ -41,8 +45,9 @@ void tourString()
     KrString formatted;
     formatted.Format("%s has %d layers and %.2f km of roads", "Atlas", 12, 1234.5);
     std::printf("Format: %s\n", formatted.Cstr());
-    std::printf("From(255, 16) = %s, ToULong(\"0x1f\", 16) = %llu, lenient ToULong(\"12a3\") = %llu\n",
-                KrString::From(255, 16).Cstr(), KrString("0x1f").ToULong(16), KrString("12a3").ToULong());
+    std::printf(
+        "From(255, 16) = %s, ToULong(\"0x1f\", 16) = %llu, lenient ToULong(\"12a3\") = %llu\n",
+        KrString::From(255, 16).Cstr(), KrString("0x1f").ToULong(16), KrString("12a3").ToULong());
     std::printf("CompareNoCase(\"Road\", \"ROAD\") = %d, HashVal(\"ab\") = %u\n",
                 KrString("Road").CompareNoCase("ROAD"), KrString("ab").HashVal());
     KrArray<KrString> pieces;
@@ -115,7 +120,8 @@ void tourStreams()
     memory.Save(widths, 2);
     printHex("memory stream", memory.GetData(), memory.GetLength());
 
-    const std::string pathText = (std::filesystem::temp_directory_path() / "zobase-tour-record.bin").string();
+    const std::string pathText =
+        (std::filesystem::temp_directory_path() / "zobase-tour-record.bin").string();
     const char* path = pathText.c_str();
     KrFileStream file;
     file.Open(path, KrStreamSave, 16);
@@ -234,13 +240,15 @@ void tourText()
                 wide.ToString(KrTextCodec::UTF8_CHARSET).Cstr());
     wide.MakeInverse();
 
-    const bool same =
-        utf8.ToString(chinese) == gb && ucs2.ToString(chinese) == gb && wide.ToString(chinese) == gb;
-    std::printf("all three forms convert back to the same GB18030 bytes: %s\n", same ? "yes" : "no");
+    const bool same = utf8.ToString(chinese) == gb && ucs2.ToString(chinese) == gb &&
+                      wide.ToString(chinese) == gb;
+    std::printf("all three forms convert back to the same GB18030 bytes: %s\n",
+                same ? "yes" : "no");
     KrString changed(gb);
     changed.ChangeCharset(KrTextCodec::UTF8_CHARSET);
-    std::printf("ChangeCharset(UTF-8) retags the string as charset %d; this system's charset is %d\n",
-                changed.GetCharset(), KrToolkit::GetCurCharset());
+    std::printf(
+        "ChangeCharset(UTF-8) retags the string as charset %d; this system's charset is %d\n",
+        changed.GetCharset(), KrToolkit::GetCurCharset());
 }
 
 void tourConfig()
@@ -248,15 +256,58 @@ void tourConfig()
     section("configuration");
     KrRegistry& root = KrRegistry::Root();
     std::printf("configuration directory: %s\n", KrRegistry::XmlPath().Cstr());
-    std::printf("dpi setting %s -> krdpi() %d; log level setting: %s\n", root.Value("dpi").Cstr(), krdpi(),
-                root.Obj("LogSetting")["LogLevel"].Cstr());
+    std::printf("dpi setting %s -> krdpi() %d; log level setting: %s\n", root.Value("dpi").Cstr(),
+                krdpi(), root.Obj("LogSetting")["LogLevel"].Cstr());
     KrString text;
     const bool missing = text.LoadString(30118);
     std::printf("resource 30118 %s: %s\n", missing ? "missing" : "found", text.Cstr());
     KrHash<KrString> words;
     words.SetAt("road", "Strasse");
     words.SetAt("river", "Fluss");
-    std::printf("hash table: road -> %s, lake -> [%s]\n", words["road"].Cstr(), words["lake"].Cstr());
+    std::printf("hash table: road -> %s, lake -> [%s]\n", words["road"].Cstr(),
+                words["lake"].Cstr());
+}
+
+void tourValues()
+{
+    section("values, units and layer groups");
+    const unsigned char bytes[] = {0xCA, 0xFE};
+    const KrVariant kinds[] = {KrVariant(),
+                               KrVariant(static_cast<unsigned char>(200)),
+                               KrVariant(static_cast<short>(-12)),
+                               KrVariant(42),
+                               KrVariant(9000000000LL),
+                               KrVariant(0.5f),
+                               KrVariant(100.0),
+                               KrVariant(KrTime(2024, 2, 29, 13, 5, 9)),
+                               KrVariant(bytes, 2),
+                               KrVariant(KrString("Changjiang Road"))};
+    for (const KrVariant& value : kinds)
+        std::printf("kind %d as text [%s], as int %d\n", value.GetType(), value.ToString().Cstr(),
+                    value.ToInt());
+    std::printf("1 mile = %.3f km; \" degree \" is code %d, short name %s; code 3048 is %s\n",
+                16090000.0 / KrUnit::UnitConvert(KrString("KILOMETER")),
+                KrUnit::UnitConvert(" degree "), KrUnit::GetUnitsNameExt(1001745329).Cstr(),
+                KrUnit::GetUnitsName(3048).Cstr());
+    for (double value : {2.5, -0.375, 3.14159265358979})
+    {
+        double rest = value;
+        const KrFraction f(rest, 1000);
+        std::printf("%g is %s%d/%d\n", value, f.GetNegative() ? "" : "-", f.GetNumerator(),
+                    f.GetDenominator());
+    }
+    // A layer tree: move the rivers to the top, then merge the roads group into the map.
+    KrGroup map;
+    KrGroup* roads = map.CreateChildGroup("roads", 0);
+    roads->Add(new KrGroup::KrGroupItem{const_cast<char*>("highways"), 0, nullptr}, 0);
+    roads->Add(new KrGroup::KrGroupItem{const_cast<char*>("streets"), 0, nullptr}, 0);
+    map.Add(new KrGroup::KrGroupItem{const_cast<char*>("rivers"), 0, nullptr}, 0);
+    map.MoveTo(1, 0);
+    map.RemoveItem(1, 1);
+    std::printf("layers after a move and a merge (%d):", map.GetItemCount());
+    for (auto pos = map.GetHeadPosition(); !map.IsEOF(pos);)
+        std::printf(" %s", static_cast<const char*>(map.GetNext(pos)->pItem));
+    std::printf("\n");
 }
 
 }  // namespace
@@ -273,6 +324,7 @@ int main()
     tourFiles();
     tourText();
     tourConfig();
+    tourValues();
     std::printf("\ntour complete\n");
     return 0;
 }
