@@ -75,6 +75,8 @@ public:
     // Shows the kept cursor again and forgets it; a second call does nothing. Copies and
     // assignments copy both handles, so a copy restores too.
     void Restore();
+    // The cursor handle given to the constructor.
+    void* GetCursor() const { return m_hCursor; }
 
     // waitCursor loads the system wait cursor; setCursor shows a cursor and returns the one
     // shown before. Null hooks mean there is no windowing system.
