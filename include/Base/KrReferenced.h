@@ -63,7 +63,8 @@ private:
 class KRN_API KrCursor
 {
 public:
-    enum Type
+    // Underlying int, so that any non-zero value is a valid given-cursor choice.
+    enum Type : int
     {
         WaitCursor = 0,  // shows the system wait cursor
         GivenCursor = 1  // shows the cursor handle passed in (any non-zero value does)

@@ -18,6 +18,11 @@ void* allocate(std::size_t size)
     g_allocations.fetch_add(1, std::memory_order_relaxed);
     return std::malloc(size != 0 ? size : 1);
 }
+// Out of line, so that the compiler does not pair an inlined free with operator new.
+__attribute__((noinline)) void release(void* p)
+{
+    std::free(p);
+}
 }  // namespace
 
 void* operator new(std::size_t size)
@@ -39,27 +44,27 @@ void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
 }
 void operator delete(void* p) noexcept
 {
-    std::free(p);
+    release(p);
 }
 void operator delete[](void* p) noexcept
 {
-    std::free(p);
+    release(p);
 }
 void operator delete(void* p, std::size_t) noexcept
 {
-    std::free(p);
+    release(p);
 }
 void operator delete[](void* p, std::size_t) noexcept
 {
-    std::free(p);
+    release(p);
 }
 void operator delete(void* p, const std::nothrow_t&) noexcept
 {
-    std::free(p);
+    release(p);
 }
 void operator delete[](void* p, const std::nothrow_t&) noexcept
 {
-    std::free(p);
+    release(p);
 }
 
 using namespace KRN;
