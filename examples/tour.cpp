@@ -460,6 +460,46 @@ void tourColors()
     std::printf("its XML:\n%s", ramp.ToXML(0, "").Cstr());
     std::printf("a 24-bit row of 1001 pixels takes %d bytes; RGB2CMY(RGB(255,0,1)) = 0x%06X\n",
                 KrImgToolkit::AlignWidth(PF_24BPP, 1001), KrImgToolkit::RGB2CMY(KrRGB(255, 0, 1)));
+void tourValues()
+{
+    section("values, units and layer groups");
+    const unsigned char bytes[] = {0xCA, 0xFE};
+    const KrVariant kinds[] = {KrVariant(),
+                               KrVariant(static_cast<unsigned char>(200)),
+                               KrVariant(static_cast<short>(-12)),
+                               KrVariant(42),
+                               KrVariant(9000000000LL),
+                               KrVariant(0.5f),
+                               KrVariant(100.0),
+                               KrVariant(KrTime(2024, 2, 29, 13, 5, 9)),
+                               KrVariant(bytes, 2),
+                               KrVariant(KrString("Changjiang Road"))};
+    for (const KrVariant& value : kinds)
+        std::printf("kind %d as text [%s], as int %d\n", value.GetType(), value.ToString().Cstr(),
+                    value.ToInt());
+    std::printf("1 mile = %.3f km; \" degree \" is code %d, short name %s; code 3048 is %s\n",
+                16090000.0 / KrUnit::UnitConvert(KrString("KILOMETER")),
+                KrUnit::UnitConvert(" degree "), KrUnit::GetUnitsNameExt(1001745329).Cstr(),
+                KrUnit::GetUnitsName(3048).Cstr());
+    for (double value : {2.5, -0.375, 3.14159265358979})
+    {
+        double rest = value;
+        const KrFraction f(rest, 1000);
+        std::printf("%g is %s%d/%d\n", value, f.GetNegative() ? "" : "-", f.GetNumerator(),
+                    f.GetDenominator());
+    }
+    // A layer tree: move the rivers to the top, then merge the roads group into the map.
+    KrGroup map;
+    KrGroup* roads = map.CreateChildGroup("roads", 0);
+    roads->Add(new KrGroup::KrGroupItem{const_cast<char*>("highways"), 0, nullptr}, 0);
+    roads->Add(new KrGroup::KrGroupItem{const_cast<char*>("streets"), 0, nullptr}, 0);
+    map.Add(new KrGroup::KrGroupItem{const_cast<char*>("rivers"), 0, nullptr}, 0);
+    map.MoveTo(1, 0);
+    map.RemoveItem(1, 1);
+    std::printf("layers after a move and a merge (%d):", map.GetItemCount());
+    for (auto pos = map.GetHeadPosition(); !map.IsEOF(pos);)
+        std::printf(" %s", static_cast<const char*>(map.GetNext(pos)->pItem));
+    std::printf("\n");
 }
 
 }  // namespace
@@ -527,6 +567,7 @@ int main()
     tourLog();
     tourStyles();
     tourColors();
+    tourValues();
     std::printf("\ntour complete\n");
     return 0;
 }

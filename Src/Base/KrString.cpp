@@ -390,7 +390,9 @@ long long KrString::ToLong(int base) const
             ++text;
             --length;
         }
-        return -static_cast<long long>(lenientDigits(text, length, 10));
+        // Negated in unsigned arithmetic: the digits wrap modulo 2^64 and LLONG_MIN has no
+        // positive counterpart.
+        return static_cast<long long>(0ULL - lenientDigits(text, length, 10));
     }
     return static_cast<long long>(lenientDigits(text, length, base));
 }

@@ -30,3 +30,7 @@
 #include "Base/KrEfficiency.h"
 #include "Base/KrStyle.h"
 #include "Base/KrTextStyle.h"
+#include "Base/KrReferenced.h"
+#include "Base/KrGroup.h"
+#include "Base/KrVariant.h"
+#include "Base/KrUnit.h"

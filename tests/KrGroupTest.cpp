@@ -1,0 +1,291 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "Base/ZoBase.h"
+
+using namespace KRN;
+
+namespace
+{
+
+using Item = KrGroup::KrGroupItem;
+
+Item* item(const char* name)
+{
+    return new Item{const_cast<char*>(name), 0, nullptr};
+}
+
+// Items in list order; a child group shows as its name in brackets followed by its entries.
+std::string layout(KrGroup& group)
+{
+    std::string text;
+    for (auto pos = group.GetHeadPosition(); !group.IsEOF(pos);)
+    {
+        Item* entry = group.GetNext(pos);
+        if (entry->nType == 1)
+        {
+            KrGroup* child = static_cast<KrGroup*>(entry->pItem);
+            text += "[" + std::string(child->GetGroupName().Cstr()) + ":" + layout(*child) + "]";
+        }
+        else
+            text += static_cast<const char*>(entry->pItem);
+    }
+    return text;
+}
+
+// A group of one-letter items. The items are freed by the test, whatever the operation did
+// with them.
+struct Letters
+{
+    explicit Letters(const char* letters)
+    {
+        for (const char* c = letters; *c != '\0'; ++c)
+        {
+            names.push_back(std::string(1, *c));
+            entries.push_back(nullptr);
+        }
+        for (size_t i = 0; i < names.size(); ++i)
+        {
+            entries[i] = item(names[i].c_str());
+            group.Add(entries[i], 0);
+        }
+    }
+    ~Letters()
+    {
+        group.RemoveAll();
+        for (Item* entry : entries) delete entry;
+    }
+    std::vector<std::string> names;
+    std::vector<Item*> entries;
+    KrGroup group;
+};
+
+// Records the entries handed to DeleteItem, and frees nothing.
+class RecordingGroup : public KrGroup
+{
+public:
+    void DeleteItem(KrGroupItem* pItem) override
+    {
+        deleted += static_cast<const char*>(pItem->pItem);
+    }
+    std::string deleted;
+};
+
+TEST(KrGroup, MovesAndRemovalsByIndex)
+{
+    struct Case
+    {
+        const char* before;
+        const char* operation;
+        std::function<unsigned char(KrGroup&)> run;
+        unsigned char result;
+        const char* after;
+    };
+    const Case cases[] = {
+        {"abc", "MoveTo(2, 0)", [](KrGroup& g) { return g.MoveTo(2, 0); }, 1, "cab"},
+        {"abc", "MoveTo(0, 2)", [](KrGroup& g) { return g.MoveTo(0, 2); }, 1, "bca"},
+        {"abcd", "MoveTo(3, 1)", [](KrGroup& g) { return g.MoveTo(3, 1); }, 1, "adbc"},
+        {"abcd", "MoveTo(1, 1)", [](KrGroup& g) { return g.MoveTo(1, 1); }, 0, "abcd"},
+        {"abcd", "MoveTo(4, 0)", [](KrGroup& g) { return g.MoveTo(4, 0); }, 0, "abcd"},
+        {"abcd", "MoveTo(-1, 0)", [](KrGroup& g) { return g.MoveTo(-1, 0); }, 0, "abcd"},
+        {"abcd", "MoveTo(2, -5)", [](KrGroup& g) { return g.MoveTo(2, -5); }, 1, "cabd"},
+        {"abcd", "MoveTo(1, 9)", [](KrGroup& g) { return g.MoveTo(1, 9); }, 1, "acdb"},
+        // Already in place: MoveTop and MoveBottom refuse, MoveTo still says true.
+        {"abcd", "MoveTo(0, -1)", [](KrGroup& g) { return g.MoveTo(0, -1); }, 1, "abcd"},
+        {"abcd", "MoveTo(3, 9)", [](KrGroup& g) { return g.MoveTo(3, 9); }, 1, "abcd"},
+        {"abcd", "MoveUp(0)", [](KrGroup& g) { return g.MoveUp(0); }, 0, "abcd"},
+        {"abcd", "MoveUp(1)", [](KrGroup& g) { return g.MoveUp(1); }, 1, "bacd"},
+        {"abcd", "MoveUp(3)", [](KrGroup& g) { return g.MoveUp(3); }, 1, "abdc"},
+        {"abcd", "MoveUp(4)", [](KrGroup& g) { return g.MoveUp(4); }, 0, "abcd"},
+        {"abcd", "MoveDown(0)", [](KrGroup& g) { return g.MoveDown(0); }, 1, "bacd"},
+        {"abcd", "MoveDown(3)", [](KrGroup& g) { return g.MoveDown(3); }, 0, "abcd"},
+        {"abcd", "MoveDown(-1)", [](KrGroup& g) { return g.MoveDown(-1); }, 0, "abcd"},
+        {"abcd", "MoveTop(0)", [](KrGroup& g) { return g.MoveTop(0); }, 0, "abcd"},
+        {"abcd", "MoveTop(2)", [](KrGroup& g) { return g.MoveTop(2); }, 1, "cabd"},
+        {"abcd", "MoveTop(4)", [](KrGroup& g) { return g.MoveTop(4); }, 0, "abcd"},
+        {"abcd", "MoveBottom(0)", [](KrGroup& g) { return g.MoveBottom(0); }, 1, "bcda"},
+        {"abcd", "MoveBottom(1)", [](KrGroup& g) { return g.MoveBottom(1); }, 1, "acdb"},
+        {"abcd", "MoveBottom(3)", [](KrGroup& g) { return g.MoveBottom(3); }, 0, "abcd"},
+        {"abcd", "MoveBottom(-1)", [](KrGroup& g) { return g.MoveBottom(-1); }, 0, "abcd"},
+        {"abc", "RemoveAt(0)", [](KrGroup& g) { return g.RemoveAt(0); }, 0, "abc"},
+        {"abc", "RemoveAt(1)", [](KrGroup& g) { return g.RemoveAt(1); }, 0, "ac"},
+        {"abc", "RemoveAt(3)", [](KrGroup& g) { return g.RemoveAt(3); }, 0, "abc"},
+        {"abc", "RemoveAt(-1)", [](KrGroup& g) { return g.RemoveAt(-1); }, 0, "abc"},
+        {"", "MoveTo(0, 1)", [](KrGroup& g) { return g.MoveTo(0, 1); }, 0, ""},
+        {"", "MoveBottom(0)", [](KrGroup& g) { return g.MoveBottom(0); }, 0, ""},
+        {"", "RemoveItem(0, 1)", [](KrGroup& g) { return g.RemoveItem(0, 1); }, 0, ""},
+        {"ab", "RemoveItem(2, 1)", [](KrGroup& g) { return g.RemoveItem(2, 1); }, 0, "ab"},
+        {"ab", "RemoveItem(-1, 0)", [](KrGroup& g) { return g.RemoveItem(-1, 0); }, 0, "ab"},
+    };
+    for (const Case& c : cases)
+    {
+        Letters letters(c.before);
+        EXPECT_EQ(c.run(letters.group), c.result) << c.before << " " << c.operation;
+        EXPECT_EQ(layout(letters.group), c.after) << c.before << " " << c.operation;
+    }
+}
+
+TEST(KrGroup, LookupsRefuseInvalidIndices)
+{
+    Letters letters("ab");
+    KrGroup& g = letters.group;
+    EXPECT_EQ(g.GetAt(1), letters.entries[1]);
+    for (int index : {-1, -100, 2, 1000})
+    {
+        EXPECT_EQ(g.GetAt(index), nullptr) << index;
+        EXPECT_EQ(g.GetChildGroup(index), nullptr) << index;
+        EXPECT_EQ(g.FindItemAt(index), nullptr) << index;
+        EXPECT_EQ(KrGroup::MoveTo(index, &g, 0, &g), 0) << index;
+    }
+    EXPECT_EQ(g.GetChildGroup(0), nullptr);  // an ordinary item
+    EXPECT_EQ(KrGroup::MoveTo(0, nullptr, 0, &g), 0);
+    EXPECT_EQ(KrGroup::MoveTo(0, &g, 0, nullptr), 0);
+    EXPECT_EQ(layout(g), "ab");
+}
+
+TEST(KrGroup, SubtreeItemsAreCountedAndIndexedInListOrder)
+{
+    KrGroup root;
+    root.Add(item("x"), 0);
+    KrGroup* g = root.CreateChildGroup("g", 0);
+    root.Add(item("y"), 0);
+    g->Add(item("z"), 0);
+    g->Add(item("w"), 0);
+    EXPECT_EQ(root.GetItemCount(), 4);
+    KrGroup* h = g->CreateChildGroup("h", 1);  // at the head of g
+    h->Add(item("q"), 0);
+    g->CreateChildGroup("empty", 0);
+    EXPECT_EQ(layout(root), "x[g:[h:q]zw[empty:]]y");
+    EXPECT_EQ(root.GetItemCount(), 5);
+    EXPECT_EQ(g->GetItemCount(), 3);
+    std::string order;
+    for (int i = 0; i < 5; ++i) order += static_cast<const char*>(root.FindItemAt(i)->pItem);
+    EXPECT_EQ(order, "xqzwy");
+    EXPECT_EQ(root.FindItemAt(5), nullptr);
+}
+
+TEST(KrGroup, ChildGroupsByNameAndID)
+{
+    KrGroup root;
+    KrGroup* roads = root.CreateChildGroup("Roads", 0);
+    KrGroup* rivers = root.CreateChildGroup("Rivers", 1);
+    roads->SetGroupID(7);
+    EXPECT_EQ(root.GetChildGroup(KrString("rOADS")), roads);
+    EXPECT_EQ(root.GetChildGroup(KrString("Road")), nullptr);
+    EXPECT_EQ(root.GetChildGroup(0), rivers);
+    EXPECT_EQ(root.GetChildGroupByID(7), roads);
+    EXPECT_EQ(root.GetChildGroupByID(0), rivers);
+    EXPECT_EQ(root.GetChildGroupByID(8), nullptr);
+    EXPECT_EQ(roads->GetParentGroup(), &root);
+    EXPECT_EQ(root.GetAt(1)->nType, 1);
+    EXPECT_EQ(root.GetAt(1)->pParent, &root);
+}
+
+TEST(KrGroup, MergingAChildGroupMovesItsEntriesToTheTail)
+{
+    KrGroup root;
+    root.Add(item("a"), 0);
+    KrGroup* g = root.CreateChildGroup("g", 0);
+    root.Add(item("b"), 0);
+    g->Add(item("z"), 0);
+    g->Add(item("w"), 0);
+    KrGroup* h = g->CreateChildGroup("h", 0);
+    EXPECT_EQ(root.RemoveItem(1, 1), 1);
+    EXPECT_EQ(layout(root), "abzw[h:]");
+    for (int i = 2; i < 5; ++i) EXPECT_EQ(root.GetAt(i)->pParent, &root) << i;
+    EXPECT_EQ(h->GetParentGroup(), &root);
+}
+
+TEST(KrGroup, MergingAnItemMovesItToTheParent)
+{
+    KrGroup root;
+    root.Add(item("r"), 0);
+    KrGroup* g = root.CreateChildGroup("g", 0);
+    g->Add(item("a"), 0);
+    g->Add(item("b"), 0);
+    EXPECT_EQ(root.RemoveItem(0, 1), 0);  // no parent to merge into
+    EXPECT_EQ(g->RemoveItem(1, 1), 1);
+    EXPECT_EQ(layout(root), "r[g:a]b");
+    EXPECT_EQ(root.GetAt(2)->pParent, &root);
+    // Entry 0 is not unlinked: it ends up listed in both groups, owned by the parent.
+    EXPECT_EQ(g->RemoveItem(0, 1), 1);
+    EXPECT_EQ(layout(root), "r[g:a]ba");
+    EXPECT_EQ(g->GetAt(0), root.GetAt(3));
+    g->RemoveAll();
+}
+
+TEST(KrGroup, RemovingWithoutMergeHandsTheEntryToDeleteItem)
+{
+    RecordingGroup group;
+    Item* a = item("a");
+    Item* b = item("b");
+    group.Add(a, 0);
+    group.Add(b, 0);
+    EXPECT_EQ(group.RemoveItem(1, 0), 1);
+    EXPECT_EQ(group.RemoveItem(0, 0), 1);  // DeleteItem runs, but entry 0 stays listed
+    EXPECT_EQ(group.deleted, "ba");
+    EXPECT_EQ(layout(group), "a");
+    group.Add(b, 1);
+    group.clear();
+    EXPECT_EQ(group.deleted, "baba");
+    EXPECT_EQ(group.GetCount(), 0);
+    delete a;
+    delete b;
+}
+
+TEST(KrGroup, MovesBetweenGroups)
+{
+    KrGroup root;
+    KrGroup* a = root.CreateChildGroup("A", 0);
+    KrGroup* b = root.CreateChildGroup("B", 0);
+    a->Add(item("1"), 0);
+    a->Add(item("2"), 0);
+    b->Add(item("3"), 0);
+    EXPECT_EQ(KrGroup::MoveTo(1, a, 0, b), 1);
+    EXPECT_EQ(layout(root), "[A:1][B:23]");
+    EXPECT_EQ(b->GetAt(0)->pParent, b);
+    // Entry 0 is appended to the target without leaving the source.
+    EXPECT_EQ(KrGroup::MoveTo(0, a, 9, b), 1);
+    EXPECT_EQ(layout(root), "[A:1][B:231]");
+    EXPECT_EQ(a->GetAt(0)->pParent, b);
+    a->RemoveAll();
+    // A group moves with its subtree and learns its new parent.
+    EXPECT_EQ(KrGroup::MoveTo(1, &root, 0, a), 1);
+    EXPECT_EQ(layout(root), "[A:[B:231]]");
+    EXPECT_EQ(b->GetParentGroup(), a);
+    EXPECT_EQ(root.GetItemCount(), 3);
+}
+
+TEST(KrGroup, MovesThatWouldMakeACycleAreRefused)
+{
+    KrGroup root;
+    root.Add(item("x"), 0);
+    KrGroup* a = root.CreateChildGroup("A", 0);
+    KrGroup* b = a->CreateChildGroup("B", 0);
+    b->Add(item("y"), 0);
+    const std::string before = layout(root);
+    struct Case
+    {
+        int index;
+        KrGroup* source;
+        KrGroup* target;
+    };
+    const Case cases[] = {
+        {1, &root, a},  // A into itself
+        {1, &root, b},  // A into its child
+        {0, a, b},      // B into itself
+    };
+    for (const Case& c : cases)
+    {
+        EXPECT_EQ(KrGroup::MoveTo(c.index, c.source, 0, c.target), 0);
+        EXPECT_EQ(layout(root), before);
+        EXPECT_EQ(a->GetParentGroup(), &root);
+        EXPECT_EQ(b->GetParentGroup(), a);
+        EXPECT_EQ(root.GetItemCount(), 2);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,236 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "Base/ZoBase.h"
+
+using namespace KRN;
+
+namespace
+{
+
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+const double kInf = std::numeric_limits<double>::infinity();
+
+KrVariant block(std::vector<unsigned char> bytes)
+{
+    return KrVariant(bytes.data(), static_cast<int>(bytes.size()));
+}
+
+TEST(KrVariant, ToStringOfEveryKind)
+{
+    struct Case
+    {
+        KrVariant value;
+        const char* text;
+    };
+    const Case cases[] = {
+        {KrVariant(), ""},
+        {KrVariant(static_cast<unsigned char>(200)), "200"},
+        {KrVariant(static_cast<short>(-32768)), "-32768"},
+        {KrVariant(-7), "-7"},
+        {KrVariant(LLONG_MIN), "-9223372036854775808"},
+        {KrVariant(1.5f), "1.5"},
+        {KrVariant(1e10f), "1e+10"},
+        {KrVariant(3.0), "3.0"},
+        {KrVariant(0.125), "0.125"},
+        {KrVariant(2.5), "2.5"},
+        {KrVariant(100.0), "100.0"},
+        {KrVariant(-0.5), "-0.5"},
+        {KrVariant(1e20), "100000000000000000000.0"},
+        {KrVariant(0.1234567), "0.123457"},  // six decimals, rounded
+        {KrVariant(1e-7), "0.0"},
+        {KrVariant(kInf), "inf"},  // no decimal point: nothing trimmed, nothing appended
+        {KrVariant(KrTime(2024, 2, 29, 13, 5, 9)), "2024-02-29 13:05:09"},
+        {KrVariant(KrString("road 7")), "road 7"},
+        {block({1, 2, 3}), ""},
+    };
+    for (const Case& c : cases) EXPECT_EQ(c.value.ToString(), c.text) << c.text;
+}
+
+TEST(KrVariant, ToIntAndToLongRoundTruncateAndSaturate)
+{
+    struct Case
+    {
+        KrVariant value;
+        int asInt;
+        long long asLong;
+    };
+    const Case cases[] = {
+        {KrVariant(2.5), 3, 3},
+        {KrVariant(-2.5), -3, -3},
+        {KrVariant(0.0), 0, 0},  // -0.5 truncates to 0
+        {KrVariant(0.4999), 0, 0},
+        {KrVariant(-0.5), -1, -1},
+        {KrVariant(1.5f), 2, 2},
+        {KrVariant(0x100000001LL), 1, 0x100000001LL},  // low 32 bits only
+        {KrVariant(0xFFFFFFFFLL), -1, 0xFFFFFFFFLL},
+        {KrVariant(static_cast<unsigned char>(255)), 255, 255},
+        {KrVariant(static_cast<short>(-1)), -1, -1},
+        {KrVariant(KrTime(2.9)), 2, 2},  // a time truncates, it does not round
+        {KrVariant(KrTime(-2.9)), -2, -2},
+        {KrVariant(KrTime(5e9)), INT_MAX, 5000000000LL},
+        {KrVariant(5e9), INT_MAX, INT_MAX},  // doubles go through 32 bits
+        {KrVariant(-5e9), INT_MIN, INT_MIN},
+        {KrVariant(2147483646.6), INT_MAX, INT_MAX},
+        {KrVariant(kNaN), 0, 0},
+        {KrVariant(kInf), INT_MAX, INT_MAX},
+        {KrVariant(-kInf), INT_MIN, INT_MIN},
+        {KrVariant(KrTime(kNaN)), 0, 0},
+        {KrVariant(KrTime(1e300)), INT_MAX, LLONG_MAX},
+        {KrVariant(KrTime(-1e300)), INT_MIN, LLONG_MIN},
+        {KrVariant(KrString("42 roads")), 42, 42},
+        {KrVariant(KrString("-9000000000")),
+         static_cast<int>(std::strtol("-9000000000", nullptr, 10)), -9000000000LL},
+        {KrVariant(), 0, 0},
+        {block({9, 9}), 0, 0},
+    };
+    for (size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i)
+    {
+        EXPECT_EQ(cases[i].value.ToInt(), cases[i].asInt) << "case " << i;
+        EXPECT_EQ(cases[i].value.ToLong(), cases[i].asLong) << "case " << i;
+    }
+}
+
+TEST(KrVariant, ToDoubleWidensParsesOrGivesZero)
+{
+    EXPECT_EQ(KrVariant(static_cast<unsigned char>(250)).ToDouble(), 250.0);
+    EXPECT_EQ(KrVariant((1LL << 53) + 2).ToDouble(), 9007199254740994.0);
+    EXPECT_EQ(KrVariant(0.1f).ToDouble(), static_cast<double>(0.1f));
+    EXPECT_EQ(KrVariant(KrTime(45000.25)).ToDouble(), 45000.25);
+    EXPECT_EQ(KrVariant(KrString("2.5e3")).ToDouble(), 2500.0);
+    EXPECT_EQ(KrVariant().ToDouble(), 0.0);
+    EXPECT_EQ(block({1}).ToDouble(), 0.0);
+}
+
+TEST(KrVariant, EqualityNeverConvertsBetweenKinds)
+{
+    const std::vector<KrVariant> values = {
+        KrVariant(),
+        KrVariant(static_cast<unsigned char>(1)),
+        KrVariant(static_cast<short>(1)),
+        KrVariant(1),
+        KrVariant(1LL),
+        KrVariant(1.0f),
+        KrVariant(1.0),
+        KrVariant(KrTime(1.0)),
+        block({1}),
+        KrVariant(KrString("1")),
+    };
+    for (size_t i = 0; i < values.size(); ++i)
+        for (size_t j = 0; j < values.size(); ++j)
+        {
+            const KrVariant copy(values[j]);
+            EXPECT_EQ(values[i] == copy, i == j) << i << " " << j;
+            EXPECT_EQ(values[i] != copy, i != j) << i << " " << j;
+            if (i != j)
+            {
+                EXPECT_FALSE(values[i] < copy) << i << " " << j;
+            }
+        }
+}
+
+TEST(KrVariant, OrderWithinOneKind)
+{
+    struct Case
+    {
+        KrVariant a, b;
+        bool less, greater, equal;
+    };
+    const Case cases[] = {
+        // Two nulls are each less than the other, and equal.
+        {KrVariant(), KrVariant(), true, true, true},
+        {KrVariant(static_cast<unsigned char>(1)), KrVariant(static_cast<unsigned char>(200)), true,
+         false, false},
+        {KrVariant(static_cast<short>(-5)), KrVariant(static_cast<short>(3)), true, false, false},
+        {KrVariant(-1LL), KrVariant(1LL), true, false, false},
+        {KrVariant(0x100000000LL), KrVariant(0xFFFFFFFFLL), false, true, false},
+        {KrVariant(-0.5f), KrVariant(0.25f), true, false, false},
+        {KrVariant(kNaN), KrVariant(kNaN), false, false, false},
+        {KrVariant(0.1 + 0.2), KrVariant(0.3), false, true, false},  // plain ==, no tolerance
+        {KrVariant(KrTime(1.0)), KrVariant(KrTime(2.0)), true, false, false},
+        // A block is less only than a strictly longer one, by its first differing byte.
+        {block({1, 2}), block({1, 2, 3}), false, false, false},
+        {block({1, 1}), block({1, 2, 0}), true, false, false},
+        {block({0x80}), block({0x7F, 0}), false, false, false},
+        {block({1, 2}), block({1, 2}), false, false, true},
+        {block({}), block({}), false, false, true},
+        {block({}), block({0}), false, false, false},
+        {KrVariant(KrString("Road")), KrVariant(KrString("road")), true, false, false},
+        {KrVariant(KrString("road")), KrVariant(KrString("road")), false, false, true},
+    };
+    for (size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i)
+    {
+        const Case& c = cases[i];
+        EXPECT_EQ(c.a < c.b, c.less) << "case " << i;
+        EXPECT_EQ(c.b < c.a, c.greater) << "case " << i;
+        EXPECT_EQ(c.a == c.b, c.equal) << "case " << i;
+    }
+    const KrVariant nan(kNaN);
+    EXPECT_TRUE(nan == nan);  // the very same object
+}
+
+TEST(KrVariant, CopiesOwnTheirStringAndBlock)
+{
+    KrVariant source = block({1, 2, 3});
+    const KrVariant copy(source);
+    KrVariant assigned;
+    assigned = source;
+    source.Clear();
+    EXPECT_EQ(source.GetType(), KrVariant::Null);
+    EXPECT_TRUE(copy == block({1, 2, 3}));
+    EXPECT_TRUE(assigned == block({1, 2, 3}));
+    EXPECT_NE(copy.GetValue().pStream, assigned.GetValue().pStream);
+
+    KrVariant text(KrString("lake"));
+    KrVariant other(7);
+    other = text;
+    text.Set(KrString("river"));
+    EXPECT_EQ(other.ToString(), "lake");
+
+    // Assigning a variant its own string or itself keeps the value.
+    text.Set(*text.GetValue().pString);
+    EXPECT_EQ(text.ToString(), "river");
+    const KrVariant& self = text;
+    text = self;
+    EXPECT_EQ(text.ToString(), "river");
+
+    KrVariant moved(std::move(text));
+    EXPECT_EQ(moved.ToString(), "river");
+    EXPECT_EQ(text.GetType(), KrVariant::Null);
+}
+
+TEST(KrVariant, SetReplacesTheKindAndReleasesTheOldObject)
+{
+    KrVariant v(KrString("field"));
+    v = 2.5;
+    EXPECT_EQ(v.GetType(), KrVariant::Double);
+    v.Set(static_cast<const unsigned char*>(nullptr), 4);
+    EXPECT_EQ(v.GetType(), KrVariant::Binary);
+    v = static_cast<short>(3);
+    EXPECT_EQ(v.GetType(), KrVariant::Short);
+    EXPECT_EQ(v.GetValue().lVal, 3);  // the rest of the union is zeroed
+    v = KrTime(2000, 1, 1);
+    EXPECT_EQ(v.GetType(), KrVariant::Time);
+    EXPECT_EQ(v.GetValue().dVal, KrTime(2000, 1, 1).GetTime());
+}
+
+TEST(KrVariant, EmptyAndNegativeBlocksAreEmpty)
+{
+    const unsigned char bytes[] = {1, 2, 3};
+    const KrVariant empties[] = {KrVariant(bytes, 0), KrVariant(bytes, -1),
+                                 KrVariant(bytes, INT_MIN), KrVariant(nullptr, 3)};
+    for (const KrVariant& v : empties)
+    {
+        EXPECT_EQ(v.GetType(), KrVariant::Binary);
+        EXPECT_TRUE(v == block({}));
+        EXPECT_FALSE(v < block({0}));  // a proper prefix is not less
+        EXPECT_EQ(v.ToString(), "");
+        EXPECT_EQ(v.ToInt(), 0);
+    }
+}
+
+}  // namespace

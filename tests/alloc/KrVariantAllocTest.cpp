@@ -1,0 +1,143 @@
+// Variants of the small kinds never touch the heap. This program replaces the global operator
+// new to count allocations, which is why it is a program of its own: the replacement would
+// otherwise apply to every other test.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+#include "Base/ZoBase.h"
+
+namespace
+{
+std::atomic<long> g_allocations{0};
+
+void* allocate(std::size_t size)
+{
+    g_allocations.fetch_add(1, std::memory_order_relaxed);
+    return std::malloc(size != 0 ? size : 1);
+}
+// Out of line, so that the compiler does not pair an inlined free with operator new.
+__attribute__((noinline)) void release(void* p)
+{
+    std::free(p);
+}
+}  // namespace
+
+void* operator new(std::size_t size)
+{
+    if (void* p = allocate(size)) return p;
+    throw std::bad_alloc();
+}
+void* operator new[](std::size_t size)
+{
+    return operator new(size);
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    return allocate(size);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
+{
+    return allocate(size);
+}
+void operator delete(void* p) noexcept
+{
+    release(p);
+}
+void operator delete[](void* p) noexcept
+{
+    release(p);
+}
+void operator delete(void* p, std::size_t) noexcept
+{
+    release(p);
+}
+void operator delete[](void* p, std::size_t) noexcept
+{
+    release(p);
+}
+void operator delete(void* p, const std::nothrow_t&) noexcept
+{
+    release(p);
+}
+void operator delete[](void* p, const std::nothrow_t&) noexcept
+{
+    release(p);
+}
+
+using namespace KRN;
+
+namespace
+{
+
+// Allocations made while work runs.
+template <class Work>
+long allocationsDuring(Work work)
+{
+    const long before = g_allocations.load();
+    work();
+    return g_allocations.load() - before;
+}
+
+TEST(KrVariantAlloc, TheCounterSeesAllocations)
+{
+    // The string is longer than any inline capacity, so it must allocate.
+    EXPECT_GT(allocationsDuring([] { KrVariant v(KrString("a text well beyond inline storage")); }),
+              0);
+    EXPECT_GT(allocationsDuring(
+                  []
+                  {
+                      const unsigned char bytes[] = {1, 2, 3};
+                      KrVariant v(bytes, 3);
+                  }),
+              0);
+}
+
+TEST(KrVariantAlloc, SmallKindsNeverAllocate)
+{
+    const long count = allocationsDuring(
+        []
+        {
+            KrVariant values[] = {KrVariant(),
+                                  KrVariant(static_cast<unsigned char>(200)),
+                                  KrVariant(static_cast<short>(-300)),
+                                  KrVariant(123456),
+                                  KrVariant(-9876543210LL),
+                                  KrVariant(2.5f),
+                                  KrVariant(1234.5625),
+                                  KrVariant(KrTime(45000.5))};
+            long long sum = 0;
+            for (const KrVariant& value : values)
+            {
+                KrVariant copy(value);
+                KrVariant assigned;
+                assigned = copy;
+                assigned = 7;
+                assigned = value;
+                KrVariant moved(std::move(copy));
+                sum += value.ToInt() + value.ToLong() + static_cast<long long>(value.ToDouble());
+                sum += (value == moved) + (value < assigned) + (value != assigned);
+                // Texts up to the string's inline capacity stay there.
+                if (value.GetType() != KrVariant::Time && value.GetType() != KrVariant::Long)
+                    sum += value.ToString().GetLength();
+            }
+            KrVariant v;
+            for (int i = 0; i < 1000; ++i)
+            {
+                v = static_cast<unsigned char>(i);
+                v = static_cast<short>(i);
+                v = i;
+                v = static_cast<long long>(i);
+                v = static_cast<float>(i);
+                v = static_cast<double>(i);
+                v.Set(static_cast<double>(i) / 3);
+                sum += v.ToInt();
+            }
+            EXPECT_NE(sum, 0);
+        });
+    EXPECT_EQ(count, 0);
+}
+
+}  // namespace
