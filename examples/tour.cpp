@@ -400,6 +400,8 @@ void tourThreads()
     }
     job.PopPosRange();
     KrProgress::SetProgressProc(nullptr, nullptr);
+}
+
 void tourCompress()
 {
     section("compression, hash codes and DES");
@@ -460,6 +462,8 @@ void tourColors()
     std::printf("its XML:\n%s", ramp.ToXML(0, "").Cstr());
     std::printf("a 24-bit row of 1001 pixels takes %d bytes; RGB2CMY(RGB(255,0,1)) = 0x%06X\n",
                 KrImgToolkit::AlignWidth(PF_24BPP, 1001), KrImgToolkit::RGB2CMY(KrRGB(255, 0, 1)));
+}
+
 void tourValues()
 {
     section("values, units and layer groups");
@@ -501,8 +505,6 @@ void tourValues()
         std::printf(" %s", static_cast<const char*>(map.GetNext(pos)->pItem));
     std::printf("\n");
 }
-
-}  // namespace
 
 void tourLog()
 {
@@ -549,6 +551,8 @@ void tourLog()
     log.Close(1);
     std::filesystem::remove_all(dir);
 }
+
+}  // namespace
 
 int main()
 {
