@@ -259,6 +259,104 @@ void tourConfig()
     std::printf("hash table: road -> %s, lake -> [%s]\n", words["road"].Cstr(), words["lake"].Cstr());
 }
 
+// A producer thread hands three values to a consumer thread through a slot guarded by one
+// mutex and two conditions. A KrCondition signal is lost when nobody waits, so each side
+// checks the slot under the mutex before it waits.
+struct Slot
+{
+    KrMutex mutex;
+    KrCondition filled, emptied;
+    int value = 0;
+    bool full = false;
+    int sum = 0;
+};
+
+class Producer : public KrThread
+{
+public:
+    explicit Producer(Slot& slot) : m_slot(slot) {}
+
+protected:
+    int run() override
+    {
+        KrMutexLock hold(m_slot.mutex);
+        hold.lock();
+        for (int value = 10; value <= 30; value += 10)
+        {
+            while (m_slot.full) m_slot.emptied.wait(m_slot.mutex);
+            m_slot.value = value;
+            m_slot.full = true;
+            m_slot.filled.signal();
+        }
+        return 0;
+    }
+
+private:
+    Slot& m_slot;
+};
+
+class Consumer : public KrThread
+{
+public:
+    explicit Consumer(Slot& slot) : m_slot(slot) {}
+
+protected:
+    int run() override
+    {
+        KrMutexLock hold(m_slot.mutex);
+        hold.lock();
+        for (int i = 0; i < 3; ++i)
+        {
+            while (!m_slot.full) m_slot.filled.wait(m_slot.mutex);
+            std::printf("consumer thread %u received %d\n", KrThread::current(), m_slot.value);
+            m_slot.sum += m_slot.value;
+            m_slot.full = false;
+            m_slot.emptied.signal();
+        }
+        return 0;
+    }
+
+private:
+    Slot& m_slot;
+};
+
+void printProgress(void*, const char* title, const char* message, int pos, const char* remain,
+                   unsigned char&)
+{
+    std::printf("  [%3d%%] %s: %s (%s)\n", pos, title, message, remain);
+}
+
+void tourThreads()
+{
+    section("threads and progress");
+    Slot slot;
+    Producer producer(slot);
+    Consumer consumer(slot);
+    consumer.start();
+    producer.start();
+    // A thread that returns from run() detaches itself: wait for that instead of joining.
+    while (producer.running() || consumer.running()) KrThread::sleep(1000000);
+    std::printf("main thread %u: both threads ended, the consumer summed %d; join() now: %d\n",
+                KrThread::current(), slot.sum, producer.join());
+
+    // One job in three steps sharing the scale 20/50/30; each step reports its own 0..100.
+    KrProgress::SetProgressProc(&printProgress, nullptr);
+    KrProgress job;
+    std::printf("ShowProgress in krn.xml: %s\n", job.IsShow() ? "on" : "off");
+    job.SetTitleMessage("Loading roads");
+    job.PushPosRange();
+    const int bounds[] = {0, 20, 70, 100};
+    const char* steps[] = {"reading", "indexing", "writing"};
+    for (int step = 0; step < 3; ++step)
+    {
+        job.SetBothPosRange(bounds[step], bounds[step + 1]);
+        job.SetMessage(steps[step]);  // reported with the next position
+        for (int pos = 0; pos <= 100; pos += 50) job.SetProgressPos(pos);
+    }
+    job.PopPosRange();
+    KrProgress::SetProgressProc(nullptr, nullptr);
+}
+
 }  // namespace
 
 void tourLog()
@@ -319,6 +417,7 @@ int main()
     tourFiles();
     tourText();
     tourConfig();
+    tourThreads();
     tourLog();
     std::printf("\ntour complete\n");
     return 0;

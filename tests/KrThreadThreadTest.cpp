@@ -140,11 +140,14 @@ TEST(KrConditionThreadTest, SignalWakesExactlyOneWaiter)
     EXPECT_EQ(waiters.woken.load(), 4);
 }
 
+// One condition per direction: a player never waits on the condition it signals, so it cannot
+// take its own signal, and each signal finds the other player counted in as a waiter.
 TEST(KrConditionThreadTest, PingPongHandsEveryValueOver)
 {
-    KrCondition changed;
+    KrCondition turn[2];
     KrMutex mutex;
-    int value = 0;  // odd: the ponger's turn; even: the pinger's
+    int value = 0;  // even: player 0 moves; odd: player 1
+    int timeouts = 0;
     constexpr int kRounds = 500;
     auto player = [&](int parity)
     {
@@ -154,21 +157,22 @@ TEST(KrConditionThreadTest, PingPongHandsEveryValueOver)
             if (value % 2 == parity)
             {
                 ++value;
-                changed.signal();
+                turn[1 - parity].signal();
             }
-            else
+            else if (!turn[parity].wait(mutex,
+                                        static_cast<unsigned int>(KrThread::time()) + 2000000000u))
             {
-                // A signal given before this wait began is lost: wait with a deadline.
-                changed.wait(mutex, static_cast<unsigned int>(KrThread::time()) + 5000000u);
+                ++timeouts;
             }
         }
-        changed.signal();
+        turn[1 - parity].signal();
         mutex.unlock();
     };
-    std::thread ponger(player, 1);
+    std::thread other(player, 1);
     player(0);
-    ponger.join();
+    other.join();
     EXPECT_EQ(value, 2 * kRounds);
+    EXPECT_EQ(timeouts, 0);
 }
 
 TEST(KrSemaphoreThreadTest, UnitsAreNeitherLostNorDuplicated)

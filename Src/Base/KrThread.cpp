@@ -3,6 +3,8 @@
 #include "Base/Platform/KrPlatformThread.h"
 #include "Base/Platform/KrPlatformTime.h"
 
+#include <new>
+
 namespace KRN
 {
 
@@ -42,34 +44,43 @@ unsigned int msUntil(unsigned int deadlineNs)
 
 // ---------------------------------------------------------------- KrMutex
 
-static_assert(Platform::kLockBytes == 64 && Platform::kLockAlign == 16,
-              "KrMutex reserves 64 bytes aligned to 16 for the operating-system lock");
+namespace
+{
+static_assert(sizeof(Platform::RecursiveLock) <= 64 && alignof(Platform::RecursiveLock) <= 16,
+              "KrMutex reserves 64 bytes aligned to 16 for its lock");
+
+Platform::RecursiveLock& lockIn(unsigned char* storage)
+{
+    return *std::launder(reinterpret_cast<Platform::RecursiveLock*>(storage));
+}
+}  // namespace
 
 KrMutex::KrMutex(unsigned char)
 {
-    Platform::InitLock(m_aLock);
+    new (m_aLock) Platform::RecursiveLock;
 }
 KrMutex::~KrMutex()
 {
-    Platform::DestroyLock(m_aLock);
+    lockIn(m_aLock).~RecursiveLock();
 }
 void KrMutex::lock()
 {
-    Platform::Lock(m_aLock);
+    lockIn(m_aLock).Lock();
 }
 void KrMutex::unlock()
 {
-    Platform::Unlock(m_aLock);
+    lockIn(m_aLock).Unlock();
 }
 unsigned char KrMutex::trylock()
 {
-    return Platform::TryLock(m_aLock);
+    return lockIn(m_aLock).TryLock();
 }
 
 unsigned char KrMutex::locked()
 {
-    if (!Platform::TryLock(m_aLock)) return 0;
-    Platform::Unlock(m_aLock);
+    Platform::RecursiveLock& lock = lockIn(m_aLock);
+    if (!lock.TryLock()) return 0;
+    lock.Unlock();
     return 1;
 }
 
@@ -154,18 +165,23 @@ KrCondition::~KrCondition()
     delete m_pEvents;
 }
 
+// The event is set after the count lock is released, so that a waiter it wakes does not
+// block on that lock at once.
 void KrCondition::signal()
 {
-    KrMutexLock hold(m_countLock);
-    hold.lock();
-    if (m_nWaiters > 0) m_pEvents->Set(kSignalEvent);
+    if (hasWaiters()) m_pEvents->Set(kSignalEvent);
 }
 
 void KrCondition::broadcast()
 {
+    if (hasWaiters()) m_pEvents->Set(kBroadcastEvent);
+}
+
+bool KrCondition::hasWaiters()
+{
     KrMutexLock hold(m_countLock);
     hold.lock();
-    if (m_nWaiters > 0) m_pEvents->Set(kBroadcastEvent);
+    return m_nWaiters > 0;
 }
 
 void KrCondition::wait(KrMutex& mutex)

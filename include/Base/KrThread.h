@@ -37,7 +37,7 @@ public:
     unsigned char locked();
 
 private:
-    alignas(16) unsigned char m_aLock[64];  // the operating-system lock
+    alignas(16) unsigned char m_aLock[64];  // the lock, opaque here
 };
 
 // A guard over a KrMutex. It does NOT lock on construction: call lock() or trylock() once.
@@ -106,9 +106,10 @@ private:
 
 // A condition built from two events, not a std::condition_variable: signal() wakes one waiter
 // and is LOST when nobody waits; broadcast() wakes every waiter and stays set until the last
-// of them resets it, so a thread that starts waiting before that also passes. Waits need not
-// hold the mutex in a loop against spurious wake-ups (there are none), but a signal may wake
-// a waiter that arrived after it was given.
+// of them resets it, so a thread that starts waiting before that also passes. A signal not yet
+// taken goes to whichever waiter comes first, possibly one that began waiting after it was
+// given (the thread that signalled, say): check the awaited state in a loop under the mutex,
+// and give each direction of a hand-over its own condition.
 class KRN_API KrCondition
 {
 public:
@@ -129,6 +130,7 @@ public:
     unsigned char wait(KrMutex& mutex, unsigned int deadlineNs);
 
 private:
+    bool hasWaiters();
     void leaveWait(int woken);
 
     Platform::EventPair* m_pEvents;  // event 0 signal (auto-reset), 1 broadcast (manual-reset)

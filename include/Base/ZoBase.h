@@ -24,3 +24,4 @@
 #include "Base/KrErrorObj.h"
 #include "Base/KrLogFile.h"
 #include "Base/KrEfficiency.h"
+#include "Base/KrProgress.h"

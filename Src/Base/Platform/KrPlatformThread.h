@@ -5,22 +5,75 @@
 // there unwinds its stack (destructors run) instead of returning.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
+#include <cstdint>
 
 namespace KRN::Platform
 {
 
 // ---------------------------------------------------------------- recursive lock
-// Bytes and alignment that the owner of a lock reserves for it.
-constexpr std::size_t kLockBytes = 64;
-constexpr std::size_t kLockAlign = 16;
+// Identifies the calling thread for lock ownership: cheap, unique among running threads.
+inline std::uintptr_t CurrentThreadTag()
+{
+    return reinterpret_cast<std::uintptr_t>(__builtin_thread_pointer());
+}
 
-void InitLock(void* storage);
-void DestroyLock(void* storage);
-void Lock(void* storage);
-bool TryLock(void* storage);
-// Releasing a lock the calling thread does not hold does nothing.
-void Unlock(void* storage);
+// A recursive lock over one word the kernel can wait on (0 free, 1 taken, 2 taken and
+// waited for), with its owner and depth beside it. Taking and releasing a free lock is one
+// atomic operation each. Releasing a lock the calling thread does not hold does nothing.
+class RecursiveLock
+{
+public:
+    RecursiveLock() = default;
+    RecursiveLock(const RecursiveLock&) = delete;
+    RecursiveLock& operator=(const RecursiveLock&) = delete;
+
+    void Lock()
+    {
+        const std::uintptr_t me = CurrentThreadTag();
+        if (m_owner.load(std::memory_order_relaxed) != me)
+        {
+            int expected = 0;
+            if (!m_state.compare_exchange_strong(expected, 1, std::memory_order_acquire,
+                                                 std::memory_order_relaxed))
+                waitForLock(expected);
+            m_owner.store(me, std::memory_order_relaxed);
+        }
+        ++m_depth;
+    }
+
+    bool TryLock()
+    {
+        const std::uintptr_t me = CurrentThreadTag();
+        if (m_owner.load(std::memory_order_relaxed) != me)
+        {
+            int expected = 0;
+            if (!m_state.compare_exchange_strong(expected, 1, std::memory_order_acquire,
+                                                 std::memory_order_relaxed))
+                return false;
+            m_owner.store(me, std::memory_order_relaxed);
+        }
+        ++m_depth;
+        return true;
+    }
+
+    void Unlock()
+    {
+        if (m_owner.load(std::memory_order_relaxed) != CurrentThreadTag()) return;
+        if (--m_depth != 0) return;
+        m_owner.store(0, std::memory_order_relaxed);
+        if (m_state.exchange(0, std::memory_order_release) == 2) wakeOneWaiter();
+    }
+
+private:
+    void waitForLock(int seen);
+    void wakeOneWaiter();
+
+    std::atomic<int> m_state{0};
+    std::atomic<std::uintptr_t> m_owner{0};
+    unsigned int m_depth = 0;  // touched by the owner only
+};
 
 // ---------------------------------------------------------------- counting semaphore
 class Semaphore
