@@ -357,6 +357,45 @@ void tourThreads()
     KrProgress::SetProgressProc(nullptr, nullptr);
 }
 
+void tourCompress()
+{
+    section("compression, hash codes and DES");
+    KrString text;
+    for (int i = 0; i < 20; ++i) text += "<Line width=\"0.35\" color=\"RGB(12,34,56)\"/>\r\n";
+    const auto* plain = reinterpret_cast<const unsigned char*>(text.data());
+    const auto size = static_cast<unsigned int>(text.size());
+    std::string packed(size + 64, '\0');
+    unsigned int packedSize = static_cast<unsigned int>(packed.size());
+    KrCompress::Zip(reinterpret_cast<unsigned char*>(&packed[0]), packedSize, plain, size, 6);
+    std::string back(size, '\0');
+    unsigned int backSize = size;
+    const bool expanded =
+        KrCompress::UnZip(reinterpret_cast<unsigned char*>(&back[0]), backSize,
+                          reinterpret_cast<const unsigned char*>(packed.data()), packedSize);
+    std::printf("Zip: %u bytes -> %u; UnZip: %s, %u bytes, %s\n", size, packedSize,
+                expanded ? "ok" : "failed", backSize, back == text ? "identical" : "different");
+    unsigned int tooSmall = size - 1;
+    std::printf("UnZip into %u bytes: %s\n", tooSmall,
+                KrCompress::UnZip(reinterpret_cast<unsigned char*>(&back[0]), tooSmall,
+                                  reinterpret_cast<const unsigned char*>(packed.data()), packedSize)
+                    ? "ok"
+                    : "false (logged as 30118)");
+
+    std::printf("hash codes: \"road\" %d (fast %d), 1.0 %d, short -1 %d, 0x12345678ABCDLL %d\n",
+                KrHashCode::StringToHashCode("road"), KrHashCode::FastStringToHashCode("road"),
+                KrHashCode::DoubleToHashCode(1.0), KrHashCode::ShortToHashCode(-1),
+                KrHashCode::LONGToHashCode(0x12345678ABCDLL));
+
+    char line[32] = "Meet at the bridge at noon.";  // 28 bytes with the zero: four blocks
+    char secret[32], clear[32];
+    const char key[] = "sixteen byte key";
+    KrDesEncrypt::Work(secret, line, 28, key, 16, KrDesEncrypt::Encrypt);
+    KrDesEncrypt::Work(clear, secret, 28, key, 16, KrDesEncrypt::Decrypt);
+    std::printf("triple DES: \"%s\" -> ", line);
+    for (int i = 0; i < 8; ++i) std::printf("%02X", static_cast<unsigned char>(secret[i]));
+    std::printf("... -> \"%s\"\n", clear);
+}
+
 }  // namespace
 
 void tourLog()
@@ -418,6 +457,7 @@ int main()
     tourText();
     tourConfig();
     tourThreads();
+    tourCompress();
     tourLog();
     std::printf("\ntour complete\n");
     return 0;

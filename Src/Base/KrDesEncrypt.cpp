@@ -1,12 +1,11 @@
 // DES with the library's bit numbering: DES bit n of a block or key is bit (n - 1) % 8 of byte
-// (n - 1) / 8, least significant first. That numbering is folded into the tables of the initial
-// and final permutations, so the rounds run on the usual most-significant-first halves.
+// (n - 1) / 8, least significant first. That numbering is folded into the initial and final
+// permutations, so the rounds run on the usual most-significant-first halves.
 //
 // The halves are kept rotated right by one bit through the rounds: the eight 6-bit groups of the
 // expansion then sit at fixed byte-aligned places (even groups in R, odd groups in R rotated by
 // four), the subkeys are laid out to match, and each S-box table already holds its output passed
 // through the P permutation in the same rotated form.
-#include <array>
 #include <cstdint>
 #include <cstring>
 
@@ -19,12 +18,6 @@ namespace
 {
 
 using Word = std::uint32_t;
-
-constexpr unsigned char kInitialPermutation[64] = {
-    58, 50, 42, 34, 26, 18, 10, 2, 60, 52, 44, 36, 28, 20, 12, 4,  //
-    62, 54, 46, 38, 30, 22, 14, 6, 64, 56, 48, 40, 32, 24, 16, 8,  //
-    57, 49, 41, 33, 25, 17, 9,  1, 59, 51, 43, 35, 27, 19, 11, 3,  //
-    61, 53, 45, 37, 29, 21, 13, 5, 63, 55, 47, 39, 31, 23, 15, 7};
 
 constexpr unsigned char kRoundPermutation[32] = {16, 7, 20, 21, 29, 12, 28, 17, 1,  15, 23,
                                                  26, 5, 18, 31, 10, 2,  8,  24, 14, 32, 27,
@@ -104,64 +97,54 @@ constexpr SBoxTables makeSBoxTables()
     return t;
 }
 
-// A 64-bit permutation as sixteen nibble tables: out = OR of table[k][nibble k of in].
-struct NibbleTables
-{
-    std::uint64_t entry[16][16] = {};
-};
-
-// Block bit n (from 1) as a position in the little-endian 64-bit word of the block's bytes.
-constexpr int wordPosition(int n)
-{
-    return n - 1;
-}
-
-// Bit n of the permuted block, in the word of rotated halves: L in the high 32 bits, R in the
-// low, each rotated right by one.
-constexpr int halvesPosition(int n)
-{
-    const int inHalf = n <= 32 ? 32 - n : 64 - n;  // most significant first
-    const int rotated = (inHalf + 31) % 32;
-    return n <= 32 ? 32 + rotated : rotated;
-}
-
-// The initial permutation from the block's bytes to the rotated halves.
-constexpr NibbleTables makeInitialTables()
-{
-    NibbleTables t;
-    for (int out = 1; out <= 64; ++out)
-    {
-        const int from = wordPosition(kInitialPermutation[out - 1]);
-        for (int v = 0; v < 16; ++v)
-            if (v & (1 << (from % 4)))
-                t.entry[from / 4][v] |= std::uint64_t{1} << halvesPosition(out);
-    }
-    return t;
-}
-
-// The final permutation (the inverse of the initial one) from the rotated halves back to bytes.
-constexpr NibbleTables makeFinalTables()
-{
-    NibbleTables t;
-    for (int out = 1; out <= 64; ++out)
-    {
-        const int from = halvesPosition(out);  // IP moved block bit IP[out] to position out
-        const int to = wordPosition(kInitialPermutation[out - 1]);
-        for (int v = 0; v < 16; ++v)
-            if (v & (1 << (from % 4))) t.entry[from / 4][v] |= std::uint64_t{1} << to;
-    }
-    return t;
-}
-
 constexpr SBoxTables kSBox = makeSBoxTables();
-constexpr NibbleTables kInitial = makeInitialTables();
-constexpr NibbleTables kFinal = makeFinalTables();
 
-inline std::uint64_t permute(const NibbleTables& t, std::uint64_t in)
+// The initial permutation is a transpose of the 8 x 8 bit matrix whose rows are the block's
+// bytes, followed by a choice of rows: with the library's bit numbering, row r of the transpose
+// collects bit r of every byte, and the rows 1, 3, 5, 7 form L, the rows 0, 2, 4, 6 form R (each
+// first row most significant). Reordering the bits of every byte first (even bits low, odd bits
+// high) and the bytes after (a byte swap) leaves L in the low and R in the high 32 bits.
+inline std::uint64_t swapBits(std::uint64_t x, std::uint64_t mask, int shift)
 {
-    std::uint64_t out = 0;
-    for (int k = 0; k < 16; ++k) out |= t.entry[k][(in >> (4 * k)) & 15];
-    return out;
+    const std::uint64_t t = (x ^ (x >> shift)) & mask;
+    return x ^ t ^ (t << shift);
+}
+
+inline std::uint64_t transpose8x8(std::uint64_t x)
+{
+    x = swapBits(x, 0x00AA00AA00AA00AAull, 7);
+    x = swapBits(x, 0x0000CCCC0000CCCCull, 14);
+    return swapBits(x, 0x00000000F0F0F0F0ull, 28);
+}
+
+// Bits 0, 2, 4, 6 of every byte to its low nibble, bits 1, 3, 5, 7 to its high nibble.
+inline std::uint64_t evenBitsLow(std::uint64_t x)
+{
+    return swapBits(swapBits(x, 0x2222222222222222ull, 1), 0x0C0C0C0C0C0C0C0Cull, 2);
+}
+
+inline std::uint64_t evenBitsBack(std::uint64_t x)
+{
+    return swapBits(swapBits(x, 0x0C0C0C0C0C0C0C0Cull, 2), 0x2222222222222222ull, 1);
+}
+
+inline Word rotateLeft(Word w, int n)
+{
+    return (w << n) | (w >> (32 - n));
+}
+
+// The block's bytes to the two halves, each rotated right by one for the rounds.
+inline void initialPermutation(std::uint64_t block, Word& l, Word& r)
+{
+    const std::uint64_t halves = __builtin_bswap64(transpose8x8(evenBitsLow(block)));
+    l = rotateRight(static_cast<Word>(halves), 1);
+    r = rotateRight(static_cast<Word>(halves >> 32), 1);
+}
+
+inline std::uint64_t finalPermutation(Word l, Word r)
+{
+    const std::uint64_t halves = std::uint64_t{rotateLeft(r, 1)} << 32 | rotateLeft(l, 1);
+    return evenBitsBack(transpose8x8(__builtin_bswap64(halves)));
 }
 
 // One subkey as the two words the round XORs in: the even groups 0, 2, 4, 6 at bits 26, 18, 10
@@ -176,7 +159,8 @@ struct Schedule
     Subkey round[16];
 };
 
-Schedule makeSchedule(const unsigned char key[8])
+// The subkeys in the order of use: reversed for deciphering.
+Schedule makeSchedule(const unsigned char key[8], bool decipher)
 {
     unsigned char cd[56];
     for (int i = 0; i < 56; ++i)
@@ -197,8 +181,9 @@ Schedule makeSchedule(const unsigned char key[8])
         }
         Word group[8] = {};
         for (int i = 0; i < 48; ++i) group[i / 6] = (group[i / 6] << 1) | cd[kKeyChoice2[i] - 1];
-        s.round[r].even = group[0] << 26 | group[2] << 18 | group[4] << 10 | group[6] << 2;
-        s.round[r].odd = group[7] << 26 | group[1] << 18 | group[3] << 10 | group[5] << 2;
+        Subkey& k = s.round[decipher ? 15 - r : r];
+        k.even = group[0] << 26 | group[2] << 18 | group[4] << 10 | group[6] << 2;
+        k.odd = group[7] << 26 | group[1] << 18 | group[3] << 10 | group[5] << 2;
     }
     return s;
 }
@@ -215,23 +200,12 @@ inline Word feistel(Word r, const Subkey& k)
 
 // Sixteen rounds on the halves (l, r); on return they hold the pre-output, swapped, so that the
 // result of one pass feeds the next directly.
-inline void rounds(Word& l, Word& r, const Schedule& s, bool decipher)
+inline void rounds(Word& l, Word& r, const Schedule& s)
 {
-    if (decipher)
+    for (int i = 0; i < 16; i += 2)
     {
-        for (int i = 15; i > 0; i -= 2)
-        {
-            l ^= feistel(r, s.round[i]);
-            r ^= feistel(l, s.round[i - 1]);
-        }
-    }
-    else
-    {
-        for (int i = 0; i < 16; i += 2)
-        {
-            l ^= feistel(r, s.round[i]);
-            r ^= feistel(l, s.round[i + 1]);
-        }
+        l ^= feistel(r, s.round[i]);
+        r ^= feistel(l, s.round[i + 1]);
     }
     const Word swap = l;
     l = r;
@@ -254,22 +228,23 @@ inline void storeBlock(char* p, std::uint64_t w)
     std::memcpy(p, b, 8);
 }
 
+// Single DES with outer, or outer - inner - outer for triple DES; the initial and final
+// permutations between the passes cancel, so each block goes through them once.
 template <bool kTriple>
-void runBlocks(char* out, const char* in, long long blocks, const Schedule& k1, const Schedule& k2,
-               bool decipher)
+void runBlocks(char* out, const char* in, long long blocks, const Schedule& outer,
+               const Schedule& inner)
 {
     for (long long b = 0; b < blocks; ++b, in += 8, out += 8)
     {
-        const std::uint64_t halves = permute(kInitial, loadBlock(in));
-        Word l = static_cast<Word>(halves >> 32);
-        Word r = static_cast<Word>(halves);
-        rounds(l, r, k1, decipher);
+        Word l, r;
+        initialPermutation(loadBlock(in), l, r);
+        rounds(l, r, outer);
         if (kTriple)
         {
-            rounds(l, r, k2, !decipher);
-            rounds(l, r, k1, decipher);
+            rounds(l, r, inner);
+            rounds(l, r, outer);
         }
-        storeBlock(out, permute(kFinal, std::uint64_t{l} << 32 | r));
+        storeBlock(out, finalPermutation(l, r));
     }
 }
 
@@ -285,11 +260,11 @@ unsigned char KrDesEncrypt::Work(char* pOut, char* pIn, int nLen, const char* pK
     if (nKeyLen > 0) std::memcpy(key, pKey, nKeyLen < 16 ? nKeyLen : 16);
     const long long blocks = (static_cast<long long>(nLen) + 7) / 8;
     const bool decipher = mode != Encrypt;
-    const Schedule k1 = makeSchedule(key);
+    const Schedule outer = makeSchedule(key, decipher);
     if (nKeyLen > 8)
-        runBlocks<true>(pOut, pIn, blocks, k1, makeSchedule(key + 8), decipher);
+        runBlocks<true>(pOut, pIn, blocks, outer, makeSchedule(key + 8, !decipher));
     else
-        runBlocks<false>(pOut, pIn, blocks, k1, k1, decipher);
+        runBlocks<false>(pOut, pIn, blocks, outer, outer);
     return 1;
 }
 

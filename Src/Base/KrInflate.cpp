@@ -26,8 +26,9 @@ namespace
 
 using Entry = std::uint32_t;
 
-// Entry layout: bits 0-5 bits to consume (so that a shift by the whole entry needs no mask on
-// x86), 6-8 kind, 9-12 extra bits, 16-31 value.
+// Entry layout: bits 0-5 the bits to consume, code and extra bits together (so that a shift by
+// the whole entry needs no mask on x86), 6-8 kind, 9-12 extra bits, 13-16 code bits at this
+// level, 17-31 value.
 enum Kind : Entry
 {
     kLiteral = 0,
@@ -38,15 +39,28 @@ enum Kind : Entry
     kInvalid = 5,
 };
 
-constexpr Entry makeEntry(Kind kind, unsigned value, unsigned extra, unsigned bits)
+constexpr Entry makeEntry(Kind kind, unsigned value, unsigned extra, unsigned codeBits)
 {
-    return Entry{value} << 16 | Entry{extra} << 9 | Entry{kind} << 6 | bits;
+    return Entry{value} << 17 | Entry{codeBits} << 13 | Entry{extra} << 9 | Entry{kind} << 6 |
+           (codeBits + extra);
+}
+// A pointer to a second-level table indexed by the next indexBits bits.
+constexpr Entry makeSubtableEntry(unsigned offset, unsigned indexBits, unsigned primaryBits)
+{
+    return Entry{offset} << 17 | Entry{primaryBits} << 13 | Entry{indexBits} << 9 |
+           Entry{kSubtable} << 6 | primaryBits;
+}
+// A symbol's meaning with its code length filled in.
+constexpr Entry withCodeBits(Entry meaning, unsigned codeBits)
+{
+    return meaning + (codeBits << 13) + codeBits;
 }
 // clang-format off
 inline unsigned bitsOf(Entry e) { return e & 63; }
 inline unsigned kindOf(Entry e) { return (e >> 6) & 7; }
 inline unsigned extraOf(Entry e) { return (e >> 9) & 15; }
-inline unsigned valueOf(Entry e) { return e >> 16; }
+inline unsigned codeBitsOf(Entry e) { return (e >> 13) & 15; }
+inline unsigned valueOf(Entry e) { return e >> 17; }
 // clang-format on
 
 constexpr unsigned kLitLenBits = 10;
@@ -154,7 +168,8 @@ bool buildTable(const unsigned char* lengths, int count, unsigned primaryBits, I
         const unsigned reversed = reverseBits(code, len);
         if (len <= primaryBits)
         {
-            for (size_t k = reversed; k < primarySize; k += size_t{1} << len) table[k] = m | len;
+            for (size_t k = reversed; k < primarySize; k += size_t{1} << len)
+                table[k] = withCodeBits(m, len);
             continue;
         }
         // Long codes that share their first primaryBits bits are consecutive in canonical order.
@@ -164,12 +179,12 @@ bool buildTable(const unsigned char* lengths, int count, unsigned primaryBits, I
             currentPrefix = prefix;
             sub = table + nextSubtable;
             table[reversed & (primarySize - 1)] =
-                makeEntry(kSubtable, static_cast<unsigned>(nextSubtable), subBits, primaryBits);
+                makeSubtableEntry(static_cast<unsigned>(nextSubtable), subBits, primaryBits);
             nextSubtable += size_t{1} << subBits;
         }
         const unsigned rest = len - primaryBits;
         for (size_t k = reversed >> primaryBits; k < (size_t{1} << subBits); k += size_t{1} << rest)
-            sub[k] = m | rest;
+            sub[k] = withCodeBits(m, rest);
     }
     return true;
 }
@@ -442,21 +457,22 @@ private:
                           m_tables->dist, distMeaning);
     }
 
-    // The entry for the next code; consumes its bits and those of a second-level lookup.
-    static Entry decode(Entry e, const Entry* table, unsigned primaryBits, BitReader& in)
+    // The entry for the next code, through the second-level table when the primary entry points
+    // to one (whose bits are then consumed).
+    static Entry resolve(Entry e, const Entry* table, unsigned primaryBits, BitReader& in)
     {
-        if (kindOf(e) == kSubtable)
-        {
-            in.Drop(primaryBits);
-            e = table[valueOf(e) + (in.Peek() & ((1u << extraOf(e)) - 1))];
-        }
-        in.Drop(bitsOf(e));
-        return e;
+        if (kindOf(e) != kSubtable) return e;
+        in.Drop(primaryBits);
+        return table[valueOf(e) + (in.Peek() & ((1u << extraOf(e)) - 1))];
     }
 
-    static Entry lookup(const Entry* table, unsigned primaryBits, BitReader& in)
+    // Consumes a resolved entry's code and extra bits; returns its value plus the extra bits.
+    static unsigned consume(Entry e, BitReader& in)
     {
-        return decode(table[in.Peek() & ((1u << primaryBits) - 1)], table, primaryBits, in);
+        const std::uint64_t bits = in.Peek();
+        in.Drop(bitsOf(e));
+        return valueOf(e) +
+               (static_cast<unsigned>(bits >> codeBitsOf(e)) & ((1u << extraOf(e)) - 1));
     }
 
     // Copies a match of length bytes from distance back, with at least kCopyRoom bytes of room.
@@ -473,7 +489,9 @@ private:
             }
             // Lay down whole periods bytewise until one period multiple reaches eight bytes;
             // from there every word repeats the word that many bytes before it.
-            const size_t step = (8 + distance - 1) / distance * distance;
+            // The least multiple of the distance that is at least eight.
+            static constexpr unsigned char kStep[8] = {0, 8, 8, 9, 8, 10, 12, 14};
+            const size_t step = kStep[distance];
             for (size_t k = 0; k < step; ++k) out[k] = from[k];
             from = out;
             out += step;
@@ -510,10 +528,11 @@ private:
             // of the next code.
             in.Refill();
             if (in.FarPastEnd()) break;
-            e = decode(e, litLen, kLitLenBits, in);
+            e = resolve(e, litLen, kLitLenBits, in);
             unsigned kind = kindOf(e);
             if (kind == kLiteral)
             {
+                in.Drop(bitsOf(e));
                 if (end - out < 3)
                 {
                     if (out == end) break;
@@ -523,15 +542,17 @@ private:
                 }
                 // Up to three literals (45 bits) per refill.
                 *out++ = static_cast<unsigned char>(valueOf(e));
-                e = lookup(litLen, kLitLenBits, in);
+                e = resolve(litLen[in.Peek() & kLitLenMask], litLen, kLitLenBits, in);
                 kind = kindOf(e);
                 if (kind == kLiteral)
                 {
+                    in.Drop(bitsOf(e));
                     *out++ = static_cast<unsigned char>(valueOf(e));
-                    e = lookup(litLen, kLitLenBits, in);
+                    e = resolve(litLen[in.Peek() & kLitLenMask], litLen, kLitLenBits, in);
                     kind = kindOf(e);
                     if (kind == kLiteral)
                     {
+                        in.Drop(bitsOf(e));
                         *out++ = static_cast<unsigned char>(valueOf(e));
                         e = litLen[in.Peek() & kLitLenMask];
                         continue;
@@ -542,14 +563,15 @@ private:
             if (kind != kLength)
             {
                 if (kind != kEnd) break;
+                in.Drop(bitsOf(e));
                 m_in = in;
                 m_pOut = out;
                 return true;
             }
-            const unsigned length = valueOf(e) + in.Take(extraOf(e));
-            const Entry d = lookup(dist, kDistBits, in);
+            const unsigned length = consume(e, in);
+            const Entry d = resolve(dist[in.Peek() & ((1u << kDistBits) - 1)], dist, kDistBits, in);
             if (kindOf(d) != kDistance) break;
-            const size_t distance = valueOf(d) + in.Take(extraOf(d));
+            const size_t distance = consume(d, in);
             e = litLen[in.Peek() & kLitLenMask];
             if (distance > static_cast<size_t>(out - begin)) break;
             if (end - out >= kCopyRoom)
