@@ -369,7 +369,7 @@ TEST(KrThreadTest, PrioritiesMapToNiceValues)
         {KrThread::PriorityAboveNormal, -5, KrThread::PriorityAboveNormal, true},
         {KrThread::PriorityHighest, -10, KrThread::PriorityHighest, true},
         {KrThread::PriorityOther, 0, KrThread::PriorityNormal, true},
-        {static_cast<KrThread::Priority>(7), 0, KrThread::PriorityNormal, true},
+        {static_cast<KrThread::Priority>(17), 0, KrThread::PriorityNormal, true},
     };
     for (const Case& c : cases)
     {

@@ -19,8 +19,8 @@ public:
     ~KrFileStream() override;  // closes an open file, flushing a save first
 
     // KrStreamLoad opens the file read-only; KrStreamSave opens it read-write, created when
-    // missing (owner read and write permission) and emptied; KrStreamLoadSave the same without
-    // emptying. Any other direction opens no file. Then a cache of nBufferSize bytes is
+    // missing (readable and writable as far as the umask allows) and emptied; KrStreamLoadSave
+    // the same without emptying. Any other direction opens no file. Then a cache of nBufferSize bytes is
     // allocated: when that fails the result is false with KrStreamNoMemory and the file stays
     // open until Close or destruction.
     unsigned char Open(const char* pszFileName, KrStreamDirection dir, unsigned int nBufferSize = 65536);

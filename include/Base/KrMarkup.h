@@ -45,7 +45,7 @@ public:
     const KrString& GetError() const { return m_strError; }
 
     // Raw bytes in and out: no declaration, byte-order mark or line-end conversion is added.
-    // Both go through KrFileStream; a file that Save creates gets owner read and write only.
+    // Both go through KrFileStream, the one file path of the library.
     unsigned char Load(const char* path);
     unsigned char Save(const char* path);
 

@@ -151,7 +151,7 @@ private:
 class KRN_API KrThread
 {
 public:
-    enum Priority
+    enum Priority : int
     {
         PriorityOther = 0,  // read back for any priority outside this table
         PriorityIdle = 1,

@@ -55,7 +55,8 @@ FileDescriptor OpenFile(const char* path, FileAccess access)
     case FileAccess::ReadWriteTruncate: flags |= O_RDWR | O_CREAT | O_TRUNC; break;
     case FileAccess::ReadWrite: flags |= O_RDWR | O_CREAT; break;
     }
-    const mode_t mode = S_IRUSR | S_IWUSR;
+    // Read and write for everyone, narrowed by the process's umask, as for any file a program writes.
+    const mode_t mode = 0666;
     return FileDescriptor(retryOnInterrupt([&] { return ::open(path, flags, mode); }));
 }
 
