@@ -88,6 +88,8 @@ TEST(KrMarkupTest, ParseResultsAndMessages)
         {"<!DOCTYPE a [ <a/>", false, "Invalid node", ""},
         {"<a>x</b>", false, "End tag does not correspond to a", ""},
         {"<abc></ab>", false, "End tag does not correspond to abc", ""},
+        {"<a[1]><b/></a>", true, "", "a[1](b)"},  // an end tag matches up to a '['
+        {"<a[1]></a[>", false, "End tag does not correspond to a[1]", ""},
         {"<a></a", false, "End tag not completed for element a", ""},
         {"<a><b></", false, "End tag not completed for element b", ""},
         {"<a></a '>'", false, "End tag not completed for element a", ""},

@@ -19,7 +19,8 @@ public:
     ~ScopedEnvironment()
     {
         for (auto it = m_saved.rbegin(); it != m_saved.rend(); ++it)
-            it->second ? setenv(it->first.c_str(), it->second->c_str(), 1) : unsetenv(it->first.c_str());
+            it->second ? setenv(it->first.c_str(), it->second->c_str(), 1)
+                       : unsetenv(it->first.c_str());
     }
 
     // A null value removes the variable.

@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include "Base/KrFileStream.h"
 
@@ -401,6 +402,8 @@ int KrMarkup::x_ParseElem(int parent)
     int scan = entry(parent).nEndL;
     int current = parent;  // the element whose content is being read
     int previous = 0;      // its last completed child
+    // Name lengths of the open elements, innermost last, for matching their end tags.
+    std::vector<int> openNameLengths;
     TokenPos token;
     token.szDoc = d;
     for (;;)
@@ -437,17 +440,14 @@ int KrMarkup::x_ParseElem(int parent)
                 failure = "End tag not completed for element %s";
             else
             {
-                TokenPos openName;
-                openName.szDoc = d;
-                openName.nNext = entry(current).nStartL + 1;
-                x_FindToken(openName);
-                const int nameLength = openName.nLast - openName.nFirst + 1;
+                const int nameLength = openNameLengths.back();
+                const char* name = d + entry(current).nStartL + 1;
+                while (isSpace(*name)) ++name;
                 const int length = endTag.nLast - endTag.nFirst + 1;
                 // The name rule of tokenMatches, with the start tag's name as the wanted one.
-                const bool same =
-                    length <= nameLength &&
-                    std::memcmp(d + endTag.nFirst, d + openName.nFirst, length) == 0 &&
-                    (length == nameLength || d[openName.nFirst + length] == '[');
+                const bool same = length <= nameLength &&
+                                  std::memcmp(d + endTag.nFirst, name, length) == 0 &&
+                                  (length == nameLength || name[length] == '[');
                 if (!same) failure = "End tag does not correspond to %s";
                 while (failure == nullptr && right == 0)
                 {
@@ -460,6 +460,7 @@ int KrMarkup::x_ParseElem(int parent)
             if (failure != nullptr) return x_ParseError(failure, x_GetTagName(current));
             PosEntry& closed = entry(current);
             closed.nEndR = right;
+            openNameLengths.pop_back();
             if (closed.iParent == parent) return current;
             previous = current;
             current = closed.iParent;
@@ -497,6 +498,7 @@ int KrMarkup::x_ParseElem(int parent)
         {
             current = index;
             previous = 0;
+            openNameLengths.push_back(token.nLast - token.nFirst + 1);
         }
     }
 }
@@ -944,7 +946,7 @@ bool KrMarkup::addRoot(const KrString& text)
 // Splices elementText (one element and its trailing blanks) in under the cursor's parent and
 // indexes it: a single new element, or the entries of fragment's root subtree.
 bool KrMarkup::placeNew(const KrString& elementText, bool insert, bool child,
-                          const KrMarkup* fragment)
+                        const KrMarkup* fragment)
 {
     int parent;
     int current;
@@ -1102,8 +1104,7 @@ bool KrMarkup::x_AddSubDoc(const char* text, bool insert, bool child)
     if (m_nPosAllocated == 0) return false;
     KrMarkup fragment(text);
     if (!fragment.IsWellFormed()) return false;
-    return placeNew(fragment.x_GetSubDoc(fragment.entry(0).iFirstChild), insert, child,
-                      &fragment);
+    return placeNew(fragment.x_GetSubDoc(fragment.entry(0).iFirstChild), insert, child, &fragment);
 }
 
 unsigned char KrMarkup::AddElem(const char* name, const char* data)

@@ -121,9 +121,9 @@ protected:
     {
         NodeNone = 0,  // end of text, an end tag, or an unterminated special node
         NodeElement = 1,
-        NodeText = 2,        // character data that is not only whitespace
-        NodeWhitespace = 4,  // whitespace only, up to the next '<' or the end
-        NodeCData = 8,       // <![CDATA[ ... ]]>
+        NodeText = 2,                    // character data that is not only whitespace
+        NodeWhitespace = 4,              // whitespace only, up to the next '<' or the end
+        NodeCData = 8,                   // <![CDATA[ ... ]]>
         NodeProcessingInstruction = 16,  // <? ... ?>
         NodeComment = 32,                // <!-- ... -->
         NodeDeclaration = 64             // any other <! ... > (DOCTYPE and the like)
