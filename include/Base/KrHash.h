@@ -7,6 +7,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <utility>
 
@@ -73,7 +74,16 @@ template <class T>
 class KRN_API KrHash
 {
 public:
-    KrHash() : m_pSlots(2), m_pTags(new unsigned char[2]()), m_nUsed(0), m_nFree(2), m_nMask(1), m_nIterEnd(0) {}
+    KrHash()
+        : m_pSlots(2),
+          m_pTags(new unsigned char[2]()),
+          m_pHomes(new uint64_t[1]()),
+          m_nUsed(0),
+          m_nFree(2),
+          m_nMask(1),
+          m_nIterEnd(0)
+    {
+    }
     KrHash(const KrHash& other) { copyFrom(other); }
     // A moved-from table has no slots; it stays usable and grows on the next insertion.
     KrHash(KrHash&& other) noexcept { takeFrom(other); }
@@ -196,8 +206,18 @@ private:
         }
     }
 
+    // One bit per slot: set when some entry has its home there. A key whose home has none is
+    // absent, which most misses learn from this small array without walking the probe path.
+    static size_t homeWords(unsigned int mask) { return (static_cast<size_t>(mask) + 64) / 64; }
+    bool isSomeHome(unsigned int slot) const
+    {
+        return (m_pHomes[slot / 64] >> (slot % 64) & 1) != 0;
+    }
+
     void store(unsigned int index, unsigned int h, KrString&& key, T&& value)
     {
+        const unsigned int home = homeSlot(h, static_cast<unsigned int>(m_nMask));
+        m_pHomes[home / 64] |= uint64_t(1) << (home % 64);
         m_pTags[index] = tagOf(h);
         m_pSlots[index].key = std::move(key);
         m_pSlots[index].value = std::move(value);
@@ -210,6 +230,7 @@ private:
         const unsigned int mask = static_cast<unsigned int>(m_nMask);
         const unsigned int step = probeStep(h, mask);
         const unsigned int home = homeSlot(h, mask);
+        if (!isSomeHome(home)) return nullptr;
         const unsigned char tag = tagOf(h);
         unsigned int index = home;
         do
@@ -235,6 +256,7 @@ private:
         const unsigned int oldSlots = old ? static_cast<unsigned int>(m_nMask) + 1 : 0;
         m_pSlots = Detail::SlotBlock<Slot>(static_cast<size_t>(nNewMask) + 1);
         m_pTags.reset(new unsigned char[static_cast<size_t>(nNewMask) + 1]());
+        m_pHomes.reset(new uint64_t[homeWords(nNewMask)]());
         m_nMask = static_cast<int>(nNewMask);
         for (unsigned int i = 0; i < oldSlots; ++i)
         {
@@ -249,16 +271,21 @@ private:
     {
         Detail::SlotBlock<Slot> slots;
         std::unique_ptr<unsigned char[]> tags;
+        std::unique_ptr<uint64_t[]> homes;
         if (other.m_pSlots)
         {
             const size_t count = static_cast<size_t>(other.m_nMask) + 1;
+            const size_t words = homeWords(static_cast<unsigned int>(other.m_nMask));
             slots = Detail::SlotBlock<Slot>(count);
             tags.reset(new unsigned char[count]);
+            homes.reset(new uint64_t[words]);
             for (size_t i = 0; i < count; ++i) slots[i] = other.m_pSlots[i];
             std::copy(other.m_pTags.get(), other.m_pTags.get() + count, tags.get());
+            std::copy(other.m_pHomes.get(), other.m_pHomes.get() + words, homes.get());
         }
         m_pSlots = std::move(slots);
         m_pTags = std::move(tags);
+        m_pHomes = std::move(homes);
         m_nUsed = other.m_nUsed;
         m_nFree = other.m_nFree;
         m_nMask = other.m_nMask;
@@ -269,6 +296,7 @@ private:
     {
         m_pSlots = std::move(other.m_pSlots);
         m_pTags = std::move(other.m_pTags);
+        m_pHomes = std::move(other.m_pHomes);
         m_nUsed = std::exchange(other.m_nUsed, 0);
         m_nFree = std::exchange(other.m_nFree, 0);
         m_nMask = std::exchange(other.m_nMask, 0);
@@ -277,6 +305,7 @@ private:
 
     Detail::SlotBlock<Slot> m_pSlots;
     std::unique_ptr<unsigned char[]> m_pTags;  // one per slot, see tagOf
+    std::unique_ptr<uint64_t[]> m_pHomes;      // one bit per slot, see isSomeHome
     int m_nUsed = 0;
     int m_nFree = 0;  // slots left before the table is full
     int m_nMask = 0;  // slot count - 1
