@@ -187,7 +187,6 @@ TEST(KrLogFileTest, ThresholdPassesErrorsAndFatalsToTheErrorStackAlways)
                   accepted);
         EXPECT_EQ(KrErrorObj::GetInstance().GetCount(), pushed);
         EXPECT_EQ(readFile(sandbox.path("t.log")).empty(), accepted == 0);
-        EXPECT_EQ(log.GetRecordCount(), accepted);
     }
 }
 
@@ -325,17 +324,12 @@ TEST(KrLogFileTest, XmlFileHeaderSchemaAndStylesheetAreExact)
     std::ofstream(sandbox.path("Day.xsd"), std::ios::trunc) << "mine";
     ASSERT_TRUE(log.Open(sandbox.path("Day.log").c_str(), 0, KrLogFile::ModeXML));
     EXPECT_EQ(readFile(sandbox.path("Day.xsd")), "mine");
-}
 
-TEST(KrLogFileTest, XmlChildrenCarryValuesOnlyForTokensOfTheFormat)
-{
-    LogSandbox sandbox;
-    KrLogFile& log = sandbox.log();
-    ASSERT_TRUE(log.Open(sandbox.path("c.log").c_str(), 0, KrLogFile::ModeXML));
+    // A record's children carry values only for the tokens of the format.
     log.SetLogFormat("%MSG %LEVEL %CODELINE %%RESID");
     ASSERT_TRUE(log.RecordLog(KrLogFile::LogWarning, 77, "hello", "src.cpp", 31));
     KrMarkup markup;
-    ASSERT_TRUE(markup.Load(sandbox.path("c.xml").c_str()));
+    ASSERT_TRUE(markup.Load(sandbox.path("Day.xml").c_str()));
     ASSERT_TRUE(markup.FindElem("LogFile"));
     markup.IntoElem();
     ASSERT_TRUE(markup.FindElem("LogItem"));
@@ -382,9 +376,8 @@ TEST(KrLogFileTest, ReOpenStartsTheSameFileEmptyAndNewFileNumbersTheNext)
     EXPECT_EQ(readFile(stem + ".log"), "second\r\n");
 
     log.SetFileSizeLimit(10, KrLogFile::SizeNewFile);
-    const std::vector<std::string> messages = {"first line", "second line", "third line", "fourth"};
-    for (const std::string& message : messages)
-        log.RecordLog(KrLogFile::LogInfo, 0, message.c_str(), "f", 1);
+    for (const char* message : {"first line", "second line", "third line", "fourth"})
+        log.RecordLog(KrLogFile::LogInfo, 0, message, "f", 1);
     EXPECT_EQ(readFile(stem + ".log"), "second\r\nfirst line\r\n");
     EXPECT_EQ(readFile(stem + "#1.log"), "second line\r\n");
     EXPECT_EQ(readFile(stem + "#2.log"), "third line\r\n");
@@ -627,14 +620,10 @@ TEST(KrLogFileTest, QueriesSelectFromTheRingLatestFirst)
     KrLogFile& log = sandbox.log();
     ASSERT_TRUE(log.Open(KrLogFile::ModeMemory));
     log.SetQueryMaxNum(4);
-    const std::vector<std::tuple<int, int, const char*>> records = {{100, 1, "gone"},
-                                                                    {200, 2, "info two"},
-                                                                    {300, 3, "warn three"},
-                                                                    {400, 4, "error four"},
-                                                                    {500, 5, "fatal five"}};
-    for (const auto& [level, code, message] : records)
-        ASSERT_TRUE(
-            log.RecordLog(static_cast<KrLogFile::LogLevelType>(level), code, message, "f", 1));
+    const char* messages[] = {"gone", "info two", "warn three", "error four", "fatal five"};
+    for (int code = 1; code <= 5; ++code)
+        ASSERT_TRUE(log.RecordLog(static_cast<KrLogFile::LogLevelType>(100 * code), code,
+                                  messages[code - 1], "f", 1));
     EXPECT_EQ(log.GetRecordCount(), 4);
 
     auto run = [&log](KrLogQueryDef query)
