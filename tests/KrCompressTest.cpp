@@ -7,6 +7,8 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "Base/ZoBase.h"
@@ -100,12 +102,24 @@ void expectSameAsZlib(const Bytes& stream, size_t capacity)
     EXPECT_EQ(got.bytes, reference.bytes);
 }
 
-// A stream from zlib's deflate with the given parameters, optionally flushed in pieces.
+Bytes zlibCompress(const Bytes& data, int level)
+{
+    Bytes stream(compressBound(data.size()));
+    uLongf length = stream.size();
+    EXPECT_EQ(compress2(stream.data(), &length, data.data(), data.size(), level), Z_OK);
+    stream.resize(length);
+    return stream;
+}
+
+// A stream from zlib's deflate with the given parameters, optionally flushed in pieces and
+// primed with a preset dictionary.
 Bytes deflateWith(const Bytes& data, int level, int windowBits, int memLevel, int strategy,
-                  size_t piece)
+                  size_t piece, const Bytes& dictionary = {})
 {
     z_stream z{};
     EXPECT_EQ(deflateInit2(&z, level, Z_DEFLATED, windowBits, memLevel, strategy), Z_OK);
+    if (!dictionary.empty())
+        deflateSetDictionary(&z, dictionary.data(), static_cast<uInt>(dictionary.size()));
     Bytes out(deflateBound(&z, data.size()) + (data.size() / piece + 1) * 16);
     z.next_out = out.data();
     z.avail_out = static_cast<uInt>(out.size());
@@ -130,12 +144,7 @@ TEST(KrCompress, ZipGivesTheBytesOfCompress2)
         for (int level = -1; level <= 9; ++level)
         {
             SCOPED_TRACE(level);
-            Bytes expected(compressBound(data.size()));
-            uLongf expectedLength = expected.size();
-            ASSERT_EQ(compress2(expected.data(), &expectedLength, data.data(), data.size(), level),
-                      Z_OK);
-            expected.resize(expectedLength);
-
+            const Bytes expected = zlibCompress(data, level);
             Bytes got(expected.size() + 10);
             unsigned int length = static_cast<unsigned int>(got.size());
             ASSERT_TRUE(KrCompress::Zip(got.data(), length, data.data(),
@@ -204,10 +213,7 @@ TEST(KrCompress, UnZipCopiesShortPeriodsUpToTheLastByte)
     for (size_t end = data.size() - 400; end <= data.size(); ++end)
     {
         const Bytes prefix(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(end));
-        Bytes stream(compressBound(prefix.size()));
-        uLongf length = stream.size();
-        ASSERT_EQ(compress2(stream.data(), &length, prefix.data(), prefix.size(), 9), Z_OK);
-        stream.resize(length);
+        const Bytes stream = zlibCompress(prefix, 9);
         for (size_t slack : {size_t{0}, size_t{7}, size_t{300}})
         {
             const Expanded got = krUnZip(stream, prefix.size() + slack);
@@ -219,10 +225,7 @@ TEST(KrCompress, UnZipCopiesShortPeriodsUpToTheLastByte)
 TEST(KrCompress, UnZipFailuresMatchUncompress)
 {
     const Bytes data = mixedData(70000, 4);
-    Bytes stream(compressBound(data.size()));
-    uLongf length = stream.size();
-    ASSERT_EQ(compress2(stream.data(), &length, data.data(), data.size(), 6), Z_OK);
-    stream.resize(length);
+    const Bytes stream = zlibCompress(data, 6);
 
     // Exact fit, one byte too small, far too small, empty destination, room to spare.
     for (size_t capacity :
@@ -269,19 +272,9 @@ TEST(KrCompress, UnZipFailuresMatchUncompress)
 TEST(KrCompress, UnZipRejectsAStreamThatNeedsADictionary)
 {
     const Bytes data = mixedData(2000, 6);
-    z_stream z{};
-    ASSERT_EQ(deflateInit(&z, 6), Z_OK);
-    const Bytes dictionary(data.begin(), data.begin() + 500);
-    ASSERT_EQ(deflateSetDictionary(&z, dictionary.data(), static_cast<uInt>(dictionary.size())),
-              Z_OK);
-    Bytes stream(deflateBound(&z, data.size()));
-    z.next_in = const_cast<unsigned char*>(data.data());
-    z.avail_in = static_cast<uInt>(data.size());
-    z.next_out = stream.data();
-    z.avail_out = static_cast<uInt>(stream.size());
-    ASSERT_EQ(deflate(&z, Z_FINISH), Z_STREAM_END);
-    stream.resize(z.total_out);
-    deflateEnd(&z);
+    const Bytes stream = deflateWith(data, 6, 15, 8, Z_DEFAULT_STRATEGY, ~size_t{0},
+                                     Bytes(data.begin(), data.begin() + 500));
+    ASSERT_EQ(stream[1] & 0x20, 0x20);  // FDICT set
     EXPECT_FALSE(krUnZip(stream, data.size()).result);
     expectSameAsZlib(stream, data.size());
 }
@@ -379,8 +372,8 @@ TEST(KrCompress, UnZipRefusesWhatZlibRefuses)
         return zlibWrap(w.out, Bytes{'a', 'a'});
     };
     const size_t big = 60000;
-    const Expanded control = krUnZip(longRun(29, 8191, 13, 3), big);
-    EXPECT_TRUE(control.result);  // distance 32768 is the farthest allowed
+    EXPECT_TRUE(
+        krUnZip(longRun(29, 8191, 13, 3), big).result);  // distance 32768 is the farthest allowed
     EXPECT_TRUE(krUnZip(wideHeader(286, 30), 10).result);
     for (const Bytes& stream : {longRun(30, 0, 14, 3), longRun(31, 0, 14, 3), wideHeader(287, 30),
                                 wideHeader(288, 30), wideHeader(286, 31), wideHeader(286, 32)})
@@ -419,18 +412,17 @@ TEST(KrDesEncrypt, PartialBlockIsWrittenWhole)
 
 TEST(KrDesEncrypt, KeyLengthChoosesSingleOrTripleMode)
 {
-    char in[9] = "12345678", withZeros[8], single[8], empty[8], zeroKey[8], longKey[8], sixteen[8];
     const char key[20] = {1, 2, 3, 4, 5, 6, 7, 8, 0, 0, 0, 0, 0, 0, 0, 0, 11, 12, 13, 14};
-    ASSERT_TRUE(KrDesEncrypt::Work(single, in, 8, key, 8, KrDesEncrypt::Encrypt));
-    ASSERT_TRUE(KrDesEncrypt::Work(withZeros, in, 8, key, 16, KrDesEncrypt::Encrypt));
-    EXPECT_NE(std::string(single, 8), std::string(withZeros, 8));
+    const auto encrypt = [&](int from, int length)
+    {
+        char in[9] = "12345678", out[8];
+        EXPECT_TRUE(KrDesEncrypt::Work(out, in, 8, key + from, length, KrDesEncrypt::Encrypt));
+        return std::string(out, 8);
+    };
+    EXPECT_NE(encrypt(0, 8), encrypt(0, 16));  // zero key bytes past 8 still mean triple
     // Keys are zero-filled to 16 bytes and cut at 16.
-    ASSERT_TRUE(KrDesEncrypt::Work(empty, in, 8, key, 0, KrDesEncrypt::Encrypt));
-    ASSERT_TRUE(KrDesEncrypt::Work(zeroKey, in, 8, key + 8, 8, KrDesEncrypt::Encrypt));
-    EXPECT_EQ(std::string(empty, 8), std::string(zeroKey, 8));
-    ASSERT_TRUE(KrDesEncrypt::Work(longKey, in, 8, key + 4, 20 - 4, KrDesEncrypt::Encrypt));
-    ASSERT_TRUE(KrDesEncrypt::Work(sixteen, in, 8, key + 4, 16, KrDesEncrypt::Encrypt));
-    EXPECT_EQ(std::string(longKey, 8), std::string(sixteen, 8));
+    EXPECT_EQ(encrypt(0, 0), encrypt(8, 8));
+    EXPECT_EQ(encrypt(0, 20), encrypt(0, 16));
 }
 
 #ifdef ZOBASE_TEST_OPENSSL
@@ -522,12 +514,7 @@ TEST(KrHashCode, ScalarCodes)
 TEST(KrHashCode, FloatingCodesAreBitPatternsAndZeroForBothZeros)
 {
     // Patterns written out by hand from the IEEE 754 encodings.
-    struct Row
-    {
-        double value;
-        unsigned int floatCode, doubleCode;
-    };
-    const Row rows[] = {
+    const std::tuple<double, unsigned int, unsigned int> rows[] = {
         {0.0, 0, 0},
         {-0.0, 0, 0},
         {1.0, 0x3F800000u, 0x3FF00000u},
@@ -536,12 +523,12 @@ TEST(KrHashCode, FloatingCodesAreBitPatternsAndZeroForBothZeros)
         {1e30, 0x7149F2CAu, 0x7F89B2B3u},
         {std::numeric_limits<double>::infinity(), 0x7F800000u, 0x7FF00000u},
     };
-    for (const Row& row : rows)
+    for (const auto& [value, floatCode, doubleCode] : rows)
     {
-        SCOPED_TRACE(row.value);
-        EXPECT_EQ(KrHashCode::FloatToHashCode(static_cast<float>(row.value)),
-                  static_cast<int>(row.floatCode));
-        EXPECT_EQ(KrHashCode::DoubleToHashCode(row.value), static_cast<int>(row.doubleCode));
+        SCOPED_TRACE(value);
+        EXPECT_EQ(KrHashCode::FloatToHashCode(static_cast<float>(value)),
+                  static_cast<int>(floatCode));
+        EXPECT_EQ(KrHashCode::DoubleToHashCode(value), static_cast<int>(doubleCode));
     }
 }
 
@@ -549,12 +536,7 @@ TEST(KrHashCode, FloatingCodesAreBitPatternsAndZeroForBothZeros)
 // arithmetic reduced to 32 bits by hand at every step, written in another language).
 TEST(KrHashCode, FastStringHashWalksSignedBytesInPairs)
 {
-    struct Row
-    {
-        std::string bytes;
-        int code;
-    };
-    const Row rows[] = {
+    const std::pair<std::string, int> rows[] = {
         {"", 757602046},
         {"a", -842352705},
         {"ab", 2101109631},
@@ -565,11 +547,11 @@ TEST(KrHashCode, FastStringHashWalksSignedBytesInPairs)
         {"\xD6\xD0\xCE\xC4", 1496838664},
         {"The quick brown fox jumps over the lazy dog", 1113475709},
     };
-    for (const Row& row : rows)
+    for (const auto& [bytes, code] : rows)
     {
-        SCOPED_TRACE(row.bytes);
-        const KrString text(row.bytes.data(), static_cast<int>(row.bytes.size()));
-        EXPECT_EQ(KrHashCode::FastStringToHashCode(text), row.code);
+        SCOPED_TRACE(bytes);
+        const KrString text(bytes.data(), static_cast<int>(bytes.size()));
+        EXPECT_EQ(KrHashCode::FastStringToHashCode(text), code);
     }
     // Every stored byte counts, zero bytes included.
     EXPECT_NE(KrHashCode::FastStringToHashCode(KrString("a\0b", 3)),
@@ -578,12 +560,7 @@ TEST(KrHashCode, FastStringHashWalksSignedBytesInPairs)
 
 TEST(KrHashCode, StringHashWalksUtf16WordsOfTheText)
 {
-    struct Row
-    {
-        const char* utf8;
-        int code;
-    };
-    const Row rows[] = {
+    const std::pair<const char*, int> rows[] = {
         {"", 757602046},
         {"a", -842352705},
         {"ab", -840386625},
@@ -595,12 +572,12 @@ TEST(KrHashCode, StringHashWalksUtf16WordsOfTheText)
         {"\xC3\x9Cn\xC3\xAF\x63\xC3\xB6\x64\xC3\xA9 \xE2\x82\xAC", -1543245429},
         {"The quick brown fox jumps over the lazy dog", 1766444897},
     };
-    for (const Row& row : rows)
+    for (const auto& [utf8, code] : rows)
     {
-        SCOPED_TRACE(row.utf8);
-        KrString text(row.utf8);
+        SCOPED_TRACE(utf8);
+        KrString text(utf8);
         text.SetCharset(KrTextCodec::UTF8_CHARSET);
-        EXPECT_EQ(KrHashCode::StringToHashCode(text), row.code);
+        EXPECT_EQ(KrHashCode::StringToHashCode(text), code);
     }
     // The code depends on the characters, not on the charset the bytes are in.
     KrString gb("\xD6\xD0\xCE\xC4\xD7\xD6\xB7\xFB");

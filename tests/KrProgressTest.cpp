@@ -4,6 +4,8 @@
 #include <fstream>
 #include <regex>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "Base/ZoBase.h"
@@ -83,21 +85,17 @@ private:
 
 TEST_F(KrProgressTest, ShowProgressMustBeTrueIgnoringCaseAndBlanks)
 {
-    struct Case
+    const std::pair<const char*, unsigned char> cases[] = {
+        {"", 0}, {"false", 0}, {"yes", 0}, {"1", 0}, {"true", 1}, {" TRUE \t", 1}, {"True\r\n", 1}};
+    for (const auto& [value, show] : cases)
     {
-        const char* value;
-        unsigned char show;
-    };
-    for (const Case& c : {Case{"", 0}, Case{"false", 0}, Case{"yes", 0}, Case{"1", 0},
-                          Case{"true", 1}, Case{" TRUE \t", 1}, Case{"True\r\n", 1}})
-    {
-        KrRegistry::Root().SetValue("ShowProgress", c.value);
+        KrRegistry::Root().SetValue("ShowProgress", value);
         KrProgress progress;
-        EXPECT_EQ(progress.IsShow(), c.show) << c.value;
+        EXPECT_EQ(progress.IsShow(), show) << value;
         recorder.reports.clear();
-        EXPECT_EQ(progress.SetProgressPos(50), -1) << c.value;
-        EXPECT_EQ(progress.SetProgressPos(60), c.show ? 50 : -1) << c.value;
-        EXPECT_EQ(recorder.reports.size(), c.show ? 2u : 0u) << c.value;
+        EXPECT_EQ(progress.SetProgressPos(50), -1) << value;
+        EXPECT_EQ(progress.SetProgressPos(60), show ? 50 : -1) << value;
+        EXPECT_EQ(recorder.reports.size(), show ? 2u : 0u) << value;
     }
 }
 
@@ -161,12 +159,7 @@ TEST_F(KrProgressTest, ClearPushesTheCurrentRangeEveryTime)
 
 TEST(KrProgressRemainTest, TextsScaleTheElapsedTimeByTheShareLeft)
 {
-    struct Case
-    {
-        int elapsed, pos;
-        const char* text;
-    };
-    const Case cases[] = {
+    const std::tuple<int, int, const char*> cases[] = {
         {10, 25, "Remain 30 seconds"},
         {100, 50, "Remain 01 minutes, 40 seconds"},
         {3600, 1, "Remain 4 days, 03 hours,00 minutes, 00 seconds"},  // 356400 s
@@ -176,8 +169,8 @@ TEST(KrProgressRemainTest, TextsScaleTheElapsedTimeByTheShareLeft)
         {59, 50, "Remain 59 seconds"},
         {864000, 50, "Remain 10 days, 00 hours,00 minutes, 00 seconds"},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(ProgressProbe::Remain(c.elapsed, c.pos), c.text) << c.elapsed << " " << c.pos;
+    for (const auto& [elapsed, pos, text] : cases)
+        EXPECT_EQ(ProgressProbe::Remain(elapsed, pos), text) << elapsed << " " << pos;
 }
 
 TEST_F(KrProgressTest, PositionZeroRestartsTheClockButReportsTheEarlierText)
@@ -200,20 +193,14 @@ TEST_F(KrProgressTest, PositionZeroRestartsTheClockButReportsTheEarlierText)
 
 TEST_F(KrProgressTest, OverdueGoesByTheSecondsPartOfTheElapsedTime)
 {
-    struct Case
-    {
-        int secondsAgo;
-        bool reported;
-    };
-    // 7 s: seconds part 7 (or 8). 62 s: 2 (or 3), although 62 s in total.
-    for (const Case& c : {Case{7, true}, Case{62, false}, Case{0, false}})
+    // Seconds ago, reported. 7 s: seconds part 7 (or 8). 62 s: 2 (or 3), although 62 s in total.
+    for (const auto& [secondsAgo, reported] : {std::pair{7, true}, {62, false}, {0, false}})
     {
         recorder.reports.clear();
         ProgressProbe progress;
-        progress.StartSecondsAgo(c.secondsAgo);
+        progress.StartSecondsAgo(secondsAgo);
         progress.SetProgressPos(101);
-        EXPECT_EQ(positions(), c.reported ? std::vector<int>{101} : std::vector<int>{})
-            << c.secondsAgo;
+        EXPECT_EQ(positions(), reported ? std::vector<int>{101} : std::vector<int>{}) << secondsAgo;
     }
 }
 

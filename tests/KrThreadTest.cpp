@@ -12,6 +12,8 @@
 #include <memory>
 #include <stdexcept>
 #include <thread>
+#include <tuple>
+#include <utility>
 
 #include "Base/ZoBase.h"
 
@@ -261,31 +263,49 @@ private:
     std::function<int()> m_body;
 };
 
+// Lets the thread's body go after a delay, by when a join of the caller is waiting.
+std::thread releaseLater(TestThread& thread, unsigned int ns, int posts = 1)
+{
+    return std::thread(
+        [&thread, ns, posts]
+        {
+            KrThread::sleep(ns);
+            for (int i = 0; i < posts; ++i) thread.go.post();
+        });
+}
+
 }  // namespace
 
+// Return, exception and exit all give join an exit code while the thread is still attached.
 TEST(KrThreadTest, JoinReadsTheExitCodeOfARunningThread)
 {
-    TestThread thread([] { return 42; });
-    EXPECT_EQ(thread.running(), 0);
-    EXPECT_EQ(thread.start(1 << 20), 1);
-    EXPECT_EQ(thread.running(), 1);
-    EXPECT_EQ(thread.detach(), 1);  // detaches nothing
-    EXPECT_EQ(thread.running(), 1);
-    std::thread release(
-        [&]
+    TestThread returning([] { return 42; });
+    TestThread throwing([]() -> int { throw std::runtime_error("body failed"); });
+    TestThread exiting(
+        []() -> int
         {
-            KrThread::sleep(50000000);  // join is waiting by then
-            thread.go.post();
+            KrThread::exit(9);
+            return 1;
         });
-    int code = 0;
-    EXPECT_EQ(thread.join(code), 1);
-    release.join();
-    EXPECT_EQ(code, 42);
-    EXPECT_EQ(thread.seenSelf.load(), &thread);
-    EXPECT_NE(thread.seenId.load(), KrThread::current());
+    for (auto [thread, expected] :
+         {std::pair<TestThread*, int>{&returning, 42}, {&throwing, -1}, {&exiting, 9}})
+    {
+        EXPECT_EQ(thread->running(), 0);
+        ASSERT_EQ(thread->start(1 << 20), 1);
+        EXPECT_EQ(thread->running(), 1);
+        EXPECT_EQ(thread->detach(), 1);  // detaches nothing
+        EXPECT_EQ(thread->running(), 1);
+        std::thread release = releaseLater(*thread, 50000000);
+        int code = 0;
+        EXPECT_EQ(thread->join(code), 1);
+        release.join();
+        EXPECT_EQ(code, expected);
+        EXPECT_EQ(thread->seenSelf.load(), thread);
+        EXPECT_NE(thread->seenId.load(), KrThread::current());
+        EXPECT_EQ(thread->running(), 0);
+        EXPECT_EQ(thread->join(code), 0);
+    }
     EXPECT_EQ(KrThread::self(), nullptr);
-    EXPECT_EQ(thread.running(), 0);
-    EXPECT_EQ(thread.join(code), 0);
 }
 
 TEST(KrThreadTest, AThreadThatEndedOnItsOwnCannotBeJoined)
@@ -305,33 +325,6 @@ TEST(KrThreadTest, AThreadThatEndedOnItsOwnCannotBeJoined)
     EXPECT_EQ(thread.join(code), 0);
     EXPECT_EQ(code, -5);
     EXPECT_EQ(thread.cancel(), 0);
-}
-
-TEST(KrThreadTest, ExceptionAndExitGiveTheExitCode)
-{
-    TestThread throwing([]() -> int { throw std::runtime_error("body failed"); });
-    TestThread exiting(
-        []() -> int
-        {
-            KrThread::exit(9);
-            return 1;
-        });
-    for (auto [thread, expected] : {std::pair<TestThread*, int>{&throwing, -1}, {&exiting, 9}})
-    {
-        ASSERT_EQ(thread->start(), 1);
-        // The body is released only once join waits, so the thread is still attached.
-        std::thread release(
-            [thread = thread]
-            {
-                KrThread::sleep(50000000);
-                thread->go.post();
-            });
-        int code = 0;
-        EXPECT_EQ(thread->join(code), 1);
-        EXPECT_EQ(code, expected);
-        EXPECT_EQ(thread->running(), 0);
-        release.join();
-    }
 }
 
 TEST(KrThreadTest, NoThreadMeansFalseEverywhere)
@@ -355,30 +348,24 @@ TEST(KrThreadTest, PrioritiesMapToNiceValues)
     while (thread.seenId.load() == 0) KrThread::yield();
     const unsigned int id = thread.seenId.load();
     const bool privileged = geteuid() == 0;
-    struct Case
-    {
-        KrThread::Priority set;
-        int nice;
-        int readBack;
-        bool needsPrivilege;
+    // Set, nice value, read back. 19 -> lower again needs privilege, as does every raise.
+    const std::tuple<KrThread::Priority, int, int> cases[] = {
+        {KrThread::PriorityIdle, 19, KrThread::PriorityIdle},
+        {KrThread::PriorityBelowNormal, 5, KrThread::PriorityBelowNormal},
+        {KrThread::PriorityNormal, 0, KrThread::PriorityNormal},
+        {KrThread::PriorityAboveNormal, -5, KrThread::PriorityAboveNormal},
+        {KrThread::PriorityHighest, -10, KrThread::PriorityHighest},
+        {KrThread::PriorityOther, 0, KrThread::PriorityNormal},
+        {static_cast<KrThread::Priority>(17), 0, KrThread::PriorityNormal},
     };
-    const Case cases[] = {
-        {KrThread::PriorityIdle, 19, KrThread::PriorityIdle, true},  // 19 -> lower again
-        {KrThread::PriorityBelowNormal, 5, KrThread::PriorityBelowNormal, true},
-        {KrThread::PriorityNormal, 0, KrThread::PriorityNormal, true},
-        {KrThread::PriorityAboveNormal, -5, KrThread::PriorityAboveNormal, true},
-        {KrThread::PriorityHighest, -10, KrThread::PriorityHighest, true},
-        {KrThread::PriorityOther, 0, KrThread::PriorityNormal, true},
-        {static_cast<KrThread::Priority>(17), 0, KrThread::PriorityNormal, true},
-    };
-    for (const Case& c : cases)
+    for (const auto& [set, nice, readBack] : cases)
     {
-        const unsigned char ok = thread.priority(c.set);
-        if (!privileged && c.needsPrivilege && !ok) continue;
-        ASSERT_EQ(ok, 1) << c.set;
+        const unsigned char ok = thread.priority(set);
+        if (!privileged && !ok) continue;
+        ASSERT_EQ(ok, 1) << set;
         errno = 0;
-        EXPECT_EQ(getpriority(PRIO_PROCESS, id), c.nice) << c.set;
-        EXPECT_EQ(thread.priority(), c.readBack) << c.set;
+        EXPECT_EQ(getpriority(PRIO_PROCESS, id), nice) << set;
+        EXPECT_EQ(thread.priority(), readBack) << set;
     }
     setpriority(PRIO_PROCESS, id, 10);  // set by other means, not in the table
     EXPECT_EQ(thread.priority(), KrThread::PriorityOther);
@@ -391,13 +378,7 @@ TEST(KrThreadTest, SecondStartAttachesTheNewThread)
     TestThread thread([&] { return ++runs; });
     ASSERT_EQ(thread.start(), 1);
     ASSERT_EQ(thread.start(), 1);
-    std::thread release(
-        [&]
-        {
-            KrThread::sleep(50000000);
-            thread.go.post();
-            thread.go.post();
-        });
+    std::thread release = releaseLater(thread, 50000000, 2);
     int code = 0;
     EXPECT_EQ(thread.join(code), 1);
     EXPECT_TRUE(code == 1 || code == 2) << code;
@@ -459,20 +440,12 @@ TEST(KrThreadTest, TerminationUnwindsTheThreadAndLeavesBareLocksHeld)
         EXPECT_TRUE(unwound);
         EXPECT_EQ(guarded.locked(), 1) << "the guard's destructor ran";
         EXPECT_EQ(bare[viaDestructor].locked(), 0) << "a bare lock of the ended thread stays held";
-        if (looper)
-        {
-            EXPECT_EQ(looper->running(), 0);
-        }
+        EXPECT_TRUE(!looper || looper->running() == 0);
     }
     // The process goes on: new threads run, other locks work.
     TestThread after([] { return 5; });
     after.start();
-    std::thread release(
-        [&]
-        {
-            KrThread::sleep(20000000);
-            after.go.post();
-        });
+    std::thread release = releaseLater(after, 20000000);
     int code = 0;
     EXPECT_EQ(after.join(code), 1);
     EXPECT_EQ(code, 5);

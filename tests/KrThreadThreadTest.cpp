@@ -64,7 +64,9 @@ TEST(KrReadWriteLockThreadTest, NoWriterIsEverInsideWithAReaderOrAnotherWriter)
 namespace
 {
 
-// Waiters that each count themselves in under the mutex, then wait once.
+// Waiters that each count themselves in under the mutex, then wait once. Once every waiter
+// has counted itself in, each has also been counted by the condition: the count rises before
+// wait releases the mutex. The constructor returns only then.
 struct Waiters
 {
     KrCondition condition;
@@ -73,7 +75,7 @@ struct Waiters
     std::atomic<int> woken{0};
     std::vector<std::thread> threads;
 
-    void start(int count)
+    explicit Waiters(int count)
     {
         for (int t = 0; t < count; ++t)
         {
@@ -87,11 +89,6 @@ struct Waiters
                     mutex.unlock();
                 });
         }
-    }
-    // Once every waiter has counted itself in under the mutex, each has also been counted by
-    // the condition: the count rises before wait releases the mutex.
-    void untilAllWait(int count)
-    {
         for (;;)
         {
             mutex.lock();
@@ -111,9 +108,7 @@ struct Waiters
 
 TEST(KrConditionThreadTest, BroadcastWakesEveryWaiterAndResetsItself)
 {
-    Waiters waiters;
-    waiters.start(4);
-    waiters.untilAllWait(4);
+    Waiters waiters(4);
     waiters.condition.broadcast();
     waiters.joinAll();
     EXPECT_EQ(waiters.woken.load(), 4);
@@ -127,9 +122,7 @@ TEST(KrConditionThreadTest, BroadcastWakesEveryWaiterAndResetsItself)
 
 TEST(KrConditionThreadTest, SignalWakesExactlyOneWaiter)
 {
-    Waiters waiters;
-    waiters.start(4);
-    waiters.untilAllWait(4);
+    Waiters waiters(4);
     waiters.condition.signal();
     for (int i = 0; i < 2000 && waiters.woken.load() == 0; ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -179,8 +172,7 @@ TEST(KrSemaphoreThreadTest, UnitsAreNeitherLostNorDuplicated)
 {
     KrSemaphore units(3);
     constexpr int kPerProducer = 400;
-    std::atomic<int> taken{0};
-    std::atomic<int> inside{0}, overfull{0};
+    std::atomic<int> taken{0}, inside{0}, overfull{0};
     KrSemaphore gate(3);  // at most three holders at once
     runThreads(8,
                [&](int t)
@@ -203,9 +195,7 @@ TEST(KrSemaphoreThreadTest, UnitsAreNeitherLostNorDuplicated)
     EXPECT_EQ(taken.load(), 4 * kPerProducer);
     EXPECT_EQ(overfull.load(), 0);
     // The three initial units are left, no more.
-    EXPECT_EQ(units.trywait(), 1);
-    EXPECT_EQ(units.trywait(), 1);
-    EXPECT_EQ(units.trywait(), 1);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(units.trywait(), 1);
     EXPECT_EQ(units.trywait(), 0);
 }
 
