@@ -310,13 +310,11 @@ TEST(KrTextStyleTest, RandomStylesSurviveXmlInBothDialects)
 TEST(KrTextStyleTest, ValuesOutsideTheRoundTripReadBackAsDocumented)
 {
     KrTextStyle style;
-    style.SetItalicAngle(12.3);  // tenths of the italic angle are read as whole degrees
-    style.SetAlign(12);          // an alignment without a name reads as top left
-    style.SetWeight(66);         // byte 1 reads as 100, which stores 2
+    style.SetAlign(12);   // an alignment without a name reads as top left
+    style.SetWeight(66);  // byte 1 reads as 100, which stores 2
     style.SetForeColor(KrRGBA(1, 2, 3, 4));
     KrTextStyle read;
     ASSERT_TRUE(read.FromXML(style.ToXML(0), 0));
-    EXPECT_EQ(read.GetItalicAngle(), 12.0);
     EXPECT_EQ(read.GetAlign(), 0);
     EXPECT_EQ(read.GetStyle() >> 16, 2);
     EXPECT_EQ(read.GetForeColor(), KrRGB(1, 2, 3));
