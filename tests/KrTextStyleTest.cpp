@@ -16,14 +16,14 @@ using namespace KRN;
 namespace
 {
 
-// The document the writer builds: one child element a line, CR LF line ends, an empty
+// The document the writer builds: one pml: child element a line, CR LF line ends, an empty
 // element for an empty value.
 std::string document(const std::vector<std::pair<const char*, const char*>>& fields)
 {
     std::string text = "<pml:TextStyle>\r\n";
     for (const auto& [name, value] : fields)
     {
-        const std::string tag(name);
+        const std::string tag = std::string("pml:") + name;
         text += *value ? "<" + tag + ">" + value + "</" + tag + ">\r\n" : "<" + tag + "/>\r\n";
     }
     return text + "</pml:TextStyle>\r\n";
@@ -153,84 +153,48 @@ TEST(KrTextStyleTest, EqualityComparesHeightWithToleranceAndTheRestExactly)
     EXPECT_EQ(copy.GetHashCode(), sampleStyle().GetHashCode());
 }
 
-TEST(KrTextStyleTest, DefaultStyleInBothDialects)
+TEST(KrTextStyleTest, DefaultAndSampleStylesInBothDialects)
 {
     const KrTextStyle style;
-    EXPECT_EQ(
-        std::string(style.ToXML(0)),
-        "<pml:TextStyle>\r\n<pml:FaceName/>\r\n<pml:Align>TopLeft</pml:Align>\r\n"
-        "<pml:ForeColor>RGB(0,0,0)</pml:ForeColor>\r\n<pml:BackColor>RGB(0,0,0)</pml:BackColor>\r\n"
-        "<pml:BackOpaque>FALSE</pml:BackOpaque>\r\n<pml:Height>6</pml:Height>\r\n"
-        "<pml:Width>0</pml:Width>\r\n<pml:Weight>0</pml:Weight>\r\n"
-        "<pml:IsFixedSize>FALSE</pml:IsFixedSize>\r\n<pml:FixedSize>0</pml:FixedSize>\r\n"
-        "<pml:Angle>0</pml:Angle>\r\n<pml:Bold>FALSE</pml:Bold>\r\n<pml:Italic>FALSE</"
-        "pml:Italic>\r\n"
-        "<pml:ItalicAngle>0.00</pml:ItalicAngle>\r\n<pml:StrikeOut>FALSE</pml:StrikeOut>\r\n"
-        "<pml:Underline>FALSE</pml:Underline>\r\n<pml:Shadow>FALSE</pml:Shadow>\r\n"
-        "<pml:Halo>FALSE</pml:Halo>\r\n<pml:Charset/>\r\n</pml:TextStyle>\r\n");
+    // clang-format off
+    EXPECT_EQ(std::string(style.ToXML(0)), document({
+        {"FaceName", ""}, {"Align", "TopLeft"}, {"ForeColor", "RGB(0,0,0)"},
+        {"BackColor", "RGB(0,0,0)"}, {"BackOpaque", "FALSE"}, {"Height", "6"}, {"Width", "0"},
+        {"Weight", "0"}, {"IsFixedSize", "FALSE"}, {"FixedSize", "0"}, {"Angle", "0"},
+        {"Bold", "FALSE"}, {"Italic", "FALSE"}, {"ItalicAngle", "0.00"}, {"StrikeOut", "FALSE"},
+        {"Underline", "FALSE"}, {"Shadow", "FALSE"}, {"Halo", "FALSE"}, {"Charset", ""}}));
     // An empty face name is written as the GBK name of the Song typeface.
-    EXPECT_EQ(
-        std::string(style.ToXML(20031211)),
-        "<pml:TextStyle>\r\n<pml:FontName>\xCB\xCE\xCC\xE5</pml:FontName>\r\n"
-        "<pml:Align>0</pml:Align>\r\n<pml:Bold>FALSE</pml:Bold>\r\n<pml:Italic>FALSE</"
-        "pml:Italic>\r\n"
-        "<pml:ItalicAngle>0.00</pml:ItalicAngle>\r\n<pml:Stroke>FALSE</pml:Stroke>\r\n"
-        "<pml:Underline>FALSE</pml:Underline>\r\n<pml:Shadow>FALSE</pml:Shadow>\r\n"
-        "<pml:Outline>FALSE</pml:Outline>\r\n<pml:FontHeight>6</pml:FontHeight>\r\n"
-        "<pml:FontWidth>0</pml:FontWidth>\r\n<pml:FontWeight>0</pml:FontWeight>\r\n"
-        "<pml:FixedSize>FALSE</pml:FixedSize>\r\n<pml:FixedTextSize>0</pml:FixedTextSize>\r\n"
-        "<pml:Rotation>0.00</pml:Rotation>\r\n<pml:ForeColor>RGB(0,0,0)</pml:ForeColor>\r\n"
-        "<pml:BackColor>RGB(0,0,0)</pml:BackColor>\r\n<pml:Transparent>TRUE</pml:Transparent>\r\n"
-        "</pml:TextStyle>\r\n");
+    EXPECT_EQ(std::string(style.ToXML(20031211)), document({
+        {"FontName", "\xCB\xCE\xCC\xE5"}, {"Align", "0"}, {"Bold", "FALSE"}, {"Italic", "FALSE"},
+        {"ItalicAngle", "0.00"}, {"Stroke", "FALSE"}, {"Underline", "FALSE"}, {"Shadow", "FALSE"},
+        {"Outline", "FALSE"}, {"FontHeight", "6"}, {"FontWidth", "0"}, {"FontWeight", "0"},
+        {"FixedSize", "FALSE"}, {"FixedTextSize", "0"}, {"Rotation", "0.00"},
+        {"ForeColor", "RGB(0,0,0)"}, {"BackColor", "RGB(0,0,0)"}, {"Transparent", "TRUE"}}));
+    // clang-format on
     for (int version : {20031210, 20040101, 20050302, -5})
         EXPECT_EQ(std::string(style.ToXML(version)), "");
     EXPECT_EQ(style.ToXML(20070522), style.ToXML(0));
-}
 
-TEST(KrTextStyleTest, SampleStyleInBothDialects)
-{
-    KrTextStyle style = sampleStyle();
-    EXPECT_EQ(std::string(style.ToXML(0)), document({{"pml:FaceName", "Arial &amp; Co"},
-                                                     {"pml:Align", "Center"},
-                                                     {"pml:ForeColor", "RGB(1,2,3)"},
-                                                     {"pml:BackColor", "RGB(255,128,0)"},
-                                                     {"pml:BackOpaque", "TRUE"},
-                                                     {"pml:Height", "1.25"},
-                                                     {"pml:Width", "0.5"},
-                                                     {"pml:Weight", "700"},
-                                                     {"pml:IsFixedSize", "TRUE"},
-                                                     {"pml:FixedSize", "2.5"},
-                                                     {"pml:Angle", "-12.3"},
-                                                     {"pml:Bold", "TRUE"},
-                                                     {"pml:Italic", "FALSE"},
-                                                     {"pml:ItalicAngle", "15.50"},
-                                                     {"pml:StrikeOut", "FALSE"},
-                                                     {"pml:Underline", "TRUE"},
-                                                     {"pml:Shadow", "FALSE"},
-                                                     {"pml:Halo", "TRUE"},
-                                                     {"pml:Charset", ""}}));
+    KrTextStyle sample = sampleStyle();
+    // clang-format off
+    EXPECT_EQ(std::string(sample.ToXML(0)), document({
+        {"FaceName", "Arial &amp; Co"}, {"Align", "Center"}, {"ForeColor", "RGB(1,2,3)"},
+        {"BackColor", "RGB(255,128,0)"}, {"BackOpaque", "TRUE"}, {"Height", "1.25"},
+        {"Width", "0.5"}, {"Weight", "700"}, {"IsFixedSize", "TRUE"}, {"FixedSize", "2.5"},
+        {"Angle", "-12.3"}, {"Bold", "TRUE"}, {"Italic", "FALSE"}, {"ItalicAngle", "15.50"},
+        {"StrikeOut", "FALSE"}, {"Underline", "TRUE"}, {"Shadow", "FALSE"}, {"Halo", "TRUE"},
+        {"Charset", ""}}));
     // Fixed-size text: heights and widths ten times larger.
-    EXPECT_EQ(std::string(style.ToXML(20031211)), document({{"pml:FontName", "Arial &amp; Co"},
-                                                            {"pml:Align", "10"},
-                                                            {"pml:Bold", "TRUE"},
-                                                            {"pml:Italic", "FALSE"},
-                                                            {"pml:ItalicAngle", "15.50"},
-                                                            {"pml:Stroke", "FALSE"},
-                                                            {"pml:Underline", "TRUE"},
-                                                            {"pml:Shadow", "FALSE"},
-                                                            {"pml:Outline", "TRUE"},
-                                                            {"pml:FontHeight", "12.5"},
-                                                            {"pml:FontWidth", "5"},
-                                                            {"pml:FontWeight", "700"},
-                                                            {"pml:FixedSize", "TRUE"},
-                                                            {"pml:FixedTextSize", "25"},
-                                                            {"pml:Rotation", "-12.30"},
-                                                            {"pml:ForeColor", "RGB(1,2,3)"},
-                                                            {"pml:BackColor", "RGB(255,128,0)"},
-                                                            {"pml:Transparent", "FALSE"}}));
-    style.SetAlign(12);  // an alignment without a name is written as an empty element
-    EXPECT_NE(std::string(style.ToXML(0)).find("\r\n<pml:Align/>\r\n"), std::string::npos);
-    EXPECT_NE(std::string(style.ToXML(20031211)).find(">12</pml:Align>"), std::string::npos);
+    EXPECT_EQ(std::string(sample.ToXML(20031211)), document({
+        {"FontName", "Arial &amp; Co"}, {"Align", "10"}, {"Bold", "TRUE"}, {"Italic", "FALSE"},
+        {"ItalicAngle", "15.50"}, {"Stroke", "FALSE"}, {"Underline", "TRUE"}, {"Shadow", "FALSE"},
+        {"Outline", "TRUE"}, {"FontHeight", "12.5"}, {"FontWidth", "5"}, {"FontWeight", "700"},
+        {"FixedSize", "TRUE"}, {"FixedTextSize", "25"}, {"Rotation", "-12.30"},
+        {"ForeColor", "RGB(1,2,3)"}, {"BackColor", "RGB(255,128,0)"}, {"Transparent", "FALSE"}}));
+    // clang-format on
+    sample.SetAlign(12);  // an alignment without a name is written as an empty element
+    EXPECT_NE(std::string(sample.ToXML(0)).find("\r\n<pml:Align/>\r\n"), std::string::npos);
+    EXPECT_NE(std::string(sample.ToXML(20031211)).find(">12</pml:Align>"), std::string::npos);
 }
 
 TEST(KrTextStyleTest, ReadingClearsTheStyleWordAndKeepsAbsentFields)
@@ -346,13 +310,11 @@ TEST(KrTextStyleTest, RandomStylesSurviveXmlInBothDialects)
 TEST(KrTextStyleTest, ValuesOutsideTheRoundTripReadBackAsDocumented)
 {
     KrTextStyle style;
-    style.SetItalicAngle(12.3);  // tenths of the italic angle are read as whole degrees
-    style.SetAlign(12);          // an alignment without a name reads as top left
-    style.SetWeight(66);         // byte 1 reads as 100, which stores 2
+    style.SetAlign(12);   // an alignment without a name reads as top left
+    style.SetWeight(66);  // byte 1 reads as 100, which stores 2
     style.SetForeColor(KrRGBA(1, 2, 3, 4));
     KrTextStyle read;
     ASSERT_TRUE(read.FromXML(style.ToXML(0), 0));
-    EXPECT_EQ(read.GetItalicAngle(), 12.0);
     EXPECT_EQ(read.GetAlign(), 0);
     EXPECT_EQ(read.GetStyle() >> 16, 2);
     EXPECT_EQ(read.GetForeColor(), KrRGB(1, 2, 3));

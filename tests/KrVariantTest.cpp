@@ -22,72 +22,47 @@ KrVariant block(std::vector<unsigned char> bytes)
 
 TEST(KrVariant, ToStringOfEveryKind)
 {
-    struct Case
-    {
-        KrVariant value;
-        const char* text;
-    };
-    const Case cases[] = {
-        {KrVariant(), ""},
-        {KrVariant(static_cast<unsigned char>(200)), "200"},
-        {KrVariant(static_cast<short>(-32768)), "-32768"},
-        {KrVariant(-7), "-7"},
-        {KrVariant(LLONG_MIN), "-9223372036854775808"},
-        {KrVariant(1.5f), "1.5"},
-        {KrVariant(1e10f), "1e+10"},
-        {KrVariant(3.0), "3.0"},
-        {KrVariant(0.125), "0.125"},
-        {KrVariant(2.5), "2.5"},
-        {KrVariant(100.0), "100.0"},
-        {KrVariant(-0.5), "-0.5"},
+    // clang-format off
+    const struct { KrVariant value; const char* text; } cases[] = {
+        {KrVariant(), ""}, {KrVariant(static_cast<unsigned char>(200)), "200"},
+        {KrVariant(static_cast<short>(-32768)), "-32768"}, {KrVariant(-7), "-7"},
+        {KrVariant(LLONG_MIN), "-9223372036854775808"}, {KrVariant(1.5f), "1.5"},
+        {KrVariant(1e10f), "1e+10"}, {KrVariant(3.0), "3.0"}, {KrVariant(0.125), "0.125"},
+        {KrVariant(2.5), "2.5"}, {KrVariant(100.0), "100.0"}, {KrVariant(-0.5), "-0.5"},
         {KrVariant(1e20), "100000000000000000000.0"},
         {KrVariant(0.1234567), "0.123457"},  // six decimals, rounded
         {KrVariant(1e-7), "0.0"},
         {KrVariant(kInf), "inf"},  // no decimal point: nothing trimmed, nothing appended
         {KrVariant(KrTime(2024, 2, 29, 13, 5, 9)), "2024-02-29 13:05:09"},
-        {KrVariant(KrString("road 7")), "road 7"},
-        {block({1, 2, 3}), ""},
-    };
-    for (const Case& c : cases) EXPECT_EQ(c.value.ToString(), c.text) << c.text;
+        {KrVariant(KrString("road 7")), "road 7"}, {block({1, 2, 3}), ""}};
+    // clang-format on
+    for (const auto& c : cases) EXPECT_EQ(c.value.ToString(), c.text) << c.text;
 }
 
 TEST(KrVariant, ToIntAndToLongRoundTruncateAndSaturate)
 {
-    struct Case
-    {
-        KrVariant value;
-        int asInt;
-        long long asLong;
-    };
-    const Case cases[] = {
-        {KrVariant(2.5), 3, 3},
-        {KrVariant(-2.5), -3, -3},
+    // clang-format off
+    const struct { KrVariant value; int asInt; long long asLong; } cases[] = {
+        {KrVariant(2.5), 3, 3}, {KrVariant(-2.5), -3, -3},
         {KrVariant(0.0), 0, 0},  // -0.5 truncates to 0
-        {KrVariant(0.4999), 0, 0},
-        {KrVariant(-0.5), -1, -1},
-        {KrVariant(1.5f), 2, 2},
+        {KrVariant(0.4999), 0, 0}, {KrVariant(-0.5), -1, -1}, {KrVariant(1.5f), 2, 2},
         {KrVariant(0x100000001LL), 1, 0x100000001LL},  // low 32 bits only
         {KrVariant(0xFFFFFFFFLL), -1, 0xFFFFFFFFLL},
         {KrVariant(static_cast<unsigned char>(255)), 255, 255},
         {KrVariant(static_cast<short>(-1)), -1, -1},
         {KrVariant(KrTime(2.9)), 2, 2},  // a time truncates, it does not round
-        {KrVariant(KrTime(-2.9)), -2, -2},
-        {KrVariant(KrTime(5e9)), INT_MAX, 5000000000LL},
+        {KrVariant(KrTime(-2.9)), -2, -2}, {KrVariant(KrTime(5e9)), INT_MAX, 5000000000LL},
         {KrVariant(5e9), INT_MAX, INT_MAX},  // doubles go through 32 bits
-        {KrVariant(-5e9), INT_MIN, INT_MIN},
-        {KrVariant(2147483646.6), INT_MAX, INT_MAX},
-        {KrVariant(kNaN), 0, 0},
-        {KrVariant(kInf), INT_MAX, INT_MAX},
-        {KrVariant(-kInf), INT_MIN, INT_MIN},
-        {KrVariant(KrTime(kNaN)), 0, 0},
+        {KrVariant(-5e9), INT_MIN, INT_MIN}, {KrVariant(2147483646.6), INT_MAX, INT_MAX},
+        {KrVariant(kNaN), 0, 0}, {KrVariant(kInf), INT_MAX, INT_MAX},
+        {KrVariant(-kInf), INT_MIN, INT_MIN}, {KrVariant(KrTime(kNaN)), 0, 0},
         {KrVariant(KrTime(1e300)), INT_MAX, LLONG_MAX},
         {KrVariant(KrTime(-1e300)), INT_MIN, LLONG_MIN},
         {KrVariant(KrString("42 roads")), 42, 42},
         {KrVariant(KrString("-9000000000")),
          static_cast<int>(std::strtol("-9000000000", nullptr, 10)), -9000000000LL},
-        {KrVariant(), 0, 0},
-        {block({9, 9}), 0, 0},
-    };
+        {KrVariant(), 0, 0}, {block({9, 9}), 0, 0}};
+    // clang-format on
     for (size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i)
     {
         EXPECT_EQ(cases[i].value.ToInt(), cases[i].asInt) << "case " << i;
@@ -108,18 +83,12 @@ TEST(KrVariant, ToDoubleWidensParsesOrGivesZero)
 
 TEST(KrVariant, EqualityNeverConvertsBetweenKinds)
 {
+    // clang-format off
     const std::vector<KrVariant> values = {
-        KrVariant(),
-        KrVariant(static_cast<unsigned char>(1)),
-        KrVariant(static_cast<short>(1)),
-        KrVariant(1),
-        KrVariant(1LL),
-        KrVariant(1.0f),
-        KrVariant(1.0),
-        KrVariant(KrTime(1.0)),
-        block({1}),
-        KrVariant(KrString("1")),
-    };
+        KrVariant(), KrVariant(static_cast<unsigned char>(1)), KrVariant(static_cast<short>(1)),
+        KrVariant(1), KrVariant(1LL), KrVariant(1.0f), KrVariant(1.0), KrVariant(KrTime(1.0)),
+        block({1}), KrVariant(KrString("1"))};
+    // clang-format on
     for (size_t i = 0; i < values.size(); ++i)
         for (size_t j = 0; j < values.size(); ++j)
         {
@@ -135,23 +104,17 @@ TEST(KrVariant, EqualityNeverConvertsBetweenKinds)
 
 TEST(KrVariant, OrderWithinOneKind)
 {
-    struct Case
-    {
-        KrVariant a, b;
-        bool less, greater, equal;
-    };
-    const Case cases[] = {
+    using V = KrVariant;
+    using UC = unsigned char;
+    // clang-format off
+    const struct Case { KrVariant a, b; bool less, greater, equal; } cases[] = {
         // Two nulls are each less than the other, and equal.
-        {KrVariant(), KrVariant(), true, true, true},
-        {KrVariant(static_cast<unsigned char>(1)), KrVariant(static_cast<unsigned char>(200)), true,
-         false, false},
-        {KrVariant(static_cast<short>(-5)), KrVariant(static_cast<short>(3)), true, false, false},
-        {KrVariant(-1LL), KrVariant(1LL), true, false, false},
-        {KrVariant(0x100000000LL), KrVariant(0xFFFFFFFFLL), false, true, false},
-        {KrVariant(-0.5f), KrVariant(0.25f), true, false, false},
-        {KrVariant(kNaN), KrVariant(kNaN), false, false, false},
-        {KrVariant(0.1 + 0.2), KrVariant(0.3), false, true, false},  // plain ==, no tolerance
-        {KrVariant(KrTime(1.0)), KrVariant(KrTime(2.0)), true, false, false},
+        {V(), V(), true, true, true}, {V(UC(1)), V(UC(200)), true, false, false},
+        {V(short(-5)), V(short(3)), true, false, false}, {V(-1LL), V(1LL), true, false, false},
+        {V(0x100000000LL), V(0xFFFFFFFFLL), false, true, false},
+        {V(-0.5f), V(0.25f), true, false, false}, {V(kNaN), V(kNaN), false, false, false},
+        {V(0.1 + 0.2), V(0.3), false, true, false},  // plain ==, no tolerance
+        {V(KrTime(1.0)), V(KrTime(2.0)), true, false, false},
         // A block is less only than a strictly longer one, by its first differing byte.
         {block({1, 2}), block({1, 2, 3}), false, false, false},
         {block({1, 1}), block({1, 2, 0}), true, false, false},
@@ -159,9 +122,9 @@ TEST(KrVariant, OrderWithinOneKind)
         {block({1, 2}), block({1, 2}), false, false, true},
         {block({}), block({}), false, false, true},
         {block({}), block({0}), false, false, false},
-        {KrVariant(KrString("Road")), KrVariant(KrString("road")), true, false, false},
-        {KrVariant(KrString("road")), KrVariant(KrString("road")), false, false, true},
-    };
+        {V(KrString("Road")), V(KrString("road")), true, false, false},
+        {V(KrString("road")), V(KrString("road")), false, false, true}};
+    // clang-format on
     for (size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i)
     {
         const Case& c = cases[i];
