@@ -29,6 +29,41 @@ unsigned char lower(unsigned char c)
 {
     return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + 32) : c;
 }
+
+// Reads the class whose "[" is just before `at`, handing each range to onRange(lo, hi), both
+// ends folded under case folding, and setting `negate`. Returns the index after its "]", or 0
+// for a class without "]", which matches nothing and takes the rest of the pattern.
+template <class OnRange>
+size_t readClass(const char* pattern, size_t length, size_t at, unsigned int flags, bool& negate,
+                 OnRange onRange)
+{
+    const bool escaping = (flags & kNoEscape) == 0;
+    const bool fold = (flags & kCaseFold) != 0;
+    auto fetch = [&](unsigned char& c) {
+        if (at >= length) return false;
+        c = static_cast<unsigned char>(pattern[at++]);
+        if (c != '\\' || !escaping) return true;
+        if (at >= length) return false;
+        c = static_cast<unsigned char>(pattern[at++]);
+        return true;
+    };
+    negate = at < length && (pattern[at] == '!' || pattern[at] == '^');
+    if (negate) ++at;
+    while (at < length)
+    {
+        if (pattern[at] == ']') return at + 1;
+        unsigned char first = 0;
+        if (!fetch(first)) break;
+        unsigned char last = first;
+        if (at + 1 < length && pattern[at] == '-' && pattern[at + 1] != ']')
+        {
+            ++at;
+            if (!fetch(last)) break;
+        }
+        onRange(fold ? lower(first) : first, fold ? lower(last) : last);
+    }
+    return 0;
+}
 }  // namespace
 
 WildcardMatcher::WildcardMatcher(const char* pattern, size_t length, unsigned int flags)
@@ -116,62 +151,29 @@ void WildcardMatcher::compile(const char* pattern, size_t length)
     for (const Group& group : groups) closeGroup(group, end);
 }
 
-// Compiles the class whose "[" is just before `at`; returns the index after its "]". A class
-// without "]" matches nothing and takes the rest of the pattern.
+// Compiles the class whose "[" is just before `at`; returns the index after its "]", or the
+// pattern length for a class without "]".
 size_t WildcardMatcher::compileClass(const char* pattern, size_t length, size_t at)
 {
-    const bool escaping = (m_nFlags & kNoEscape) == 0;
     const bool fold = (m_nFlags & kCaseFold) != 0;
-    auto fetch = [&](unsigned char& c) {
-        if (at >= length) return false;
-        c = static_cast<unsigned char>(pattern[at++]);
-        if (c != '\\' || !escaping) return true;
-        if (at >= length) return false;
-        c = static_cast<unsigned char>(pattern[at++]);
-        return true;
-    };
-
     std::bitset<256> members;
-    const bool negate = at < length && (pattern[at] == '!' || pattern[at] == '^');
-    if (negate) ++at;
-    bool closed = false;
-    while (at < length)
-    {
-        if (pattern[at] == ']')
-        {
-            ++at;
-            closed = true;
-            break;
-        }
-        unsigned char first = 0;
-        if (!fetch(first)) break;
-        unsigned char last = first;
-        if (at + 1 < length && pattern[at] == '-' && pattern[at + 1] != ']')
-        {
-            ++at;
-            if (!fetch(last)) break;
-        }
-        const unsigned char lo = fold ? lower(first) : first;
-        const unsigned char hi = fold ? lower(last) : last;
+    auto addRange = [&](unsigned char lo, unsigned char hi) {
         for (int t = 0; t < 256; ++t)
         {
-            const unsigned char v =
-                fold ? lower(static_cast<unsigned char>(t)) : static_cast<unsigned char>(t);
+            const auto c = static_cast<unsigned char>(t);
+            const unsigned char v = fold ? lower(c) : c;
             if (lo <= v && v <= hi) members.set(static_cast<size_t>(t));
         }
-    }
-    if (!closed)
-    {
+    };
+    bool negate = false;
+    const size_t end = readClass(pattern, length, at, m_nFlags, negate, addRange);
+    if (end == 0)
         members.reset();
-        at = length;
-    }
     else if (negate)
-    {
         members.flip();
-    }
     m_nodes.push_back(Node{Kind::Class, 0, static_cast<int>(m_classes.size()), 0});
     m_classes.push_back(members);
-    return at;
+    return end == 0 ? length : end;
 }
 
 // ---------------------------------------------------------------- one match without groups
@@ -183,42 +185,13 @@ namespace
 bool inClass(const char* pattern, size_t length, size_t at, unsigned char c, unsigned int flags,
              size_t& end)
 {
-    const bool escaping = (flags & kNoEscape) == 0;
-    const bool fold = (flags & kCaseFold) != 0;
-    const unsigned char v = fold ? lower(c) : c;
-    auto fetch = [&](unsigned char& out)
-    {
-        if (at >= length) return false;
-        out = static_cast<unsigned char>(pattern[at++]);
-        if (out != '\\' || !escaping) return true;
-        if (at >= length) return false;
-        out = static_cast<unsigned char>(pattern[at++]);
-        return true;
-    };
-    const bool negate = at < length && (pattern[at] == '!' || pattern[at] == '^');
-    if (negate) ++at;
+    const unsigned char v = (flags & kCaseFold) != 0 ? lower(c) : c;
     bool member = false;
-    while (at < length)
-    {
-        if (pattern[at] == ']')
-        {
-            end = at + 1;
-            return member != negate;
-        }
-        unsigned char first = 0;
-        if (!fetch(first)) break;
-        unsigned char last = first;
-        if (at + 1 < length && pattern[at] == '-' && pattern[at + 1] != ']')
-        {
-            ++at;
-            if (!fetch(last)) break;
-        }
-        const unsigned char lo = fold ? lower(first) : first;
-        const unsigned char hi = fold ? lower(last) : last;
-        if (lo <= v && v <= hi) member = true;
-    }
-    end = length;
-    return false;
+    auto testRange = [&](unsigned char lo, unsigned char hi) { member |= lo <= v && v <= hi; };
+    bool negate = false;
+    const size_t after = readClass(pattern, length, at, flags, negate, testRange);
+    end = after == 0 ? length : after;
+    return after != 0 && member != negate;
 }
 }  // namespace
 
