@@ -45,24 +45,9 @@ KrImgToolkit::~KrImgToolkit() = default;
 
 unsigned short KrImgToolkit::BitCount(PixelFormat format)
 {
-    switch (format)
-    {
-        case PF_1BPP:
-        case PF_4BPP:
-        case PF_8BPP:
-        case PF_16BPP:
-        case PF_24BPP:
-        case PF_32BPP:
-        case PF_48BPP:
-        case PF_64BPP:
-            return static_cast<unsigned short>(format);
-        case PF_32BPP_ALPHA:
-        case PF_32BPP_PREMULTIPLIED:
-            return 32;
-        case PF_64BPP_ALPHA:
-            return 64;
-    }
-    return 1;
+    // The toolkit's table, except that an unknown format counts as one bit here, not zero.
+    const int bits = KrToolkit::GetBitCount(format);
+    return static_cast<unsigned short>(bits == 0 ? 1 : bits);
 }
 
 PixelFormat KrImgToolkit::Bit2Format(unsigned short bits)
