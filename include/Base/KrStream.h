@@ -29,8 +29,8 @@ enum KrStreamDirection : int
 enum KrStreamStatus : int
 {
     KrStreamOK = 0,
-    KrStreamLoadError = 1,       // end of data, a failed read, or a failed seek while loading
-    KrStreamSaveError = 2,       // no room for a save, a failed write, or a failed seek while saving
+    KrStreamLoadError = 1,  // end of data, a failed read, or a failed seek while loading
+    KrStreamSaveError = 2,  // no room for a save, a failed write, or a failed seek while saving
     KrStreamOpenSaveFailed = 3,  // a file could not be opened for saving
     KrStreamOpenLoadFailed = 4,  // a file could not be opened for loading
     KrStreamNoMemory = 5         // allocating or resizing the buffer failed
@@ -64,9 +64,8 @@ public:
 
     unsigned long long GetPosition() const
     {
-        return m_pFastLoadEnd != nullptr
-                   ? m_nPosition + static_cast<size_t>(m_pRead - m_pPositionMark)
-                   : m_nPosition;
+        return m_nFastLoad != 0 ? m_nPosition + static_cast<size_t>(fastCursor() - m_pPositionMark)
+                                : m_nPosition;
     }
     KrStreamStatus GetStatus() const { return m_nStatus; }
     KrStreamDirection GetDirection() const { return m_nDirection; }
@@ -117,7 +116,10 @@ public:
     KrStream& Save(const unsigned int* p, unsigned int nCount) { return saveArray(p, nCount); }
     KrStream& Save(const float* p, unsigned int nCount) { return saveArray(p, nCount); }
     KrStream& Save(const long long* p, unsigned int nCount) { return saveArray(p, nCount); }
-    KrStream& Save(const unsigned long long* p, unsigned int nCount) { return saveArray(p, nCount); }
+    KrStream& Save(const unsigned long long* p, unsigned int nCount)
+    {
+        return saveArray(p, nCount);
+    }
     KrStream& Save(const double* p, unsigned int nCount) { return saveArray(p, nCount); }
 
     KrStream& Load(char* p, unsigned int nCount) { return loadArray(p, nCount); }
@@ -167,16 +169,18 @@ protected:
     {
         if (m_nDirection != KrStreamNone && m_nLength < m_nPosition) m_nLength = m_nPosition;
     }
-    // Single-value loads that find their bytes in the buffer move only the read cursor; the
-    // position catches up here. Every operation other than such a load calls this first, so a
-    // concrete stream that reads or moves the cursors, the position or the status outside its
-    // overrides of the hooks above must call it too.
+    // Single-value loads that find their bytes in the buffer move only a private copy of the
+    // read cursor; m_pRead and the position catch up here. Every operation other than such a
+    // load calls this first, so a concrete stream that reads or moves the cursors, the position
+    // or the status outside its overrides of the hooks above must call it too.
     void settleLoads()
     {
-        if (m_pFastLoadEnd != nullptr)
+        if (m_nFastLoad != 0)
         {
+            m_pRead = fastCursor();
             m_nPosition += static_cast<size_t>(m_pRead - m_pPositionMark);
-            m_pFastLoadEnd = m_pPositionMark = nullptr;
+            m_nFastLoad = 0;
+            m_pPositionMark = nullptr;
         }
     }
 
@@ -191,10 +195,21 @@ protected:
     unsigned char m_bOwnsBuffer = 0;
 
 private:
-    // While single-value loads may skip the checks: the end of the data they may take from,
-    // and the read cursor at which m_nPosition was last brought up to date. Both null otherwise.
-    unsigned char* m_pFastLoadEnd = nullptr;
+    // While single-value loads may skip the checks, one word holds what they need: the read
+    // cursor in its low 48 bits and the count of data bytes after it (at most 65535) in the
+    // high 16. A load then reads and writes a single field. 0 when the checks are needed.
+    // m_pPositionMark is the cursor at which m_nPosition was last brought up to date.
+    static constexpr int kFastCountShift = 48;
+    static constexpr uint64_t kFastCursorMask = (uint64_t(1) << kFastCountShift) - 1;
+    uint64_t m_nFastLoad = 0;
     unsigned char* m_pPositionMark = nullptr;
+
+    unsigned char* fastCursor() const
+    {
+        return reinterpret_cast<unsigned char*>(
+            static_cast<uintptr_t>(m_nFastLoad & kFastCursorMask));
+    }
+    void startFastLoads();
 
     friend KRN_API KrStream& operator>>(KrStream& stream, KrString& text);
     friend KRN_API KrStream& operator>>(KrStream& stream, KrStringUCS2LE& text);
@@ -241,7 +256,8 @@ private:
         if (m_nDirection == KrStreamLoadSave) SetSignLoadSave(1);
         if (m_nStatus == KrStreamOK)
         {
-            if (static_cast<size_t>(m_pBufEnd - m_pWrite) < sizeof(T) && !makeRoom(sizeof(T))) return *this;
+            if (static_cast<size_t>(m_pBufEnd - m_pWrite) < sizeof(T) && !makeRoom(sizeof(T)))
+                return *this;
             store(m_pWrite, value);
             m_pWrite += sizeof(T);
             m_nPosition += sizeof(T);
@@ -255,11 +271,16 @@ private:
     template <class T>
     KrStream& loadValue(T& value)
     {
-        unsigned char* pSource = m_pRead;
-        // A null end gives a negative difference: user-space addresses lie below 2^63.
-        if (reinterpret_cast<intptr_t>(m_pFastLoadEnd) - reinterpret_cast<intptr_t>(pSource) >
-            static_cast<intptr_t>(sizeof(T)))
-            m_pRead = pSource + sizeof(T);
+        constexpr uint64_t kSizeInCount = uint64_t(sizeof(T)) << kFastCountShift;
+        const uint64_t nFast = m_nFastLoad;
+        unsigned char* pSource;
+        // More than sizeof(T) bytes follow the cursor: step the cursor up and the count down.
+        if (nFast > kSizeInCount + kFastCursorMask)
+        {
+            m_nFastLoad = nFast - kSizeInCount + sizeof(T);
+            pSource =
+                reinterpret_cast<unsigned char*>(static_cast<uintptr_t>(nFast & kFastCursorMask));
+        }
         else if ((pSource = takeForLoad(sizeof(T))) == nullptr)
             return *this;
         // Stored last: the caller's variable may share its type with the stream's fields.
@@ -307,28 +328,28 @@ KRN_API KrStream& operator>>(KrStream& stream, KrStringUCS2LE& text);
 
 // Repeats every number operator and array Save/Load of KrStream inside a concrete stream with
 // that stream as the result type, so chains keep the concrete type. Strings forward too.
-#define KRN_STREAM_RESULT_TYPE(Class)                                                     \
-    template <class T>                                                                    \
-    Class& operator<<(const T& value)                                                     \
-    {                                                                                     \
-        static_cast<::KRN::KrStream&>(*this) << value;                                    \
-        return *this;                                                                     \
-    }                                                                                     \
-    template <class T>                                                                    \
-    Class& operator>>(T& value)                                                           \
-    {                                                                                     \
-        static_cast<::KRN::KrStream&>(*this) >> value;                                    \
-        return *this;                                                                     \
-    }                                                                                     \
-    template <class T>                                                                    \
-    Class& Save(const T* p, unsigned int nCount)                                          \
-    {                                                                                     \
-        ::KRN::KrStream::Save(p, nCount);                                                 \
-        return *this;                                                                     \
-    }                                                                                     \
-    template <class T>                                                                    \
-    Class& Load(T* p, unsigned int nCount)                                                \
-    {                                                                                     \
-        ::KRN::KrStream::Load(p, nCount);                                                 \
-        return *this;                                                                     \
+#define KRN_STREAM_RESULT_TYPE(Class)                  \
+    template <class T>                                 \
+    Class& operator<<(const T& value)                  \
+    {                                                  \
+        static_cast<::KRN::KrStream&>(*this) << value; \
+        return *this;                                  \
+    }                                                  \
+    template <class T>                                 \
+    Class& operator>>(T& value)                        \
+    {                                                  \
+        static_cast<::KRN::KrStream&>(*this) >> value; \
+        return *this;                                  \
+    }                                                  \
+    template <class T>                                 \
+    Class& Save(const T* p, unsigned int nCount)       \
+    {                                                  \
+        ::KRN::KrStream::Save(p, nCount);              \
+        return *this;                                  \
+    }                                                  \
+    template <class T>                                 \
+    Class& Load(T* p, unsigned int nCount)             \
+    {                                                  \
+        ::KRN::KrStream::Load(p, nCount);              \
+        return *this;                                  \
     }
