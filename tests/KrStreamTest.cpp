@@ -344,3 +344,52 @@ TEST(KrStreamTest, BufferedLoadsKeepPositionStatusAndEveryRule)
     void* block = pBuffer;
     krfree(&block);
 }
+
+// Long runs of mixed-size loads cross many refreshes of the unchecked window; a string in the
+// middle reads m_pRead directly. Every value and position must match what was saved.
+TEST(KrStreamTest, LongMixedLoadRunsMatchTheSavedValuesAndPositions)
+{
+    KrMemoryStream out;
+    out.Open(KrStreamSave, 0);
+    const unsigned kRounds = 30000;  // about 450 KB, several 64 KB windows
+    for (unsigned i = 0; i < kRounds; ++i)
+    {
+        out << static_cast<char>(i) << static_cast<short>(i * 3) << i * 7u << static_cast<long long>(i) * -11;
+        if (i == kRounds / 2) out << KrString("middle");
+    }
+    const unsigned long long total = out.GetPosition();
+    unsigned char* pBuffer = nullptr;
+    unsigned int nSize = 0;
+    out.TakeBuffer(pBuffer, nSize);
+
+    KrMemoryStream in;
+    in.Open(KrStreamLoad, static_cast<unsigned int>(total), pBuffer);
+    unsigned long long expected = 0;
+    for (unsigned i = 0; i < kRounds; ++i)
+    {
+        char c = 0;
+        short s = 0;
+        unsigned int u = 0;
+        long long ll = 0;
+        in >> c >> s >> u >> ll;
+        expected += 15;
+        if (c != static_cast<char>(i) || s != static_cast<short>(i * 3) || u != i * 7u ||
+            ll != static_cast<long long>(i) * -11 || in.GetPosition() != expected)
+        {
+            ADD_FAILURE() << "round " << i << " position " << in.GetPosition();
+            break;
+        }
+        if (i == kRounds / 2)
+        {
+            KrString text;
+            in >> text;
+            EXPECT_EQ(text, "middle");
+            expected += 4 + 6;
+        }
+    }
+    EXPECT_EQ(in.GetStatus(), KrStreamOK);
+    EXPECT_EQ(in.GetLength(), total);
+    in.Close();
+    void* block = pBuffer;
+    krfree(&block);
+}

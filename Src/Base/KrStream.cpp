@@ -19,10 +19,7 @@ const bool g_bSwapBytes = krisbigendian();
 // count costs memory only as fast as data really arrives.
 constexpr size_t kStringChunk = 64 * 1024;
 
-constexpr unsigned int clampToUInt(size_t n)
-{
-    return n > UINT_MAX ? UINT_MAX : static_cast<unsigned int>(n);
-}
+constexpr unsigned int clampToUInt(size_t n) { return n > UINT_MAX ? UINT_MAX : static_cast<unsigned int>(n); }
 
 void reverseEach(unsigned char* p, size_t nBytes, unsigned int nElement)
 {
@@ -31,10 +28,7 @@ void reverseEach(unsigned char* p, size_t nBytes, unsigned int nElement)
 }
 }  // namespace
 
-KrStream::~KrStream()
-{
-    freeOwnedBuffer();
-}
+KrStream::~KrStream() { freeOwnedBuffer(); }
 
 void KrStream::freeOwnedBuffer()
 {
@@ -134,14 +128,10 @@ void KrStream::SetSpace(unsigned int nSize)
     m_pWrite = m_pBufBegin + (block != nullptr ? writeOffset : 0);
     // Added bytes can be loaded in the other directions: make them zero, as Open's are. A
     // plain save fills them through the write cursor and skips this cost.
-    if (nSize > nOldSize && m_nDirection != KrStreamSave)
-        std::memset(m_pBufBegin + nOldSize, 0, nSize - nOldSize);
+    if (nSize > nOldSize && m_nDirection != KrStreamSave) std::memset(m_pBufBegin + nOldSize, 0, nSize - nOldSize);
 }
 
-unsigned char KrStream::SwapBytes() const
-{
-    return g_bSwapBytes ? 1 : 0;
-}
+unsigned char KrStream::SwapBytes() const { return g_bSwapBytes ? 1 : 0; }
 
 unsigned int KrStream::WriteBuffer(unsigned int)
 {
@@ -158,15 +148,9 @@ unsigned int KrStream::ReadBuffer(unsigned int)
 
 void KrStream::SetSignLoadSave(int) {}
 
-size_t KrStream::SaveDirect(const unsigned char*, size_t)
-{
-    return 0;
-}
+size_t KrStream::SaveDirect(const unsigned char*, size_t) { return 0; }
 
-size_t KrStream::LoadDirect(unsigned char*, size_t)
-{
-    return 0;
-}
+size_t KrStream::LoadDirect(unsigned char*, size_t) { return 0; }
 
 bool KrStream::canPassThrough(size_t nBytes, unsigned int nElement) const
 {
@@ -198,18 +182,12 @@ unsigned char* KrStream::takeForLoad(unsigned int nBytes)
     m_nPosition += nBytes;
     // Direction 3 switches the buffer between saving and loading before every value, and a
     // refill at the end of a file may deliver bytes with status 1: those loads stay checked.
-    if (m_nDirection != KrStreamLoadSave && m_nStatus == KrStreamOK) startFastLoads();
+    if (m_nDirection != KrStreamLoadSave && m_nStatus == KrStreamOK)
+    {
+        m_pFastLoadEnd = m_pWrite;
+        m_pPositionMark = m_pRead;
+    }
     return pSource;
-}
-
-void KrStream::startFastLoads()
-{
-    const size_t nWindow = std::min<size_t>(static_cast<size_t>(m_pWrite - m_pRead), 0xFFFF);
-    const uint64_t nCursor = reinterpret_cast<uintptr_t>(m_pRead);
-    // A buffer beyond 2^48 (never handed out by today's systems) simply keeps every check.
-    if ((nCursor + nWindow) > kFastCursorMask) return;
-    m_nFastLoad = nCursor | uint64_t(nWindow) << kFastCountShift;
-    m_pPositionMark = m_pRead;
 }
 
 bool KrStream::refill(unsigned int nBytes)
@@ -339,7 +317,6 @@ KrStream& operator>>(KrStream& stream, KrString& text)
 {
     unsigned int nCount = 0;
     stream >> nCount;
-    stream.settleLoads();
     if (stream.m_nStatus != KrStreamOK) return stream;
     text.clear();
     try
@@ -362,8 +339,7 @@ KrStream& operator>>(KrStream& stream, KrString& text)
 
 KrStream& operator<<(KrStream& stream, const KrStringUCS2LE& text)
 {
-    const unsigned int nUnits =
-        text.GetSize() > 0 ? static_cast<unsigned int>(text.GetSize() - 1) : 0;
+    const unsigned int nUnits = text.GetSize() > 0 ? static_cast<unsigned int>(text.GetSize() - 1) : 0;
     stream << nUnits * 2u;
     stream.Save(reinterpret_cast<const unsigned char*>(text.GetData()), nUnits * 2u);
     return stream;
@@ -373,7 +349,6 @@ KrStream& operator>>(KrStream& stream, KrStringUCS2LE& text)
 {
     unsigned int nCount = 0;
     stream >> nCount;
-    stream.settleLoads();
     if (stream.m_nStatus != KrStreamOK) return stream;
     // Room for nBytes plus the terminating zero unit.
     const auto unitsFor = [](size_t nBytes) { return static_cast<int>(nBytes / 2 + 1); };
@@ -392,8 +367,7 @@ KrStream& operator>>(KrStream& stream, KrStringUCS2LE& text)
                 break;
             }
             text.SetSize(unitsFor(nLoaded + nStep));
-            nLoaded += stream.loadRun(reinterpret_cast<unsigned char*>(text.GetData()) + nLoaded,
-                                      nStep, 1);
+            nLoaded += stream.loadRun(reinterpret_cast<unsigned char*>(text.GetData()) + nLoaded, nStep, 1);
         }
         // Drop units that no byte reached; a unit half-filled by an odd count is kept.
         text.SetSize(unitsFor(nLoaded));
