@@ -182,12 +182,18 @@ unsigned char* KrStream::takeForLoad(unsigned int nBytes)
     m_nPosition += nBytes;
     // Direction 3 switches the buffer between saving and loading before every value, and a
     // refill at the end of a file may deliver bytes with status 1: those loads stay checked.
-    if (m_nDirection != KrStreamLoadSave && m_nStatus == KrStreamOK)
-    {
-        m_pFastLoadEnd = m_pWrite;
-        m_pPositionMark = m_pRead;
-    }
+    if (m_nDirection != KrStreamLoadSave && m_nStatus == KrStreamOK) startFastLoads();
     return pSource;
+}
+
+void KrStream::startFastLoads()
+{
+    const size_t nWindow = std::min<size_t>(static_cast<size_t>(m_pWrite - m_pRead), 0xFFFF);
+    const uint64_t nCursor = reinterpret_cast<uintptr_t>(m_pRead);
+    // A buffer beyond 2^48 (never handed out by today's systems) simply keeps every check.
+    if ((nCursor + nWindow) > kFastCursorMask) return;
+    m_nFastLoad = nCursor | uint64_t(nWindow) << kFastCountShift;
+    m_pPositionMark = m_pRead;
 }
 
 bool KrStream::refill(unsigned int nBytes)
@@ -317,6 +323,7 @@ KrStream& operator>>(KrStream& stream, KrString& text)
 {
     unsigned int nCount = 0;
     stream >> nCount;
+    stream.settleLoads();
     if (stream.m_nStatus != KrStreamOK) return stream;
     text.clear();
     try
@@ -349,6 +356,7 @@ KrStream& operator>>(KrStream& stream, KrStringUCS2LE& text)
 {
     unsigned int nCount = 0;
     stream >> nCount;
+    stream.settleLoads();
     if (stream.m_nStatus != KrStreamOK) return stream;
     // Room for nBytes plus the terminating zero unit.
     const auto unitsFor = [](size_t nBytes) { return static_cast<int>(nBytes / 2 + 1); };
