@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 
 #include "Base/KrCore.h"
 #include "Base/KrMarkup.h"
+#include "Base/KrStyle.h"
 
 namespace KRN
 {
@@ -51,39 +50,6 @@ unsigned char scaled(unsigned char value, double ratio)
 {
     const double v = std::floor(value * ratio + 0.5);
     return static_cast<unsigned char>(std::clamp(v, 0.0, 255.0));
-}
-
-KrString rgbText(unsigned int color)
-{
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "RGB(%d,%d,%d)", KrREDVAL(color), KrGREENVAL(color),
-                  KrBLUEVAL(color));
-    return KrString(buffer);
-}
-
-// strtol: leading blanks, a sign, the leading digits; 0 for none. The channel keeps the low
-// eight bits.
-unsigned char channelOf(const KrString& text, size_t first, size_t last)
-{
-    if (first >= last || first >= text.size()) return 0;
-    const std::string piece = text.substr(first, last - first);
-    return static_cast<unsigned char>(std::strtol(piece.c_str(), nullptr, 10));
-}
-
-// "RGB(r,g,b)" (or "rgb(...)"): the first four characters are taken as the prefix and the last
-// as the closing parenthesis. A text without the prefix is a decimal colour word.
-unsigned int colorFromText(const KrString& text)
-{
-    if (text.find("RGB") == std::string::npos && text.find("rgb") == std::string::npos)
-        return static_cast<unsigned int>(std::strtoll(text.c_str(), nullptr, 10));
-    const size_t none = std::string::npos;
-    const size_t c1 = text.find(',');
-    const size_t c2 = c1 == none ? none : text.find(',', c1 + 1);
-    const size_t end = text.empty() ? 0 : text.size() - 1;
-    const unsigned char red = channelOf(text, 4, c1 == none ? 0 : c1);
-    const unsigned char green = c1 == none || c2 == none ? 0 : channelOf(text, c1 + 1, c2);
-    const unsigned char blue = c2 == none ? 0 : channelOf(text, c2 + 1, end);
-    return KrRGB(red, green, blue);
 }
 
 KrString fixed10(double value)
@@ -329,7 +295,7 @@ KrString KrColorTable::ToXML(int version, const KrString& tag) const
     markup.AddElem(tag.IsEmpty() ? kRootName : tag.Cstr());
     markup.AddChildElem("pml:MaxZValue", fixed10(m_dZCeiling));
     markup.AddChildElem("pml:MinZValue", fixed10(m_dZFloor));
-    for (const unsigned int color : m_clrLand) markup.AddChildElem("pml:Color", rgbText(color));
+    for (const unsigned int color : m_clrLand) markup.AddChildElem("pml:Color", KrStyle::ConvertRGBColor(color));
     return markup.GetDoc();
 }
 
@@ -348,7 +314,7 @@ unsigned char KrColorTable::FromXML(const KrString& xml, int version)
     if (markup.FindChildElem("pml:Color"))
     {
         m_clrLand.RemoveAll();
-        do m_clrLand.Add(colorFromText(markup.GetChildData()));
+        do m_clrLand.Add(KrStyle::ConvertRGBColor(markup.GetChildData()));
         while (markup.FindChildElem("pml:Color"));
     }
     updateSteps();
