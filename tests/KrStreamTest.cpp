@@ -101,6 +101,27 @@ TEST(KrStreamTest, OddUcs2CountGetsATerminatingUnit)
     EXPECT_EQ(units(text), (std::vector<unsigned short>{'A', 'B', 0}));
 }
 
+TEST(KrStreamTest, ShortStringLoadLeavesTheClaimedSizeAndStopsLaterLoads)
+{
+    const unsigned char bytes[] = {5, 0, 0, 0, 'a', 'b'};
+    KrMemoryStream in;
+    in.Open(KrStreamLoad, sizeof bytes, const_cast<unsigned char*>(bytes));
+    KrString text;
+    in >> text;
+    EXPECT_EQ(in.GetStatus(), KrStreamLoadError);
+    EXPECT_EQ(text, std::string("ab\0\0\0", 5));
+    int later = 7;
+    in >> later;
+    EXPECT_EQ(later, 7);
+
+    in.Close();
+    in.Open(KrStreamLoad, sizeof bytes, const_cast<unsigned char*>(bytes));
+    KrStringUCS2LE wide;
+    in >> wide;
+    EXPECT_EQ(in.GetStatus(), KrStreamLoadError);
+    EXPECT_EQ(units(wide), (std::vector<unsigned short>{'a' | 'b' << 8, 0, 0})) << "5 / 2 + 1 units";
+}
+
 TEST(KrStreamTest, HostileStringCountEndsWithStatus1WithoutAllocatingTheCount)
 {
     unsigned char bytes[10] = {0xFF, 0xFF, 0xFF, 0xFF, 'a', 'b', 'c', 'd', 'e', 'f'};

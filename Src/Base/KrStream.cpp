@@ -317,6 +317,11 @@ size_t nextStringStep(size_t nRemaining, size_t nBuffered)
 {
     return std::min(nRemaining, std::max(kStringChunk, nBuffered));
 }
+
+// A string load that runs out of data leaves the string at the claimed size, the missing bytes
+// zero, as readers of the format expect. A claim beyond this keeps only the bytes that arrived,
+// so a hostile count costs no memory.
+constexpr size_t kShortStringFill = 16u << 20;
 }  // namespace
 
 KrStream& operator>>(KrStream& stream, KrString& text)
@@ -336,6 +341,8 @@ KrStream& operator>>(KrStream& stream, KrString& text)
             nLoaded += stream.loadRun(text.data() + nLoaded, text.size() - nLoaded, 1);
         }
         text.resize(nLoaded);
+        if (nLoaded < nCount && stream.m_nStatus == KrStreamLoadError && nCount <= kShortStringFill)
+            text.resize(nCount, '\0');
     }
     catch (const std::bad_alloc&)
     {
@@ -379,7 +386,10 @@ KrStream& operator>>(KrStream& stream, KrStringUCS2LE& text)
         }
         // Drop units that no byte reached; a unit half-filled by an odd count is kept.
         text.SetSize(unitsFor(nLoaded));
-        if (text[text.GetSize() - 1] != 0) text.Add(0);
+        if (nLoaded < nCount && stream.m_nStatus == KrStreamLoadError && nCount <= kShortStringFill)
+            text.SetSize(unitsFor(nCount));  // the added units are zero
+        else if (text[text.GetSize() - 1] != 0)
+            text.Add(0);
     }
     catch (const std::bad_alloc&)
     {
