@@ -189,10 +189,9 @@ TEST(KrErrorObjTest, GetAtReadsTheRingModuloItsCapacity)
     errors.SetCapacity(3);
     for (int code = 1; code <= 4; ++code) pushError(code, "e", code);
     // index, code: the latest first, indexes taken round the three slots
-    const std::vector<std::pair<int, unsigned int>> rows = {
-        {0, 4}, {1, 3}, {2, 2}, {3, 4}, {4, 3}, {-1, 2}, {-3, 4}, {300, 4}};
-    for (const auto& [index, code] : rows)
-        EXPECT_EQ(errors.GetAt(index).nErrorCode, code) << index;
+    const std::vector<std::pair<int, unsigned int>> rows = {{0, 4}, {1, 3},  {2, 2},  {3, 4},
+                                                            {4, 3}, {-1, 2}, {-3, 4}, {300, 4}};
+    for (const auto& [index, code] : rows) EXPECT_EQ(errors.GetAt(index).nErrorCode, code) << index;
 
     errors.SetCapacity(0);
     EXPECT_EQ(errors.GetAt(5).nCodeLine, -1);
