@@ -180,3 +180,20 @@ TEST(KrErrorObjTest, ExceptionRecordsItselfAtDebugLevel)
     EXPECT_FALSE(quiet.GetErrorInfo().strMessage.IsEmpty());  // the resource text
     EXPECT_EQ(log.Query(debugOnly, items), 2);
 }
+
+TEST(KrErrorObjTest, GetAtReadsTheRingModuloItsCapacity)
+{
+    LogSandbox sandbox;
+    ASSERT_TRUE(sandbox.log().Open(KrLogFile::ModeMemory));
+    KrErrorObj& errors = KrErrorObj::GetInstance();
+    errors.SetCapacity(3);
+    for (int code = 1; code <= 4; ++code) pushError(code, "e", code);
+    // index, code: the latest first, indexes taken round the three slots
+    const std::vector<std::pair<int, unsigned int>> rows = {{0, 4}, {1, 3},  {2, 2},  {3, 4},
+                                                            {4, 3}, {-1, 2}, {-3, 4}, {300, 4}};
+    for (const auto& [index, code] : rows) EXPECT_EQ(errors.GetAt(index).nErrorCode, code) << index;
+
+    errors.SetCapacity(0);
+    EXPECT_EQ(errors.GetAt(5).nCodeLine, -1);
+    EXPECT_EQ(errors.GetCapacity(), 1);  // an empty ring grows to one default slot
+}

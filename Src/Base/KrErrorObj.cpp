@@ -86,7 +86,6 @@ KrErrorObj::ErrorInfo KrErrorObj::GetAt(int nIndex)
 {
     StackAccess access;
     KrContainer<ErrorInfo>& errors = access.stack();
-    if (nIndex < 0 || nIndex >= errors.GetCapacity()) return ErrorInfo();
     return errors[nIndex];
 }
 

@@ -40,7 +40,10 @@ public:
     int GetCapacity() const;
     // New slots hold default entries.
     void SetCapacity(int nCapacity);
-    // Index 0 is the latest entry. Indexes past the filled part give default entries.
+    // Index 0 is the latest entry, 1 the one before it. The index is taken round the ring
+    // (modulo the capacity) with no other bounds test: keep it within [0, GetCount()), since
+    // slots past the filled part hold default or overwritten entries. An empty ring first
+    // grows to one default slot.
     ErrorInfo GetAt(int nIndex);
     // The latest entry, or with currentThreadOnly the latest raised by the calling thread (a
     // default entry when there is none). Records carry their thread id only while the log
