@@ -231,8 +231,14 @@ TEST(KrLogFileTest, MessagesAreWrittenAsTextNeverAsFormats)
     ASSERT_TRUE(log.RecordLog(KrLogFile::LogInfo, 1, KrString(withNul), "f", 3));
     const std::string big(1 << 20, 'x');
     ASSERT_TRUE(log.RecordLog(KrLogFile::LogInfo, 1, big.c_str(), "f", 3));
+    // Tokens are replaced one after another: those a message brings in for later steps are
+    // replaced too (no thread id is taken when the format has none), the earlier ones stay.
     EXPECT_EQ(readFile(sandbox.path("m.log")),
-              std::string("<") + message + "|%n%s>\r\n<before|f>\r\n<" + big + "|f>\r\n");
+              std::string("<%s %n %d %DATETIME 0 3 %%|%n%s>\r\n<before|f>\r\n<") + big + "|f>\r\n");
+    log.SetLogFormat("%THR%MSGEADID|%LEVEL");
+    ASSERT_TRUE(log.RecordLog(KrLogFile::LogInfo, 1, "", "f", 3));
+    const std::string all = readFile(sandbox.path("m.log"));
+    EXPECT_EQ(all.substr(all.rfind("|f>\r\n") + 5), "0|info\r\n");
 }
 
 TEST(KrLogFileTest, GeneratedNamesCarryPrefixProcessIdAndHour)

@@ -184,6 +184,7 @@ struct KrLogFile::Impl
     KrString strLogFormat = kDefaultFormat;
     std::vector<Piece> pieces = compileFormat(kDefaultFormat);
     bool bFormatHasThreadId = true;
+    bool bLiteralMayJoinValue = false;  // see mayBringInTokens
     KrString strDateTimeFormat = kDefaultDateTimeFormat;
     bool bSaveToPhysical = true;
     bool bFilterRepeat = true;
@@ -226,6 +227,16 @@ struct KrLogFile::Impl
         strLogFormat = format;
         pieces = compileFormat(format);
         bFormatHasThreadId = format.Find("%THREADID") >= 0;
+        // A "%" among the last characters of a literal may start a token that a replacement
+        // completes, even an empty one ("%THR" + "" + "EADID").
+        bLiteralMayJoinValue = false;
+        for (size_t i = 0; i + 1 < pieces.size(); ++i)
+        {
+            const std::string& text = pieces[i].text;
+            if (pieces[i].token == Token::Literal &&
+                text.find('%', text.size() > 9 ? text.size() - 9 : 0) != std::string::npos)
+                bLiteralMayJoinValue = true;
+        }
     }
 
     void applyLevel(int level)
@@ -521,8 +532,49 @@ struct KrLogFile::Impl
         return false;
     }
 
+    // The tokens are replaced one after another in the order of kTokens, so a token that a
+    // replacement brings in (a message holding "%THREADID", or "%THR" + an empty message +
+    // "EADID" in the format) is replaced by a later step. The compiled pieces give the same text in
+    // one pass whenever no replacement can bring one in, which is every ordinary record.
+    bool mayBringInTokens() const
+    {
+        const auto hasPercent = [](const std::string& text) { return text.find('%') != std::string::npos; };
+        return bLiteralMayJoinValue || hasPercent(cachedDateTime) || hasPercent(item.m_strMessage) ||
+               hasPercent(item.m_strCodeFile);
+    }
+
+    void buildTextStepByStep()
+    {
+        std::string text = strLogFormat;
+        const auto replaceAll = [&text](const char* token, size_t length, const std::string& value)
+        {
+            for (size_t at = text.find(token); at != std::string::npos; at = text.find(token, at + value.size()))
+                text.replace(at, length, value);
+        };
+        std::string number;
+        const auto decimalText = [&number](long long value) -> const std::string&
+        {
+            number.clear();
+            appendDecimal(number, value);
+            return number;
+        };
+        replaceAll("%DATETIME", 9, cachedDateTime);
+        replaceAll("%TIMESPAN", 9, decimalText(item.m_nTimeSpan));
+        replaceAll("%LEVEL", 6, GetLevelAsString(item.m_nLevel).Cstr());
+        replaceAll("%MSG", 4, item.m_strMessage);
+        replaceAll("%THREADID", 9, decimalText(item.m_nThreadID));
+        replaceAll("%CODEFILE", 9, item.m_strCodeFile);
+        replaceAll("%CODELINE", 9, decimalText(item.m_nCodeLine));
+        line = std::move(text);
+    }
+
     void buildText()
     {
+        if (mayBringInTokens())
+        {
+            buildTextStepByStep();
+            return;
+        }
         line.clear();
         for (const Piece& piece : pieces)
         {
