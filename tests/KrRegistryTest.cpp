@@ -13,6 +13,7 @@
 
 #include "Base/ZoBase.h"
 #include "ScopedEnvironment.h"
+#include "ScratchDir.h"
 
 using namespace KRN;
 namespace fs = std::filesystem;
@@ -23,26 +24,17 @@ namespace
 class KrRegistryTest : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        m_dir = fs::temp_directory_path() /
-                ("zobase-registry-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "-" +
-                 ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(m_dir);
-        fs::create_directories(m_dir);
-    }
-    void TearDown() override { fs::remove_all(m_dir); }
-
     KrString write(const std::string& name, const std::string& text) const
     {
-        std::ofstream(m_dir / name, std::ios::binary) << text;
+        writeFile(m_dir / name, text);
         return (m_dir / name).string().c_str();
     }
     KrString dir() const { return (m_dir.string() + "/").c_str(); }
     // Points the configuration lookup at directory for the rest of the test.
     void configDir(const char* directory) { m_environment.Set("KRN_CONFIG_DIR", directory); }
 
-    fs::path m_dir;
+    ScratchDir m_scratch;
+    const fs::path m_dir = m_scratch.root();
     ScopedEnvironment m_environment;
 };
 
@@ -153,10 +145,7 @@ TEST_F(KrRegistryTest, SaveThenLoadGivesTheSameTables)
     EXPECT_EQ(entries(loaded.SubReg("nested").Obj("inner")), entries(original.SubReg("nested").Obj("inner")));
     for (const char* name : {"more", "abs"}) EXPECT_EQ(loaded.GetSubFileName(name), original.GetSubFileName(name));
 
-    std::ifstream in((m_dir / "saved.xml").string());
-    std::string head;
-    std::getline(in, head);
-    EXPECT_EQ(head.rfind("<?xml version=\"1.0\"", 0), 0u) << head;
+    EXPECT_EQ(readFile(m_dir / "saved.xml").rfind("<?xml version=\"1.0\"", 0), 0u);
 
     KrRegistry unnamed;
     EXPECT_EQ(unnamed.Save(), 0);
