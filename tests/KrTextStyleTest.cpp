@@ -148,9 +148,6 @@ TEST(KrTextStyleTest, EqualityComparesHeightWithToleranceAndTheRestExactly)
             EXPECT_EQ(base.GetHashCode(), other.GetHashCode()) << i;
         }
     }
-    KrTextStyle copy(sampleStyle());
-    EXPECT_TRUE(copy == sampleStyle());
-    EXPECT_EQ(copy.GetHashCode(), sampleStyle().GetHashCode());
 }
 
 TEST(KrTextStyleTest, DefaultAndSampleStylesInBothDialects)
