@@ -3,7 +3,6 @@
 #include <random>
 #include <string>
 #include <tuple>
-#include <vector>
 
 #include "Base/KrMarkupProbe.h"
 #include "Base/ZoBase.h"

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <vector>
 
