@@ -31,8 +31,6 @@ class LogSandbox
 public:
     LogSandbox() { reset(); }
     ~LogSandbox() { reset(); }
-    LogSandbox(const LogSandbox&) = delete;
-    LogSandbox& operator=(const LogSandbox&) = delete;
 
     KRN::KrLogFile& log() { return KRN::KrLogFile::GetInstance(true); }
     std::string dir() const { return m_scratch.root().string(); }
