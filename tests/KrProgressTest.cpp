@@ -248,8 +248,9 @@ TEST_F(KrProgressTest, ResourceFormsFormatTheLoadedText)
 {
     const ScratchDir scratch;
     const std::string file = scratch.path("resource.xml");
-    writeFile(file, "<r><section beginid=\"7100\"><res>Step %d of %s</res>"
-                    "<res>%s done</res></section></r>");
+    writeFile(file,
+              "<r><section beginid=\"7100\"><res>Step %d of %s</res>"
+              "<res>%s done</res></section></r>");
     const KrString previous = KrRegistry::Root().GetSubFileName("resource");
     KrRegistry::Root().SetExternal("resource", file.c_str());
 
