@@ -257,28 +257,3 @@ TEST(KrColorsetTest, SaveWritesBareWordsWithoutAlphaAndLoadNeedsTheSize)
     EXPECT_EQ(tooMany[1], 0xFFFFFFu);
     EXPECT_EQ(tooMany[4], 0u);
 }
-
-TEST(KrColorsetTest, SaveLoadRoundTripKeepsColoursWithoutAlpha)
-{
-    std::mt19937 random(11);
-    for (int round = 0; round < 50; ++round)
-    {
-        KrColorset set;
-        const int n = static_cast<int>(random() % 200);
-        for (int i = 0; i < n; ++i) set.Add(random());
-        KrMemoryStream out;
-        out.Open(KrStreamSave, 16);
-        out << n;
-        set.Save(out);
-        KrMemoryStream in;
-        in.Open(KrStreamLoad, static_cast<unsigned int>(out.GetPosition()), out.GetData());
-        int count = 0;
-        in >> count;
-        KrColorset back;
-        back.SetColorSize(count);
-        back.Load(in);
-        ASSERT_EQ(in.GetStatus(), KrStreamOK);
-        for (unsigned int& c : set) c &= 0xFFFFFF;  // the alpha byte does not survive
-        EXPECT_EQ(colorsOf(back), colorsOf(set));
-    }
-}

@@ -2,14 +2,12 @@
 
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <random>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "Base/ZoBase.h"
+#include "ScratchDir.h"
 
 using namespace KRN;
 
@@ -19,26 +17,11 @@ namespace
 class KrFileStreamTest : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        m_dir = std::filesystem::temp_directory_path() /
-                ("KrFileStreamTest-" + std::to_string(std::random_device()()));
-        std::filesystem::create_directories(m_dir);
-    }
-    void TearDown() override { std::filesystem::remove_all(m_dir); }
+    std::string path(const char* name) const { return m_scratch.path(name); }
+    void write(const char* name, const std::string& bytes) const { writeFile(path(name), bytes); }
+    std::string read(const char* name) const { return readFile(path(name)); }
 
-    std::string path(const char* name) const { return (m_dir / name).string(); }
-    void write(const char* name, const std::string& bytes) const
-    {
-        std::ofstream(path(name), std::ios::binary) << bytes;
-    }
-    std::string read(const char* name) const
-    {
-        std::ifstream in(path(name), std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    }
-
-    std::filesystem::path m_dir;
+    ScratchDir m_scratch;
 };
 
 // A record whose values straddle the cache boundaries of the small caches used below (a cache

@@ -21,7 +21,6 @@
 
 using namespace KRN;
 using KrLogTest::LogSandbox;
-using KrLogTest::readFile;
 using KrLogTest::splitOn;
 namespace fs = std::filesystem;
 
@@ -70,6 +69,14 @@ std::vector<std::string> xmlDescriptions(const std::string& path)
     }
     return messages;
 }
+
+// Every test starts from a closed log with its defaults, in a fresh directory.
+class KrLogFileTest : public ::testing::Test
+{
+protected:
+    LogSandbox sandbox;
+    KrLogFile& log = sandbox.log();
+};
 
 KrRegistry settingsRegistry(const std::string& entries)
 {
@@ -137,10 +144,8 @@ TEST(KrLogFileConversions, NewPeriodByIntervalAndWeekAcrossTheYearEnd)
         KrLogFile::IsNewPeriod(KrLogFile::IntervalWeek, KrTime(2024, 3, 1), KrTime(2024, 3, 8)), 1);
 }
 
-TEST(KrLogFileTest, SetLevelDeletesTokensButKeepsTheirLabels)
+TEST_F(KrLogFileTest, SetLevelDeletesTokensButKeepsTheirLabels)
 {
-    LogSandbox sandbox;
-    KrLogFile& log = sandbox.log();
     log.SetLevel(KrLogFile::LogWarning);
     EXPECT_EQ(log.GetLogFormat(),
               "%DATETIME [%TIMESPAN] (%LEVEL) |  %MSG \r\nThreadID: \r\nCodeFile: \r\nCodeLine:");
@@ -151,10 +156,8 @@ TEST(KrLogFileTest, SetLevelDeletesTokensButKeepsTheirLabels)
               "\r\nCodeLine:");
 }
 
-TEST(KrLogFileTest, TextRecordFollowsTheDefaultTemplate)
+TEST_F(KrLogFileTest, TextRecordFollowsTheDefaultTemplate)
 {
-    LogSandbox sandbox;
-    KrLogFile& log = sandbox.log();
     ASSERT_TRUE(log.Open(sandbox.path("a.log").c_str(), 0, KrLogFile::ModeText));
     const std::string before = strftimeNow("%Y-%m-%d %H:%M:%S");
     ASSERT_TRUE(log.RecordLog(KrLogFile::LogError, 11023, "cannot open", "map.cpp", 12));
@@ -169,7 +172,7 @@ TEST(KrLogFileTest, TextRecordFollowsTheDefaultTemplate)
     EXPECT_TRUE(text.compare(0, 19, before) == 0 || text.compare(0, 19, after) == 0) << text;
 }
 
-TEST(KrLogFileTest, ThresholdPassesErrorsAndFatalsToTheErrorStackAlways)
+TEST_F(KrLogFileTest, ThresholdPassesErrorsAndFatalsToTheErrorStackAlways)
 {
     // threshold, level, accepted, pushed onto the error stack
     const std::vector<std::tuple<int, int, int, int>> rows = {
@@ -179,21 +182,18 @@ TEST(KrLogFileTest, ThresholdPassesErrorsAndFatalsToTheErrorStackAlways)
     for (const auto& [threshold, level, accepted, pushed] : rows)
     {
         SCOPED_TRACE(std::to_string(threshold) + " " + std::to_string(level));
-        LogSandbox sandbox;
-        KrLogFile& log = sandbox.log();
-        ASSERT_TRUE(log.Open(sandbox.path("t.log").c_str(), 0, KrLogFile::ModeText));
+        const LogSandbox fresh;
+        ASSERT_TRUE(log.Open(fresh.path("t.log").c_str(), 0, KrLogFile::ModeText));
         log.SetLevel(static_cast<KrLogFile::LogLevelType>(threshold));
         EXPECT_EQ(log.RecordLog(static_cast<KrLogFile::LogLevelType>(level), 7, "m", "f", 1),
                   accepted);
         EXPECT_EQ(KrErrorObj::GetInstance().GetCount(), pushed);
-        EXPECT_EQ(readFile(sandbox.path("t.log")).empty(), accepted == 0);
+        EXPECT_EQ(readFile(fresh.path("t.log")).empty(), accepted == 0);
     }
 }
 
-TEST(KrLogFileTest, RepetitionFilterDropsTheSixthOccurrenceUntilAThousandOthersPass)
+TEST_F(KrLogFileTest, RepetitionFilterDropsTheSixthOccurrenceUntilAThousandOthersPass)
 {
-    LogSandbox sandbox;
-    KrLogFile& log = sandbox.log();
     ASSERT_TRUE(log.Open(KrLogFile::ModeMemory));
     EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 1, "same", "f", 1));
     EXPECT_FALSE(log.RecordLog(KrLogFile::LogInfo, 1, "same", "f", 2));  // the previous record
@@ -217,10 +217,8 @@ TEST(KrLogFileTest, RepetitionFilterDropsTheSixthOccurrenceUntilAThousandOthersP
     EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 9, "B", "f", 1));
 }
 
-TEST(KrLogFileTest, MessagesAreWrittenAsTextNeverAsFormats)
+TEST_F(KrLogFileTest, MessagesAreWrittenAsTextNeverAsFormats)
 {
-    LogSandbox sandbox;
-    KrLogFile& log = sandbox.log();
     ASSERT_TRUE(log.Open(sandbox.path("m.log").c_str(), 0, KrLogFile::ModeText));
     log.SetLogFormat("<%MSG|%CODEFILE>");
     const char* message = "%s %n %d %DATETIME %THREADID %CODELINE %%";
@@ -241,10 +239,8 @@ TEST(KrLogFileTest, MessagesAreWrittenAsTextNeverAsFormats)
     EXPECT_EQ(all.substr(all.rfind("|f>\r\n") + 5), "0|info\r\n");
 }
 
-TEST(KrLogFileTest, GeneratedNamesCarryPrefixProcessIdAndHour)
+TEST_F(KrLogFileTest, GeneratedNamesCarryPrefixProcessIdAndHour)
 {
-    LogSandbox sandbox;
-    KrLogFile& log = sandbox.log();
     const std::string pid = std::to_string(::getpid());
     ASSERT_TRUE(log.Open((sandbox.dir() + "//").c_str(), "Run", KrLogFile::IntervalNone,
                          KrLogFile::ModeText, 0));
@@ -265,10 +261,8 @@ TEST(KrLogFileTest, GeneratedNamesCarryPrefixProcessIdAndHour)
     EXPECT_EQ(fs::path(log.GetFileName().Cstr()).parent_path(), fs::path(sandbox.dir()));
 }
 
-TEST(KrLogFileTest, XmlLogStaysWellFormedAfterEveryRecordAndEveryReopen)
+TEST_F(KrLogFileTest, XmlLogStaysWellFormedAfterEveryRecordAndEveryReopen)
 {
-    LogSandbox sandbox;
-    KrLogFile& log = sandbox.log();
     const std::string path = sandbox.path("x.xml");
     std::vector<std::string> expected;
     for (int round = 0; round < 3; ++round)
@@ -291,10 +285,8 @@ TEST(KrLogFileTest, XmlLogStaysWellFormedAfterEveryRecordAndEveryReopen)
     EXPECT_EQ(xmlDescriptions(path), std::vector<std::string>{});
 }
 
-TEST(KrLogFileTest, XmlFileHeaderSchemaAndStylesheetAreExact)
+TEST_F(KrLogFileTest, XmlFileHeaderSchemaAndStylesheetAreExact)
 {
-    LogSandbox sandbox;
-    KrLogFile& log = sandbox.log();
     ASSERT_TRUE(log.Open(sandbox.path("Day.log").c_str(), 0, KrLogFile::ModeXML));
     EXPECT_EQ(readFile(sandbox.path("Day.xml")),
               KrToolkit::GetXmlFileHeader() +
@@ -348,10 +340,8 @@ TEST(KrLogFileTest, XmlFileHeaderSchemaAndStylesheetAreExact)
                                                   "CodeFile=", "CodeLine=31"}));
 }
 
-TEST(KrLogFileTest, RollingTextFileWritesAtOffsetZeroOncePastTheLimit)
+TEST_F(KrLogFileTest, RollingTextFileWritesAtOffsetZeroOncePastTheLimit)
 {
-    LogSandbox sandbox;
-    KrLogFile& log = sandbox.log();
     ASSERT_TRUE(log.Open(sandbox.path("r.log").c_str(), 0, KrLogFile::ModeText));
     log.SetLogFormat("%MSG");
     log.SetFileSizeLimit(1000, KrLogFile::SizeRolling);
@@ -368,10 +358,8 @@ TEST(KrLogFileTest, RollingTextFileWritesAtOffsetZeroOncePastTheLimit)
     EXPECT_EQ(text.substr(200), rest);
 }
 
-TEST(KrLogFileTest, ReOpenStartsTheSameFileEmptyAndNewFileNumbersTheNext)
+TEST_F(KrLogFileTest, ReOpenStartsTheSameFileEmptyAndNewFileNumbersTheNext)
 {
-    LogSandbox sandbox;
-    KrLogFile& log = sandbox.log();
     ASSERT_TRUE(
         log.Open(sandbox.dir().c_str(), "Log", KrLogFile::IntervalNone, KrLogFile::ModeText, 0));
     const std::string stem = sandbox.dir() + "/Log_" + std::to_string(::getpid());
@@ -391,11 +379,9 @@ TEST(KrLogFileTest, ReOpenStartsTheSameFileEmptyAndNewFileNumbersTheNext)
     EXPECT_EQ(log.GetFileName(), stem + "#3.log");
 }
 
-TEST(KrLogFileTest, NewFileNumberIsReplacedOnTheWholePath)
+TEST_F(KrLogFileTest, NewFileNumberIsReplacedOnTheWholePath)
 {
-    LogSandbox sandbox;
     fs::create_directory(sandbox.path("#1"));
-    KrLogFile& log = sandbox.log();
     ASSERT_TRUE(log.Open(sandbox.path("#1/x.log").c_str(), 0, KrLogFile::ModeText));
     log.SetLogFormat("%MSG");
     log.SetFileSizeLimit(1, KrLogFile::SizeNewFile);
@@ -470,15 +456,13 @@ std::vector<std::string> selectRows(sqlite3* db, const char* sql)
 }
 }  // namespace
 
-TEST(KrLogFileTest, DatabaseModeStoresRecordsThroughTheThreeCallbacks)
+TEST_F(KrLogFileTest, DatabaseModeStoresRecordsThroughTheThreeCallbacks)
 {
-    LogSandbox sandbox;
     Database database;
     ASSERT_EQ(sqlite3_open(sandbox.path("log.db").c_str(), &database.db), SQLITE_OK);
     KrLogFile::SetOpenCallBack(openTable);
     KrLogFile::SetWriteCallBack(writeRow);
     KrLogFile::SetCloseCallBack(closeTable);
-    KrLogFile& log = sandbox.log();
     ASSERT_TRUE(log.Open(&database, "main.log"));
     EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 11, "it's loaded", "a.cpp", 10));
     EXPECT_TRUE(log.RecordLog(KrLogFile::LogError, 12, "failed", "b.cpp", 20));
@@ -503,9 +487,8 @@ TEST(KrLogFileTest, DatabaseModeStoresRecordsThroughTheThreeCallbacks)
 
 #endif  // ZOBASE_TEST_SQLITE
 
-TEST(KrLogFileTest, KilledProcessLeavesEveryAcceptedRecordWhole)
+TEST_F(KrLogFileTest, KilledProcessLeavesEveryAcceptedRecordWhole)
 {
-    LogSandbox sandbox;
     const std::string path = sandbox.path("kill.log");
     constexpr int kRecords = 300;
     const pid_t child = ::fork();
@@ -538,10 +521,8 @@ TEST(KrLogFileTest, KilledProcessLeavesEveryAcceptedRecordWhole)
     EXPECT_EQ(records.back(), std::to_string(kRecords - 1) + "\r\n");
 }
 
-TEST(KrLogFileTest, HostileDirectoriesAndDevicesNeverCrash)
+TEST_F(KrLogFileTest, HostileDirectoriesAndDevicesNeverCrash)
 {
-    LogSandbox sandbox;
-    KrLogFile& log = sandbox.log();
     EXPECT_FALSE(log.Open(sandbox.path("missing/dir").c_str(), "Log", KrLogFile::IntervalNone,
                           KrLogFile::ModeText, 0));
     EXPECT_FALSE(log.RecordLog(KrLogFile::LogFatal, 1, "closed", "f", 1));
@@ -561,10 +542,8 @@ TEST(KrLogFileTest, HostileDirectoriesAndDevicesNeverCrash)
     EXPECT_FALSE(log.IsOpen());
 }
 
-TEST(KrLogFileTest, SettingsSectionOpensAndConfiguresTheLog)
+TEST_F(KrLogFileTest, SettingsSectionOpensAndConfiguresTheLog)
 {
-    LogSandbox sandbox;
-    KrLogFile& log = sandbox.log();
     const std::string entries =
         "<LogEnabled>TRUE</LogEnabled><StorageType>xml</StorageType>"
         "<LogLevel>Info</LogLevel><LogFormat>%MSG\\t%CODEFILE\\r\\n%THREADID</LogFormat>"
@@ -614,10 +593,8 @@ TEST(KrLogFileTest, SettingsSectionOpensAndConfiguresTheLog)
     }
 }
 
-TEST(KrLogFileTest, QueriesSelectFromTheRingLatestFirst)
+TEST_F(KrLogFileTest, QueriesSelectFromTheRingLatestFirst)
 {
-    LogSandbox sandbox;
-    KrLogFile& log = sandbox.log();
     ASSERT_TRUE(log.Open(KrLogFile::ModeMemory));
     log.SetQueryMaxNum(4);
     const char* messages[] = {"gone", "info two", "warn three", "error four", "fatal five"};
@@ -626,7 +603,7 @@ TEST(KrLogFileTest, QueriesSelectFromTheRingLatestFirst)
                                   messages[code - 1], "f", 1));
     EXPECT_EQ(log.GetRecordCount(), 4);
 
-    auto run = [&log](KrLogQueryDef query)
+    auto run = [this](KrLogQueryDef query)
     {
         KrArray<KrLogItem> items;
         log.Query(query, items);
@@ -654,9 +631,8 @@ TEST(KrLogFileTest, QueriesSelectFromTheRingLatestFirst)
     EXPECT_EQ(run(query), "");
 }
 
-TEST(KrLogFileTest, TextCallbackReceivesEachRecordWithoutLineEnd)
+TEST_F(KrLogFileTest, TextCallbackReceivesEachRecordWithoutLineEnd)
 {
-    LogSandbox sandbox;
     static std::vector<std::string> seen;
     seen.clear();
     KrLogFile::SetCallBack(
@@ -666,7 +642,6 @@ TEST(KrLogFileTest, TextCallbackReceivesEachRecordWithoutLineEnd)
             KrLogFile::GetInstance(true).RecordLog(KrLogFile::LogFatal, 2, "inside", "f",
                                                    1);  // dropped
         });
-    KrLogFile& log = sandbox.log();
     ASSERT_TRUE(log.Open(sandbox.path("cb.log").c_str(), 0, KrLogFile::ModeText));
     log.SetLogFormat("%LEVEL:%MSG:%CODELINE");
     log.RecordLog(KrLogFile::LogWarning, 1, "one", "f", 9);
@@ -676,10 +651,9 @@ TEST(KrLogFileTest, TextCallbackReceivesEachRecordWithoutLineEnd)
     EXPECT_EQ(readFile(sandbox.path("cb.log")), "warning:one:9\r\n");
 }
 
-TEST(KrLogFileTest, FailingUnZipLeavesItsMessageCodeInTheLog)
+TEST_F(KrLogFileTest, FailingUnZipLeavesItsMessageCodeInTheLog)
 {
-    LogSandbox sandbox;
-    ASSERT_TRUE(sandbox.log().Open(KrLogFile::ModeMemory));
+    ASSERT_TRUE(log.Open(KrLogFile::ModeMemory));
     const unsigned char garbage[] = {0x78, 0x9c, 0xff, 0xff, 0x00, 0x13, 0x37};
     unsigned char out[64];
     unsigned int outLength = sizeof out;
@@ -689,7 +663,7 @@ TEST(KrLogFileTest, FailingUnZipLeavesItsMessageCodeInTheLog)
     EXPECT_NE(std::string(last.strCodeFile).find("KrCompress"), std::string::npos);
     KrLogQueryDef errors;
     KrArray<KrLogItem> items;
-    ASSERT_EQ(sandbox.log().Query(errors, items), 1);
+    ASSERT_EQ(log.Query(errors, items), 1);
     EXPECT_EQ(items[0].m_nResID, 29554);
     EXPECT_EQ(items[0].m_nLevel, KrLogFile::LogError);
 }

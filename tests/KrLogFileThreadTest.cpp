@@ -48,7 +48,7 @@ TEST(KrLogFileThreadTest, EightThreadsLoseAndTearNoRecord)
             expected.insert(std::to_string(t) + ":" + std::to_string(i) + std::string(t * 7, 'p'));
 
     const std::vector<std::string> lines =
-        KrLogTest::splitOn(KrLogTest::readFile(sandbox.path("threads.log")), "\r\n");
+        KrLogTest::splitOn(readFile(sandbox.path("threads.log")), "\r\n");
     ASSERT_EQ(lines.size(), expected.size() + 1);  // the text ends with a line end
     std::set<std::string> inFile;
     for (size_t i = 0; i + 1 < lines.size(); ++i)

@@ -2,24 +2,15 @@
 // temporary directory, and puts everything back when the test ends.
 #pragma once
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "Base/KrErrorObj.h"
 #include "Base/KrLogFile.h"
+#include "ScratchDir.h"
 
 namespace KrLogTest
 {
-
-inline std::string readFile(const std::filesystem::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 // Pieces of text between separators (the last piece kept even when empty).
 inline std::vector<std::string> splitOn(const std::string& text, const std::string& separator)
@@ -33,29 +24,17 @@ inline std::vector<std::string> splitOn(const std::string& text, const std::stri
     return pieces;
 }
 
-// Closes the log with its defaults restored, callbacks cleared, in a fresh temporary directory;
-// the destructor does the same and removes the directory.
+// Closes the log with its defaults restored and callbacks cleared, in a fresh scratch directory;
+// the destructor does the same before the directory goes.
 class LogSandbox
 {
 public:
-    LogSandbox()
-    {
-        std::string pattern = (std::filesystem::temp_directory_path() / "krlogXXXXXX").string();
-        m_dir = ::mkdtemp(pattern.data()) != nullptr ? pattern : std::string();
-        reset();
-    }
-    ~LogSandbox()
-    {
-        reset();
-        std::error_code ignored;
-        if (!m_dir.empty()) std::filesystem::remove_all(m_dir, ignored);
-    }
-    LogSandbox(const LogSandbox&) = delete;
-    LogSandbox& operator=(const LogSandbox&) = delete;
+    LogSandbox() { reset(); }
+    ~LogSandbox() { reset(); }
 
     KRN::KrLogFile& log() { return KRN::KrLogFile::GetInstance(true); }
-    const std::string& dir() const { return m_dir; }
-    std::string path(const std::string& name) const { return m_dir + "/" + name; }
+    std::string dir() const { return m_scratch.root().string(); }
+    std::string path(const std::string& name) const { return m_scratch.path(name); }
 
 private:
     static void reset()
@@ -69,7 +48,7 @@ private:
         KRN::KrErrorObj::SetErrorInfoProc(nullptr);
     }
 
-    std::string m_dir;
+    ScratchDir m_scratch;
 };
 
 }  // namespace KrLogTest

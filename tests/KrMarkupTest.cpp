@@ -1,41 +1,17 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 #include <tuple>
-#include <vector>
 
 #include "Base/KrMarkupProbe.h"
 #include "Base/ZoBase.h"
+#include "ScratchDir.h"
 
 using namespace KRN;
 
 namespace
 {
-
-// A fresh directory under the system temporary directory, removed with its files.
-struct TempDir
-{
-    const std::filesystem::path path = std::filesystem::temp_directory_path() /
-                                       ("krmarkup-" + std::to_string(std::random_device()()));
-    TempDir() { std::filesystem::create_directories(path); }
-    ~TempDir() { std::error_code ignored; std::filesystem::remove_all(path, ignored); }
-    std::string File(const char* name) const { return (path / name).string(); }
-};
-
-std::string readFile(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-void writeFile(const std::string& path, const std::string& text)
-{
-    std::ofstream(path, std::ios::binary) << text;
-}
 
 // Tag names of the elements from the main position on and below, nesting shown by brackets.
 std::string level(KrMarkup& m)
@@ -95,13 +71,13 @@ TEST(KrMarkupTest, ParseResultsAndMessages)
         {"<a></a '>'", false, "End tag not completed for element a", ""},
         {std::string("<a>\0<b/></a>", 12), false, "Element tag not found", ""},
     };
-    TempDir dir;
+    ScratchDir dir;
     for (const auto& [doc, wellFormed, error, tree] : cases)
     {
         KrMarkup m;
         // SetDoc takes a C string; a NUL in the middle goes in through Load.
-        writeFile(dir.File("doc.xml"), doc);
-        m.Load(dir.File("doc.xml").c_str());
+        writeFile(dir.path("doc.xml"), doc);
+        m.Load(dir.path("doc.xml").c_str());
         EXPECT_EQ(m.IsWellFormed() != 0, wellFormed) << doc;
         const std::string bytes = std::to_string(doc.size()) + " bytes";
         EXPECT_EQ(std::string(m.GetError()), *error ? bytes + ", " + error : bytes) << doc;
@@ -326,13 +302,13 @@ TEST(KrMarkupTest, SubDocumentsCarryTheirFirstElementOnly)
 
 TEST(KrMarkupTest, FilesRoundTripByteForByte)
 {
-    TempDir dir;
-    const std::string path = dir.File("doc.xml");
+    ScratchDir dir;
+    const std::string path = dir.path("doc.xml");
     KrMarkup m;
-    EXPECT_FALSE(m.Load(dir.File("missing.xml").c_str()));
+    EXPECT_FALSE(m.Load(dir.path("missing.xml").c_str()));
     EXPECT_EQ(m.GetError(), "Cannot open file .\n");
     EXPECT_FALSE(m.Load(nullptr));
-    EXPECT_FALSE(m.Save(dir.File("no/such/dir.xml").c_str()));
+    EXPECT_FALSE(m.Save(dir.path("no/such/dir.xml").c_str()));
     EXPECT_EQ(m.GetError(), "Cannot open file .\n");
     EXPECT_TRUE(m.Save(path.c_str()));  // empty document: an empty file
     EXPECT_EQ(readFile(path), "");
@@ -344,9 +320,9 @@ TEST(KrMarkupTest, FilesRoundTripByteForByte)
     EXPECT_EQ(std::string(m.GetError()), std::to_string(text.size()) + " bytes");
     EXPECT_TRUE(m.FindElem() && m.FindChildElem());
     EXPECT_EQ(m.GetChildAttrib("x"), "&");
-    EXPECT_TRUE(m.Save(dir.File("copy.xml").c_str()));
+    EXPECT_TRUE(m.Save(dir.path("copy.xml").c_str()));
     EXPECT_EQ(std::string(m.GetError()), std::to_string(text.size()) + " bytes");
-    EXPECT_EQ(readFile(dir.File("copy.xml")), text);
+    EXPECT_EQ(readFile(dir.path("copy.xml")), text);
 }
 
 TEST(KrMarkupTest, CopiesAreIndependent)

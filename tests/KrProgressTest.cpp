@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <regex>
 #include <string>
 #include <tuple>
@@ -9,6 +7,7 @@
 #include <vector>
 
 #include "Base/ZoBase.h"
+#include "ScratchDir.h"
 
 using namespace KRN;
 
@@ -247,12 +246,13 @@ TEST_F(KrProgressTest, TitleAndMessageChangesAreReportedAsSpecified)
 
 TEST_F(KrProgressTest, ResourceFormsFormatTheLoadedText)
 {
-    const std::filesystem::path file =
-        std::filesystem::temp_directory_path() / "zobase-progress-resource.xml";
-    std::ofstream(file) << "<r><section beginid=\"7100\"><res>Step %d of %s</res>"
-                           "<res>%s done</res></section></r>";
+    const ScratchDir scratch;
+    const std::string file = scratch.path("resource.xml");
+    writeFile(file,
+              "<r><section beginid=\"7100\"><res>Step %d of %s</res>"
+              "<res>%s done</res></section></r>");
     const KrString previous = KrRegistry::Root().GetSubFileName("resource");
-    KrRegistry::Root().SetExternal("resource", file.string().c_str());
+    KrRegistry::Root().SetExternal("resource", file.c_str());
 
     KrProgress progress;
     progress.SetProgressPos(1);
@@ -263,7 +263,6 @@ TEST_F(KrProgressTest, ResourceFormsFormatTheLoadedText)
     EXPECT_EQ(recorder.reports[2].message, "half done");
 
     KrRegistry::Root().SetExternal("resource", previous);
-    std::filesystem::remove(file);
 }
 
 TEST_F(KrProgressTest, ANullCallbackSwitchesTheThreadOff)

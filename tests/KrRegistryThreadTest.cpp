@@ -1,14 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <filesystem>
-#include <fstream>
-#include <string>
 #include <thread>
 #include <vector>
 
 #include "Base/ZoBase.h"
 #include "ScopedEnvironment.h"
+#include "ScratchDir.h"
 
 using namespace KRN;
 
@@ -16,11 +14,10 @@ using namespace KRN;
 // fully loaded object, and resource texts load once however many threads ask at the same time.
 TEST(KrRegistryThreadTest, RootAndResourcesLoadOnceUnderConcurrentFirstUse)
 {
-    const std::filesystem::path dir = std::filesystem::temp_directory_path() / "zobase-registry-threads";
-    std::filesystem::create_directories(dir);
-    std::ofstream(dir / "krn.xml") << "<krn><dpi>120</dpi><resource type=\"external\">res.xml</resource></krn>";
-    std::ofstream(dir / "res.xml") << "<r><section beginid=\"5\"><res>five</res><res>six</res></section></r>";
-    const ScopedEnvironment environment("KRN_CONFIG_DIR", dir.string().c_str());
+    const ScratchDir dir;
+    writeFile(dir.path("krn.xml"), "<krn><dpi>120</dpi><resource type=\"external\">res.xml</resource></krn>");
+    writeFile(dir.path("res.xml"), "<r><section beginid=\"5\"><res>five</res><res>six</res></section></r>");
+    const ScopedEnvironment environment("KRN_CONFIG_DIR", dir.root().c_str());
 
     std::atomic<bool> go{false};
     std::atomic<int> failures{0};
@@ -42,5 +39,4 @@ TEST(KrRegistryThreadTest, RootAndResourcesLoadOnceUnderConcurrentFirstUse)
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(failures.load(), 0);
     for (KrRegistry* registry : seen) EXPECT_EQ(registry, seen[0]);
-    std::filesystem::remove_all(dir);
 }

@@ -142,15 +142,8 @@ TEST(KrTextStyleTest, EqualityComparesHeightWithToleranceAndTheRestExactly)
         KrTextStyle other;
         cases[i].change(other);
         EXPECT_EQ(base == other, cases[i].equal) << i;
-        EXPECT_EQ(base != other, !cases[i].equal) << i;
-        if (cases[i].equal)
-        {
-            EXPECT_EQ(base.GetHashCode(), other.GetHashCode()) << i;
-        }
+        EXPECT_TRUE(!cases[i].equal || base.GetHashCode() == other.GetHashCode()) << i;
     }
-    KrTextStyle copy(sampleStyle());
-    EXPECT_TRUE(copy == sampleStyle());
-    EXPECT_EQ(copy.GetHashCode(), sampleStyle().GetHashCode());
 }
 
 TEST(KrTextStyleTest, DefaultAndSampleStylesInBothDialects)

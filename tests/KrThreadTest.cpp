@@ -263,15 +263,20 @@ private:
     std::function<int()> m_body;
 };
 
-// Lets the thread's body go after a delay, by when a join of the caller is waiting.
-std::thread releaseLater(TestThread& thread, unsigned int ns, int posts = 1)
+// Joins the thread while another lets its body go after a delay, by when the join is waiting;
+// gives the exit code the join read.
+int joinReleasedLater(TestThread& thread, unsigned int ns, int posts = 1)
 {
-    return std::thread(
+    std::thread release(
         [&thread, ns, posts]
         {
             KrThread::sleep(ns);
             for (int i = 0; i < posts; ++i) thread.go.post();
         });
+    int code = 0;
+    EXPECT_EQ(thread.join(code), 1);
+    release.join();
+    return code;
 }
 
 }  // namespace
@@ -295,15 +300,11 @@ TEST(KrThreadTest, JoinReadsTheExitCodeOfARunningThread)
         EXPECT_EQ(thread->running(), 1);
         EXPECT_EQ(thread->detach(), 1);  // detaches nothing
         EXPECT_EQ(thread->running(), 1);
-        std::thread release = releaseLater(*thread, 50000000);
-        int code = 0;
-        EXPECT_EQ(thread->join(code), 1);
-        release.join();
-        EXPECT_EQ(code, expected);
+        EXPECT_EQ(joinReleasedLater(*thread, 50000000), expected);
         EXPECT_EQ(thread->seenSelf.load(), thread);
         EXPECT_NE(thread->seenId.load(), KrThread::current());
         EXPECT_EQ(thread->running(), 0);
-        EXPECT_EQ(thread->join(code), 0);
+        EXPECT_EQ(thread->join(), 0);
     }
     EXPECT_EQ(KrThread::self(), nullptr);
 }
@@ -378,11 +379,8 @@ TEST(KrThreadTest, SecondStartAttachesTheNewThread)
     TestThread thread([&] { return ++runs; });
     ASSERT_EQ(thread.start(), 1);
     ASSERT_EQ(thread.start(), 1);
-    std::thread release = releaseLater(thread, 50000000, 2);
-    int code = 0;
-    EXPECT_EQ(thread.join(code), 1);
+    const int code = joinReleasedLater(thread, 50000000, 2);
     EXPECT_TRUE(code == 1 || code == 2) << code;
-    release.join();
     while (runs.load() < 2) KrThread::sleep(1000000);
     KrThread::sleep(50000000);  // the unattached thread leaves its body before the object goes
 }
@@ -445,11 +443,7 @@ TEST(KrThreadTest, TerminationUnwindsTheThreadAndLeavesBareLocksHeld)
     // The process goes on: new threads run, other locks work.
     TestThread after([] { return 5; });
     after.start();
-    std::thread release = releaseLater(after, 20000000);
-    int code = 0;
-    EXPECT_EQ(after.join(code), 1);
-    EXPECT_EQ(code, 5);
-    release.join();
+    EXPECT_EQ(joinReleasedLater(after, 20000000), 5);
 }
 
 TEST(KrThreadTest, CancelEndsALongSleep)

@@ -2,7 +2,6 @@
 
 #include <climits>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <vector>
 
@@ -94,11 +94,7 @@ TEST(KrVariant, EqualityNeverConvertsBetweenKinds)
         {
             const KrVariant copy(values[j]);
             EXPECT_EQ(values[i] == copy, i == j) << i << " " << j;
-            EXPECT_EQ(values[i] != copy, i != j) << i << " " << j;
-            if (i != j)
-            {
-                EXPECT_FALSE(values[i] < copy) << i << " " << j;
-            }
+            EXPECT_FALSE(i != j && values[i] < copy) << i << " " << j;
         }
 }
 
