@@ -491,3 +491,29 @@ TEST(KrFileTest, ProgramAndLibraryDirectories)
     EXPECT_EQ(KrFile::GetModulePath("ZoBase"), KrString(library.substr(0, library.rfind('/') + 1)));
     EXPECT_EQ(KrFile::GetModulePath("NoSuchModule"), "");
 }
+
+// A platform search knows "*" and "?" only: brackets, parentheses, "|" and "," in a searched
+// name are ordinary characters there, unlike in Match.
+TEST_F(KrFileDirTest, SearchesTakeOnlyStarAndQuestionMarkAsWildcards)
+{
+    for (const char* name : {"x(1).txt", "x1.txt", "a,b.txt", "b.txt", "[a].txt", "a.txt"})
+        writeFile(m_root / name, "x");
+    const std::tuple<const char*, std::set<std::string>> extensions[] = {
+        {"(1).txt", {"x(1).txt"}},
+        {",b.txt", {"a,b.txt"}},
+        {"].txt", {"[a].txt"}},
+        {"(?).txt", {"x(1).txt"}},
+        {"|b.txt", {}},
+    };
+    for (const auto& [ext, expected] : extensions)
+    {
+        KrArray<KrString> paths;
+        EXPECT_EQ(KrFile::FindFileExtPaths(dir(), ext, paths, 0), expected.empty() ? 0 : 1) << ext;
+        EXPECT_EQ(asSet(paths), expected) << ext;
+    }
+    const std::tuple<const char*, unsigned char> searches[] = {
+        {"x(1)*", 1}, {"x(1|2)*", 0}, {"[a]*", 1}, {"[b]*", 0}, {"a,b*", 1}, {"a*", 1},
+    };
+    for (const auto& [name, exists] : searches)
+        EXPECT_EQ(KrFile::IsExist(dir() + name), exists) << name;
+}

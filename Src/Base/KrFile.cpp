@@ -147,6 +147,19 @@ bool matches(Detail::WildcardMatcher& matcher, const std::string& name)
 {
     return matcher.Matches(name.c_str(), std::strlen(name.c_str()));
 }
+
+// The matcher of a find-first search name: the platform's search knows only "*" and "?", so
+// every other character, "[", "(", "|" and "," included, stands for itself.
+Detail::WildcardMatcher searchMatcherFor(const KrString& searchName)
+{
+    KrString pattern;
+    for (const char c : static_cast<const std::string&>(searchName))
+    {
+        if (c != '\0' && std::strchr("\\[]()|,", c) != nullptr) pattern += '\\';
+        pattern += c;
+    }
+    return matcherFor(pattern, KrFile::MATCH_FILENAME);
+}
 }  // namespace
 
 // ---------------------------------------------------------------- path text
@@ -320,7 +333,7 @@ unsigned char KrFile::FindFileExtPaths(const KrString& dir, const KrString& ext,
 
     std::vector<Platform::DirectoryEntry> entries;
     if (!Platform::ReadDirectory(searched, entries)) return 0;
-    Detail::WildcardMatcher matcher = matcherFor("*" + ext, MATCH_FILENAME | MATCH_NOESCAPE);
+    Detail::WildcardMatcher matcher = searchMatcherFor("*" + ext);
     for (const Platform::DirectoryEntry& entry : entries)
         if (matches(matcher, entry.name))
             paths.Add(bFullPath ? dir + entry.name.c_str() : KrString(entry.name));
@@ -346,7 +359,7 @@ unsigned char KrFile::InnerIsExist(const KrString& path)
     const KrString dir = GetDir(path);
     std::vector<Platform::DirectoryEntry> entries;
     if (!Platform::ReadDirectory(dir.IsEmpty() ? KrString(".") : dir, entries)) return 0;
-    Detail::WildcardMatcher matcher = matcherFor(name, MATCH_FILENAME | MATCH_NOESCAPE);
+    Detail::WildcardMatcher matcher = searchMatcherFor(name);
     for (const Platform::DirectoryEntry& entry : entries)
         if (matches(matcher, entry.name)) return 1;
     return 0;

@@ -6,6 +6,8 @@
 namespace KRN
 {
 
+template class KrList<KrGroup::KrGroupItem*>;
+
 namespace
 {
 

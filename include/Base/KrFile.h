@@ -109,14 +109,16 @@ public:
     static int ListFiles(KrArray<KrString>& names, const KrString& dir, const KrString& pattern,
                          unsigned int flags);
     // Empties paths, then adds every entry of dir (files, directories, hidden ones) whose
-    // name matches "*" + ext, case-sensitively on this platform: the name, or with
-    // bFullPath dir exactly as given followed directly by the name (no separator is
-    // inserted: pass dir with its trailing separator). True when something was found.
+    // name matches "*" + ext, case-sensitively on this platform and with "*" and "?" as the
+    // only wildcards (a platform search, not Match): the name, or with bFullPath dir exactly
+    // as given followed directly by the name (no separator is inserted: pass dir with its
+    // trailing separator). True when something was found.
     static unsigned char FindFileExtPaths(const KrString& dir, const KrString& ext,
                                           KrArray<KrString>& paths, unsigned char bFullPath);
 
     // True for an existing file or directory; a trailing separator tests the directory.
-    // A name with "*" or "?" in its last part is true when some entry matches it.
+    // A name with "*" or "?" in its last part is true when some entry matches it; those two
+    // are its only wildcards.
     static unsigned char IsExist(const KrString& path);
     // False, status untouched, when the path cannot be queried.
     static unsigned char GetStatus(const KrString& path, KrFileStatus& status);

@@ -128,4 +128,7 @@ private:
     KrGroup* m_pParentGroup = nullptr;
 };
 
+// The list of entries is compiled into the library, so callers share its instantiation.
+extern template class KrList<KrGroup::KrGroupItem*>;
+
 }  // namespace KRN
