@@ -453,6 +453,9 @@ inline unsigned char* encode(unsigned char* o, uint32_t c)
 // call. Both start at character boundaries and the decoders hold no state, so the result is
 // that of one iconv call over the whole input. Once iconv stops inside a stretch (invalid
 // input, or a guess of the stretch's end that cut a character), iconv takes all the rest.
+// Refused stretches closer than this (in input bytes) go to iconv in one call.
+constexpr size_t kStretchGap = 32;
+
 // ASCII runs this long are written straight into the output rather than through the staging.
 constexpr size_t kLongAsciiRun = 64;
 
@@ -534,8 +537,24 @@ bool appendDecoded(void* descriptor, std::string& out, const unsigned char* in, 
         at = static_cast<size_t>(p - in);
         if (at == length) break;
 
-        const size_t stretchEnd =
-            FromUtf8 ? refusedUtf8(in, at, length) : refusedDoubleByte(in, at, length, codes);
+        // Stretches only a few characters apart go to iconv together, the characters between
+        // them included: one call costs more than iconv takes to convert those.
+        auto refusedEnd = [&](size_t from) {
+            return FromUtf8 ? refusedUtf8(in, from, length)
+                            : refusedDoubleByte(in, from, length, codes);
+        };
+        size_t stretchEnd = refusedEnd(at);
+        for (size_t next = stretchEnd; next < length && next - stretchEnd < kStretchGap;)
+        {
+            uint32_t c = 0;
+            const size_t n = in[next] < 0x80 ? 1
+                             : FromUtf8      ? decodeUtf8(in + next, in + length, c)
+                                             : decodeDoubleByte(in + next, in + length, codes, c);
+            if (n != 0)
+                next += n;
+            else
+                next = stretchEnd = refusedEnd(next);
+        }
         const char* const stretch = reinterpret_cast<const char*>(in) + at;
         const size_t taken =
             convertThrough(descriptor, out, stretch, stretchEnd - at, outputBudget);
