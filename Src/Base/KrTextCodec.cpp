@@ -350,18 +350,20 @@ const uint16_t* doubleByteCodes(unsigned char source)
 inline size_t decodeUtf8(const unsigned char* p, const unsigned char* end, uint32_t& c)
 {
     const unsigned lead = p[0];
+    // Three-byte characters first: they are the common ones in CJK text.
+    if ((lead & 0xf0) == 0xe0)
+    {
+        // Both trailing bytes 10xxxxxx: their bits above the low six are 10 and stay so.
+        if (end - p < 3 || ((p[1] ^ 0x80u) | (p[2] ^ 0x80u)) > 0x3f) return 0;
+        c = (lead & 0x0f) << 12 | (p[1] & 0x3f) << 6 | (p[2] & 0x3f);
+        // Overlong forms and surrogates are left to iconv, which refuses them.
+        return c >= 0x800 && c - 0xd800 >= 0x800 ? 3 : 0;
+    }
     if (lead >= 0xc2 && lead <= 0xdf)
     {
         if (end - p < 2 || (p[1] & 0xc0) != 0x80) return 0;
         c = (lead & 0x1f) << 6 | (p[1] & 0x3f);
         return 2;
-    }
-    if ((lead & 0xf0) == 0xe0)
-    {
-        if (end - p < 3 || (p[1] & 0xc0) != 0x80 || (p[2] & 0xc0) != 0x80) return 0;
-        c = (lead & 0x0f) << 12 | (p[1] & 0x3f) << 6 | (p[2] & 0x3f);
-        // Overlong forms and surrogates are left to iconv, which refuses them.
-        return c >= 0x800 && (c < 0xd800 || c > 0xdfff) ? 3 : 0;
     }
     return 0;
 }
