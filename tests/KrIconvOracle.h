@@ -9,23 +9,50 @@
 namespace KrTest
 {
 
+// One iconv descriptor for many conversions, each one call from the initial state, for tests
+// that compare thousands of short inputs.
+class IconvConverter
+{
+public:
+    IconvConverter(const std::string& to, const std::string& from)
+        : m_cd(iconv_open(to.c_str(), from.c_str()))
+    {
+    }
+    ~IconvConverter()
+    {
+        if (IsOpen()) iconv_close(m_cd);
+    }
+    IconvConverter(const IconvConverter&) = delete;
+    IconvConverter& operator=(const IconvConverter&) = delete;
+
+    bool IsOpen() const { return m_cd != reinterpret_cast<iconv_t>(-1); }
+
+    // The bytes of in converted, or nothing when iconv rejects the input (or was not opened).
+    std::optional<std::string> operator()(const std::string& in)
+    {
+        if (!IsOpen()) return std::nullopt;
+        iconv(m_cd, nullptr, nullptr, nullptr, nullptr);
+        std::string out(in.size() * 4 + 16, '\0');
+        char* input = const_cast<char*>(in.data());
+        size_t inputLeft = in.size();
+        char* output = &out[0];
+        size_t outputLeft = out.size();
+        const size_t result = iconv(m_cd, &input, &inputLeft, &output, &outputLeft);
+        if (result == static_cast<size_t>(-1)) return std::nullopt;
+        out.resize(out.size() - outputLeft);
+        return out;
+    }
+
+private:
+    iconv_t m_cd;
+};
+
 // The bytes of in converted from one iconv name to another, or nothing when iconv rejects
 // the names or the input.
 inline std::optional<std::string> IconvOracle(const std::string& to, const std::string& from,
                                               const std::string& in)
 {
-    iconv_t cd = iconv_open(to.c_str(), from.c_str());
-    if (cd == reinterpret_cast<iconv_t>(-1)) return std::nullopt;
-    std::string out(in.size() * 4 + 16, '\0');
-    char* input = const_cast<char*>(in.data());
-    size_t inputLeft = in.size();
-    char* output = &out[0];
-    size_t outputLeft = out.size();
-    const size_t result = iconv(cd, &input, &inputLeft, &output, &outputLeft);
-    iconv_close(cd);
-    if (result == static_cast<size_t>(-1)) return std::nullopt;
-    out.resize(out.size() - outputLeft);
-    return out;
+    return IconvConverter(to, from)(in);
 }
 
 }  // namespace KrTest

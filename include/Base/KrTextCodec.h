@@ -66,7 +66,9 @@ public:
     void Close();
 
     // Converts all length bytes (zeros included). Runs of ASCII between UTF-8, GB18030 and the
-    // Unicode forms are converted without iconv, with the same result. Succeeds only when every
+    // Unicode forms, and the two- and three-byte UTF-8 characters and the two-byte GB18030 (GBK,
+    // CP936) characters going to UTF-8 or a UCS-2/UCS-4/UTF-16/UTF-32 form, are converted
+    // without iconv, with the same result; iconv takes only the rest. Succeeds only when every
     // input byte was consumed; on failure (closed codec, invalid or truncated input, an input
     // longer than INT_MAX / 5 bytes) returns false and leaves out untouched. On success out holds
     // exactly the converted bytes; its charset member is not changed, callers set it. No final
@@ -86,13 +88,14 @@ public:
 
 private:
     bool appendConverted(std::string& out, const char* in, size_t length);
-    size_t appendThroughConverter(std::string& out, const char* in, size_t length,
-                                  size_t& outputBudget);
 
     void* m_pDescriptor = reinterpret_cast<void*>(-1);  // the iconv_t; all bits set when closed
     // How ASCII comes out when both charsets are known to pass it through unchanged and
     // statelessly (see KrTextCodec.cpp); 0 when every byte goes through the descriptor.
     unsigned char m_nAsciiForm = 0;
+    // The source whose characters are decoded without iconv when the target is a Unicode form
+    // (see KrTextCodec.cpp); 0 when only ASCII runs are.
+    unsigned char m_nFastSource = 0;
 };
 
 }  // namespace KRN
