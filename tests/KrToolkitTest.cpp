@@ -239,3 +239,18 @@ TEST(KrToolkitTest, MemoryStatusAgreesWithProcMeminfo)
     EXPECT_LE(status.AvailableVirtualKB, status.TotalVirtualKB);
     EXPECT_GT(KrToolkit::GetAvailablePhysicalMemory(), 0u);
 }
+
+TEST(KrToolkitTest, LibraryNamesThatOpenNothing)
+{
+    // None of these names a library that can be opened; each gives null, and the null module
+    // then yields no symbol.
+    const char* const names[] = {"", "libz", "no-such-library.so", "/"};
+    for (const char* name : names)
+    {
+        SCOPED_TRACE(name);
+        void* module = KrToolkit::LoadDll(name);
+        EXPECT_EQ(module, nullptr);
+        EXPECT_EQ(KrToolkit::GetProcAddress(module, "zlibVersion"), nullptr);
+        EXPECT_FALSE(KrToolkit::FreeDll(module));
+    }
+}

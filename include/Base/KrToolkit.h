@@ -88,7 +88,8 @@ public:
     static KrTextCodec::Charset GetCurCharset();
 
     static int GetCurProcessId();
-    // A dynamic library opened by the name given (no extension added); null on failure.
+    // A dynamic library opened by the name given (no extension added); null on failure and for
+    // an empty name.
     static void* LoadDll(const KrString& path);
     static void* GetProcAddress(void* module, const KrString& name);
     static bool FreeDll(void* module);
