@@ -43,6 +43,7 @@ public:
 
     static bool IsSpaceChar(char c);  // tab, LF, CR and space only
     static bool IsSpaceChar(char16_t c);
+    static bool IsSpaceChar(wchar_t c);  // for wide literals (L'\t'), which are not char16_t here
     static bool IsDigit(char c);
     static bool IsHexDigit(char c);
     static bool IsBigLetter(char c);
