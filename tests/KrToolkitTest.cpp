@@ -256,9 +256,9 @@ TEST(KrToolkitTest, EdgeInputsOfLibrariesAndWideSpaces)
 
     // Wide literals take the same four spaces as the other character types.
     // clang-format off
-    const struct { wchar_t c; bool space; } wide[] = {{L'\t', true}, {L'\n', true}, {L'\r', true}, {L' ', true}, {L'\v', false},
-                {L'\f', false}, {L'a', false}, {static_cast<wchar_t>(0x3000), false},
-                {static_cast<wchar_t>(0x10020), false}};
+    const struct { wchar_t c; bool space; } wide[] = {
+        {L'\t', true}, {L'\n', true}, {L'\r', true}, {L' ', true}, {L'\v', false}, {L'\f', false},
+        {L'a', false}, {static_cast<wchar_t>(0x3000), false}, {static_cast<wchar_t>(0x10020), false}};
     // clang-format on
     for (const auto& row : wide)
         EXPECT_EQ(KrToolkit::IsSpaceChar(row.c), row.space) << static_cast<long>(row.c);
