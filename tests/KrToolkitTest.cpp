@@ -238,3 +238,27 @@ TEST(KrToolkitTest, MemoryStatusAgreesWithProcMeminfo)
     EXPECT_LE(status.AvailableVirtualKB, status.TotalVirtualKB);
     EXPECT_GT(KrToolkit::GetAvailablePhysicalMemory(), 0u);
 }
+
+TEST(KrToolkitTest, EdgeInputsOfLibrariesAndWideSpaces)
+{
+    // None of these names a library that can be opened; each gives null, and the null module
+    // then yields no symbol.
+    const char* const names[] = {"", "libz", "no-such-library.so", "/"};
+    for (const char* name : names)
+    {
+        SCOPED_TRACE(name);
+        void* module = KrToolkit::LoadDll(name);
+        EXPECT_EQ(module, nullptr);
+        EXPECT_EQ(KrToolkit::GetProcAddress(module, "zlibVersion"), nullptr);
+        EXPECT_FALSE(KrToolkit::FreeDll(module));
+    }
+
+    // Wide literals take the same four spaces as the other character types.
+    // clang-format off
+    const struct { wchar_t c; bool space; } wide[] = {
+        {L'\t', true}, {L'\n', true}, {L'\r', true}, {L' ', true}, {L'\v', false}, {L'\f', false},
+        {L'a', false}, {static_cast<wchar_t>(0x3000), false}, {static_cast<wchar_t>(0x10020), false}};
+    // clang-format on
+    for (const auto& row : wide)
+        EXPECT_EQ(KrToolkit::IsSpaceChar(row.c), row.space) << static_cast<long>(row.c);
+}

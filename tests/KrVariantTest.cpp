@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <vector>
@@ -193,3 +195,22 @@ TEST(KrVariant, EmptyAndNegativeBlocksAreEmpty)
 }
 
 }  // namespace
+
+// int64_t is long on this platform; every way in must give the 64-bit kind, not a narrowed one.
+TEST(KrVariant, FixedWidth64BitValuesAreLongs)
+{
+    const std::int64_t values[] = {0, -1, 0x100000001LL, INT64_MIN, INT64_MAX};
+    for (const std::int64_t value : values)
+    {
+        SCOPED_TRACE(value);
+        KrVariant set, assigned;
+        set.Set(value);
+        assigned = value;
+        for (const KrVariant& v : {KrVariant(value), set, assigned})
+        {
+            EXPECT_EQ(v.GetType(), KrVariant::Long);
+            EXPECT_EQ(v.ToLong(), static_cast<long long>(value));
+            EXPECT_TRUE(v == KrVariant(static_cast<long long>(value)));
+        }
+    }
+}

@@ -53,6 +53,7 @@ unsigned int kilobytes(unsigned long long bytes)
 
 bool KrToolkit::IsSpaceChar(char c) { return c == '\t' || c == '\n' || c == '\r' || c == ' '; }
 bool KrToolkit::IsSpaceChar(char16_t c) { return c == u'\t' || c == u'\n' || c == u'\r' || c == u' '; }
+bool KrToolkit::IsSpaceChar(wchar_t c) { return c == L'\t' || c == L'\n' || c == L'\r' || c == L' '; }
 bool KrToolkit::IsDigit(char c) { return c >= '0' && c <= '9'; }
 bool KrToolkit::IsHexDigit(char c) { return IsDigit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f'); }
 bool KrToolkit::IsBigLetter(char c) { return c >= 'A' && c <= 'Z'; }

@@ -43,6 +43,7 @@ public:
 
     static bool IsSpaceChar(char c);  // tab, LF, CR and space only
     static bool IsSpaceChar(char16_t c);
+    static bool IsSpaceChar(wchar_t c);  // for wide literals (L'\t'), which are not char16_t here
     static bool IsDigit(char c);
     static bool IsHexDigit(char c);
     static bool IsBigLetter(char c);
@@ -88,7 +89,8 @@ public:
     static KrTextCodec::Charset GetCurCharset();
 
     static int GetCurProcessId();
-    // A dynamic library opened by the name given (no extension added); null on failure.
+    // A dynamic library opened by the name given (no extension added); null on failure and for
+    // an empty name.
     static void* LoadDll(const KrString& path);
     static void* GetProcAddress(void* module, const KrString& name);
     static bool FreeDll(void* module);

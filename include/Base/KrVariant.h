@@ -66,6 +66,8 @@ public:
     KrVariant(short value) { setInline(Short).sVal = value; }
     KrVariant(int value) { setInline(Integer).nVal = value; }
     KrVariant(long long value) { setInline(Long).lVal = value; }
+    // int64_t is long here, not long long: it is held as a Long too.
+    KrVariant(long value) { setInline(Long).lVal = value; }
     KrVariant(float value) { setInline(Float).fVal = value; }
     KrVariant(double value) { setInline(Double).dVal = value; }
     KrVariant(const KrTime& value);
@@ -84,6 +86,7 @@ public:
     void Set(short value) { reset(Short).sVal = value; }
     void Set(int value) { reset(Integer).nVal = value; }
     void Set(long long value) { reset(Long).lVal = value; }
+    void Set(long value) { reset(Long).lVal = value; }
     void Set(float value) { reset(Float).fVal = value; }
     void Set(double value) { reset(Double).dVal = value; }
     void Set(const KrTime& value);
@@ -96,6 +99,7 @@ public:
     const KrVariant& operator=(short value) { return Set(value), *this; }
     const KrVariant& operator=(int value) { return Set(value), *this; }
     const KrVariant& operator=(long long value) { return Set(value), *this; }
+    const KrVariant& operator=(long value) { return Set(value), *this; }
     const KrVariant& operator=(float value) { return Set(value), *this; }
     const KrVariant& operator=(double value) { return Set(value), *this; }
     const KrVariant& operator=(const KrTime& value) { return Set(value), *this; }

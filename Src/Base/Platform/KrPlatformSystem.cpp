@@ -67,7 +67,8 @@ const char* EnvironmentValue(const char* name) { return name != nullptr ? std::g
 
 void* OpenLibrary(const char* path)
 {
-    if (path == nullptr) return nullptr;
+    // An empty name would give the running program itself: it names no library.
+    if (path == nullptr || *path == '\0') return nullptr;
     return dlopen(path, RTLD_NOW);
 }
 

@@ -17,7 +17,8 @@ int CurrentProcessId();
 // The value of an environment variable, or null when it is not set.
 const char* EnvironmentValue(const char* name);
 
-// dlopen(RTLD_NOW) / dlsym / dlclose; null or false on failure, null arguments included.
+// dlopen(RTLD_NOW) / dlsym / dlclose; null or false on failure, null arguments and an empty
+// library name included.
 void* OpenLibrary(const char* path);
 void* LibrarySymbol(void* library, const char* name);
 bool CloseLibrary(void* library);
