@@ -7,8 +7,9 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdint>
-#include <memory>
+#include <cstddef>
+#include <cstring>
+#include <new>
 #include <utility>
 
 #include "Base/KrArray.h"
@@ -25,65 +26,21 @@ namespace Detail
 KRN_API void* AllocateTable(size_t bytes);
 KRN_API void FreeTable(void* block, size_t bytes);
 
-// An owned array of default-constructed slots in that storage.
-template <class Slot>
-class SlotBlock
+inline void PrefetchForRead(const void* p)
 {
-public:
-    SlotBlock() = default;
-    explicit SlotBlock(size_t count)
-        : m_pSlots(static_cast<Slot*>(AllocateTable(count * sizeof(Slot)))), m_nCount(count)
-    {
-        std::uninitialized_value_construct_n(m_pSlots, count);
-    }
-    SlotBlock(SlotBlock&& other) noexcept
-        : m_pSlots(std::exchange(other.m_pSlots, nullptr)), m_nCount(std::exchange(other.m_nCount, 0))
-    {
-    }
-    SlotBlock& operator=(SlotBlock&& other) noexcept
-    {
-        if (this != &other)
-        {
-            release();
-            m_pSlots = std::exchange(other.m_pSlots, nullptr);
-            m_nCount = std::exchange(other.m_nCount, 0);
-        }
-        return *this;
-    }
-    ~SlotBlock() { release(); }
-
-    Slot& operator[](size_t i) const { return m_pSlots[i]; }
-    explicit operator bool() const { return m_pSlots != nullptr; }
-
-private:
-    void release()
-    {
-        if (m_pSlots == nullptr) return;
-        std::destroy_n(m_pSlots, m_nCount);
-        FreeTable(m_pSlots, m_nCount * sizeof(Slot));
-        m_pSlots = nullptr;
-        m_nCount = 0;
-    }
-
-    Slot* m_pSlots = nullptr;
-    size_t m_nCount = 0;
-};
+    __builtin_prefetch(p, 0, 3);
+}
+inline void PrefetchForWrite(const void* p)
+{
+    __builtin_prefetch(p, 1, 3);
+}
 }  // namespace Detail
 
 template <class T>
 class KRN_API KrHash
 {
 public:
-    KrHash()
-        : m_pSlots(2),
-          m_pTags(new unsigned char[2]()),
-          m_pHomes(new uint64_t[1]()),
-          m_nUsed(0),
-          m_nFree(2),
-          m_nMask(1),
-          m_nIterEnd(0)
-    {
-    }
+    KrHash() : m_nUsed(0), m_nFree(2), m_nMask(1), m_nIterEnd(0) { m_table = Table(2); }
     KrHash(const KrHash& other) { copyFrom(other); }
     // A moved-from table has no slots; it stays usable and grows on the next insertion.
     KrHash(KrHash&& other) noexcept { takeFrom(other); }
@@ -107,13 +64,31 @@ public:
         if (key.empty()) return;
         if (2 * m_nFree <= m_nMask) Resize(2 * static_cast<unsigned int>(m_nMask) + 1);
         const unsigned int h = key.HashVal();
-        const unsigned int index = probe(key, h, true);
-        if (m_pTags[index] != kFree)
+        const unsigned int mask = static_cast<unsigned int>(m_nMask);
+        const unsigned int home = homeSlot(h, mask);
+        m_table.prefetchSlot(home, true);
+        const unsigned int mix = mixed(h);
+        const unsigned char tag = tagOf(mix);
+        // A key whose filter bit is clear at its home is absent: no key needs comparing.
+        const bool bMayBePresent = (m_table.filter[home] & filterBit(mix)) != 0;
+        const unsigned int step = probeStep(h, mask);
+        unsigned int index = home;
+        for (;;)
         {
-            m_pSlots[index].value = value;
-            return;
+            const unsigned char found = m_table.tags[index];
+            if (found == kFree) break;
+            if (bMayBePresent && found == tag && sameKey(m_table.slots[index], key))
+            {
+                m_table.slots[index].value = value;
+                return;
+            }
+            index = (index + step) & mask;
         }
-        store(index, h, KrString(key), T(value));
+        Slot* slot = new (&m_table.slots[index]) Slot(key, value);
+        // A copied key stops at its first zero byte; growth re-places it by what it stores.
+        slot->hash = slot->size() == key.size() ? h : slot->HashVal();
+        m_table.tags[index] = tag;
+        m_table.filter[home] |= filterBit(mix);
         --m_nFree;
         ++m_nUsed;
     }
@@ -140,9 +115,9 @@ public:
     int GetStartPosition()
     {
         m_nIterEnd = 0;
-        for (int i = m_pSlots ? m_nMask : -1; i >= 0; --i)
+        for (int i = m_table ? m_nMask : -1; i >= 0; --i)
         {
-            if (m_pTags[i] != kFree)
+            if (m_table.tags[i] != kFree)
             {
                 m_nIterEnd = i + 1;
                 break;
@@ -155,11 +130,11 @@ public:
     void GetNextAssoc(int& nPos, KrString& key, T& rValue) const
     {
         if (nPos < 0) nPos = 0;
-        if (nPos >= m_nIterEnd || nPos > m_nMask || !m_pSlots) return;
-        while (nPos < m_nIterEnd && m_pTags[nPos] == kFree) ++nPos;
+        if (nPos >= m_nIterEnd || nPos > m_nMask || !m_table) return;
+        while (nPos < m_nIterEnd && m_table.tags[nPos] == kFree) ++nPos;
         if (nPos >= m_nIterEnd) return;
-        key = m_pSlots[nPos].key;
-        rValue = m_pSlots[nPos].value;
+        key = m_table.slots[nPos];
+        rValue = m_table.slots[nPos].value;
         ++nPos;
     }
     unsigned char IsEOF(int nPos) const { return nPos >= m_nIterEnd ? 1 : 0; }
@@ -168,76 +143,137 @@ public:
     template <class F>
     void ForEach(F visit) const
     {
-        if (!m_pSlots) return;
+        if (!m_table) return;
         for (int i = 0; i <= m_nMask; ++i)
-            if (m_pTags[i] != kFree) visit(m_pSlots[i].key, m_pSlots[i].value);
+            if (m_table.tags[i] != kFree)
+                visit(static_cast<const KrString&>(m_table.slots[i]), m_table.slots[i].value);
     }
 
 private:
-    struct Slot
+    // An entry: the key, then its hash (kept so that growth re-places entries without hashing
+    // again; with the usual ABI it fills the key's tail padding), then the value.
+    struct Slot : KrString
     {
-        KrString key;  // empty: the slot is free
-        T value{};
+        Slot(const KrString& key, const T& v) : KrString(key), value(v) {}
+        unsigned int hash = 0;
+        T value;
     };
 
-    // Every slot has a one-byte tag beside it: 0 when free, else 0x80 | 7 bits of the key's
-    // hash. Probes read the compact tag array and touch a slot only when its tag matches, so
-    // misses rarely leave the tags and hits usually read one slot.
-    static constexpr unsigned char kFree = 0;
-    static unsigned char tagOf(unsigned int h) { return static_cast<unsigned char>(0x80 | (h >> 25)); }
-
-    static unsigned int homeSlot(unsigned int h, unsigned int mask) { return (h ^ (h >> 13)) & mask; }
-    static unsigned int probeStep(unsigned int h, unsigned int mask) { return ((h ^ (h >> 17)) | 1) & mask; }
-
-    // The index of the slot holding key, or of the first free slot on its probe path; the
-    // table has room. With bMayMatch false the key is known to be absent.
-    unsigned int probe(const KrString& key, unsigned int h, bool bMayMatch) const
+    // The slot array with two bytes per slot beside it, all allocated together with the table
+    // and released with it. Slots are raw storage; only those whose tag is not kFree hold an
+    // entry.
+    //   tags[i]   0 when slot i is free, else 0x80 | 7 bits of its key's mixed hash. Probes read
+    //             the compact tags and touch a slot only when its tag matches.
+    //   filter[i] one bit (of 8, chosen by 3 other bits of the mixed hash) for every entry
+    //             whose home is slot i. A key whose bit is clear at its home is absent, which
+    //             settles most misses with one read and no probe.
+    struct Table
     {
-        const unsigned int mask = static_cast<unsigned int>(m_nMask);
-        const unsigned int step = probeStep(h, mask);
-        const unsigned char tag = tagOf(h);
-        unsigned int index = homeSlot(h, mask);
-        for (;;)
+        Slot* slots = nullptr;
+        unsigned char* tags = nullptr;
+        unsigned char* filter = nullptr;
+        size_t count = 0;
+
+        Table() = default;
+        explicit Table(size_t n) : count(n)
         {
-            const unsigned char found = m_pTags[index];
-            if (found == kFree) return index;
-            if (bMayMatch && found == tag && sameKey(m_pSlots[index].key, key)) return index;
-            index = (index + step) & mask;
+            slots = static_cast<Slot*>(Detail::AllocateTable(n * sizeof(Slot)));
+            try
+            {
+                tags = new unsigned char[2 * n]();
+            }
+            catch (...)
+            {
+                Detail::FreeTable(slots, n * sizeof(Slot));
+                throw;
+            }
+            filter = tags + n;
         }
+        Table(Table&& other) noexcept { swap(other); }
+        Table& operator=(Table&& other) noexcept
+        {
+            Table(std::move(other)).swap(*this);
+            return *this;
+        }
+        Table(const Table&) = delete;
+        Table& operator=(const Table&) = delete;
+        ~Table()
+        {
+            if (slots == nullptr) return;
+            destroyEntries();
+            delete[] tags;
+            Detail::FreeTable(slots, count * sizeof(Slot));
+        }
+
+        explicit operator bool() const { return slots != nullptr; }
+        void swap(Table& other) noexcept
+        {
+            std::swap(slots, other.slots);
+            std::swap(tags, other.tags);
+            std::swap(filter, other.filter);
+            std::swap(count, other.count);
+        }
+        void destroyEntries()
+        {
+            for (size_t i = 0; i < count; ++i)
+                if (tags[i] != kFree) slots[i].~Slot();
+        }
+        // The slot's first and last byte: an entry may straddle two cache lines.
+        void prefetchSlot(unsigned int i, bool bForWrite) const
+        {
+            const char* first = reinterpret_cast<const char*>(slots + i);
+            if (bForWrite)
+            {
+                Detail::PrefetchForWrite(first);
+                Detail::PrefetchForWrite(first + sizeof(Slot) - 1);
+            }
+            else
+            {
+                Detail::PrefetchForRead(first);
+                Detail::PrefetchForRead(first + sizeof(Slot) - 1);
+            }
+        }
+    };
+
+    static constexpr unsigned char kFree = 0;
+    // Tags and filter bits come from the top bits of the hash times an odd constant, so that
+    // every bit of the hash reaches them (short keys leave the hash's own top bits zero).
+    static unsigned int mixed(unsigned int h) { return h * 0x9E3779B1u; }
+    static unsigned char tagOf(unsigned int mix)
+    {
+        return static_cast<unsigned char>(0x80 | (mix >> 25));
+    }
+    static unsigned char filterBit(unsigned int mix)
+    {
+        return static_cast<unsigned char>(1u << ((mix >> 22) & 7));
     }
 
-    // One bit per slot: set when some entry has its home there. A key whose home has none is
-    // absent, which most misses learn from this small array without walking the probe path.
-    static size_t homeWords(unsigned int mask) { return (static_cast<size_t>(mask) + 64) / 64; }
-    bool isSomeHome(unsigned int slot) const
+    static unsigned int homeSlot(unsigned int h, unsigned int mask)
     {
-        return (m_pHomes[slot / 64] >> (slot % 64) & 1) != 0;
+        return (h ^ (h >> 13)) & mask;
     }
-
-    void store(unsigned int index, unsigned int h, KrString&& key, T&& value)
+    static unsigned int probeStep(unsigned int h, unsigned int mask)
     {
-        const unsigned int home = homeSlot(h, static_cast<unsigned int>(m_nMask));
-        m_pHomes[home / 64] |= uint64_t(1) << (home % 64);
-        m_pTags[index] = tagOf(h);
-        m_pSlots[index].key = std::move(key);
-        m_pSlots[index].value = std::move(value);
+        return ((h ^ (h >> 17)) | 1) & mask;
     }
 
     const Slot* find(const KrString& key) const
     {
-        if (key.empty() || !m_pSlots) return nullptr;
+        if (key.empty() || !m_table) return nullptr;
         const unsigned int h = key.HashVal();
         const unsigned int mask = static_cast<unsigned int>(m_nMask);
-        const unsigned int step = probeStep(h, mask);
         const unsigned int home = homeSlot(h, mask);
-        if (!isSomeHome(home)) return nullptr;
-        const unsigned char tag = tagOf(h);
+        const unsigned int mix = mixed(h);
+        if ((m_table.filter[home] & filterBit(mix)) == 0) return nullptr;
+        m_table.prefetchSlot(home, false);
+        const unsigned char tag = tagOf(mix);
+        const unsigned int step = probeStep(h, mask);
         unsigned int index = home;
         do
         {
-            const unsigned char found = m_pTags[index];
+            const unsigned char found = m_table.tags[index];
             if (found == kFree) return nullptr;
-            if (found == tag && sameKey(m_pSlots[index].key, key)) return &m_pSlots[index];
+            if (found == tag && sameKey(m_table.slots[index], key)) return &m_table.slots[index];
             index = (index + step) & mask;
         } while (index != home);
         return nullptr;
@@ -245,47 +281,62 @@ private:
 
     static bool sameKey(const KrString& a, const KrString& b)
     {
-        return static_cast<const std::string&>(a) == static_cast<const std::string&>(b);
+        return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size()) == 0;
     }
 
-    // Rebuilds the table with nNewMask + 1 slots, re-placing every entry by the probe sequence.
+    // Rebuilds the table with nNewMask + 1 slots, re-placing every entry by the probe sequence
+    // in old slot order. The stored hashes spare hashing the keys again; the new home of an
+    // entry a few slots ahead is prefetched while the current one is placed.
     void Resize(unsigned int nNewMask)
     {
-        Detail::SlotBlock<Slot> old(std::move(m_pSlots));
-        std::unique_ptr<unsigned char[]> oldTags(std::move(m_pTags));
-        const unsigned int oldSlots = old ? static_cast<unsigned int>(m_nMask) + 1 : 0;
-        m_pSlots = Detail::SlotBlock<Slot>(static_cast<size_t>(nNewMask) + 1);
-        m_pTags.reset(new unsigned char[static_cast<size_t>(nNewMask) + 1]());
-        m_pHomes.reset(new uint64_t[homeWords(nNewMask)]());
-        m_nMask = static_cast<int>(nNewMask);
+        Table fresh(static_cast<size_t>(nNewMask) + 1);
+        Table old(std::move(m_table));
+        const unsigned int oldSlots = static_cast<unsigned int>(old.count);
+        constexpr unsigned int kAhead = 8;
         for (unsigned int i = 0; i < oldSlots; ++i)
         {
-            if (oldTags[i] == kFree) continue;
-            const unsigned int h = old[i].key.HashVal();
-            store(probe(old[i].key, h, false), h, std::move(old[i].key), std::move(old[i].value));
+            if (i + kAhead < oldSlots && old.tags[i + kAhead] != kFree)
+            {
+                const unsigned int ahead = homeSlot(old.slots[i + kAhead].hash, nNewMask);
+                Detail::PrefetchForWrite(fresh.tags + ahead);
+                fresh.prefetchSlot(ahead, true);
+            }
+            if (old.tags[i] == kFree) continue;
+            Slot& entry = old.slots[i];
+            const unsigned int h = entry.hash;
+            const unsigned int step = probeStep(h, nNewMask);
+            const unsigned int home = homeSlot(h, nNewMask);
+            unsigned int index = home;
+            while (fresh.tags[index] != kFree) index = (index + step) & nNewMask;
+            new (&fresh.slots[index]) Slot(std::move(entry));
+            entry.~Slot();
+            old.tags[i] = kFree;
+            const unsigned int mix = mixed(h);
+            fresh.tags[index] = tagOf(mix);
+            fresh.filter[home] |= filterBit(mix);
         }
+        m_table = std::move(fresh);
+        m_nMask = static_cast<int>(nNewMask);
         m_nFree = static_cast<int>(nNewMask) - m_nUsed + 1;
     }
 
     void copyFrom(const KrHash& other)
     {
-        Detail::SlotBlock<Slot> slots;
-        std::unique_ptr<unsigned char[]> tags;
-        std::unique_ptr<uint64_t[]> homes;
-        if (other.m_pSlots)
+        Table copy;
+        if (other.m_table)
         {
-            const size_t count = static_cast<size_t>(other.m_nMask) + 1;
-            const size_t words = homeWords(static_cast<unsigned int>(other.m_nMask));
-            slots = Detail::SlotBlock<Slot>(count);
-            tags.reset(new unsigned char[count]);
-            homes.reset(new uint64_t[words]);
-            for (size_t i = 0; i < count; ++i) slots[i] = other.m_pSlots[i];
-            std::copy(other.m_pTags.get(), other.m_pTags.get() + count, tags.get());
-            std::copy(other.m_pHomes.get(), other.m_pHomes.get() + words, homes.get());
+            const Table& from = other.m_table;
+            Table table(from.count);
+            for (size_t i = 0; i < from.count; ++i)
+            {
+                if (from.tags[i] == kFree) continue;
+                new (&table.slots[i]) Slot(from.slots[i]);
+                table.tags[i] = from.tags[i];  // now owned: destroyed if a later copy throws
+            }
+            std::copy(from.filter, from.filter + from.count, table.filter);
+            copy = std::move(table);
         }
-        m_pSlots = std::move(slots);
-        m_pTags = std::move(tags);
-        m_pHomes = std::move(homes);
+        m_table = std::move(copy);
         m_nUsed = other.m_nUsed;
         m_nFree = other.m_nFree;
         m_nMask = other.m_nMask;
@@ -294,21 +345,17 @@ private:
 
     void takeFrom(KrHash& other) noexcept
     {
-        m_pSlots = std::move(other.m_pSlots);
-        m_pTags = std::move(other.m_pTags);
-        m_pHomes = std::move(other.m_pHomes);
+        m_table = std::move(other.m_table);
         m_nUsed = std::exchange(other.m_nUsed, 0);
         m_nFree = std::exchange(other.m_nFree, 0);
         m_nMask = std::exchange(other.m_nMask, 0);
         m_nIterEnd = std::exchange(other.m_nIterEnd, 0);
     }
 
-    Detail::SlotBlock<Slot> m_pSlots;
-    std::unique_ptr<unsigned char[]> m_pTags;  // one per slot, see tagOf
-    std::unique_ptr<uint64_t[]> m_pHomes;      // one bit per slot, see isSomeHome
+    Table m_table;
     int m_nUsed = 0;
-    int m_nFree = 0;  // slots left before the table is full
-    int m_nMask = 0;  // slot count - 1
+    int m_nFree = 0;     // slots left before the table is full
+    int m_nMask = 0;     // slot count - 1
     int m_nIterEnd = 0;  // one past the highest occupied slot, set by GetStartPosition
 };
 
