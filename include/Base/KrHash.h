@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -98,7 +99,7 @@ public:
     {
         const Slot* slot = find(key);
         if (slot == nullptr) return 0;
-        rValue = slot->value;
+        copyOut(rValue, slot->value);
         return 1;
     }
 
@@ -279,9 +280,40 @@ private:
         return nullptr;
     }
 
+    // Byte equality. Keys of 4 to 16 bytes, the common case, compare as two overlapping words
+    // each, without a call.
     static bool sameKey(const KrString& a, const KrString& b)
     {
-        return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size()) == 0;
+        const size_t n = a.size();
+        if (n != b.size()) return false;
+        const char* p = a.data();
+        const char* q = b.data();
+        if (n >= 8 && n <= 16) return sameWords<uint64_t>(p, q, n);
+        if (n >= 4 && n < 8) return sameWords<uint32_t>(p, q, n);
+        return std::memcmp(p, q, n) == 0;
+    }
+    template <class Word>
+    static bool sameWords(const char* p, const char* q, size_t n)
+    {
+        Word p0, q0, p1, q1;
+        std::memcpy(&p0, p, sizeof(Word));
+        std::memcpy(&q0, q, sizeof(Word));
+        std::memcpy(&p1, p + n - sizeof(Word), sizeof(Word));
+        std::memcpy(&q1, q + n - sizeof(Word), sizeof(Word));
+        return ((p0 ^ q0) | (p1 ^ q1)) == 0;
+    }
+
+    // Stored values come in through KrString's copy, which stops at a zero byte, so they hold
+    // none and a plain byte copy gives the same result without searching for one.
+    static void copyOut(KrString& to, const KrString& from)
+    {
+        static_cast<std::string&>(to) = static_cast<const std::string&>(from);
+        to.SetCharset(from.GetCharset());
+    }
+    template <class U>
+    static void copyOut(U& to, const U& from)
+    {
+        to = from;
     }
 
     // Rebuilds the table with nNewMask + 1 slots, re-placing every entry by the probe sequence
