@@ -27,6 +27,7 @@ namespace Detail
 KRN_API void* AllocateTable(size_t bytes);
 KRN_API void FreeTable(void* block, size_t bytes);
 
+#if defined(__GNUC__)
 inline void PrefetchForRead(const void* p)
 {
     __builtin_prefetch(p, 0, 3);
@@ -34,6 +35,58 @@ inline void PrefetchForRead(const void* p)
 inline void PrefetchForWrite(const void* p)
 {
     __builtin_prefetch(p, 1, 3);
+}
+#else
+inline void PrefetchForRead(const void*) {}
+inline void PrefetchForWrite(const void*) {}
+#endif
+
+// A quick 64-bit hash of a byte string, a few multiplications for any key up to 16 bytes.
+// Only the tables' absence filter uses it, so it may change between versions.
+inline uint64_t QuickHash(const char* p, size_t n)
+{
+    const auto load64 = [](const char* at)
+    {
+        uint64_t word;
+        std::memcpy(&word, at, sizeof word);
+        return word;
+    };
+    const auto load32 = [](const char* at)
+    {
+        uint32_t word;
+        std::memcpy(&word, at, sizeof word);
+        return uint64_t(word);
+    };
+    constexpr uint64_t k1 = 0x9E3779B97F4A7C15ull, k2 = 0xC2B2AE3D27D4EB4Full;
+    uint64_t acc = n * k2;
+    uint64_t a = 0, b = 0;
+    if (n >= 8)
+    {
+        // Whole words up to the last 9 to 16 bytes, which two overlapping words cover.
+        const char* const end = p + n;
+        for (; end - p > 16; p += 8)
+        {
+            acc = (acc ^ load64(p)) * k1;
+            acc ^= acc >> 29;
+        }
+        a = load64(p);
+        b = load64(end - 8);
+    }
+    else if (n >= 4)
+    {
+        a = load32(p);
+        b = load32(p + n - 4);
+    }
+    else if (n > 0)
+    {
+        const auto byte = [p](size_t i) { return uint64_t(static_cast<unsigned char>(p[i])); };
+        a = byte(0) << 16 | byte(n / 2) << 8 | byte(n - 1);
+    }
+    b *= k2;
+    uint64_t x = (a ^ acc) * k1 + (b << 31 | b >> 33);
+    x ^= x >> 32;
+    x *= 0xD6E8FEB86659FD93ull;
+    return x ^ (x >> 32);
 }
 }  // namespace Detail
 
@@ -68,10 +121,10 @@ public:
         const unsigned int mask = static_cast<unsigned int>(m_nMask);
         const unsigned int home = homeSlot(h, mask);
         m_table.prefetchSlot(home, true);
-        const unsigned int mix = mixed(h);
-        const unsigned char tag = tagOf(mix);
-        // A key whose filter bit is clear at its home is absent: no key needs comparing.
-        const bool bMayBePresent = (m_table.filter[home] & filterBit(mix)) != 0;
+        const unsigned char tag = tagOf(h);
+        const Filter filter = filterOf(key, mask);
+        // A key the filter rules out is absent: no key needs comparing.
+        const bool bMayBePresent = (m_table.filter[filter.index] & filter.bits) == filter.bits;
         const unsigned int step = probeStep(h, mask);
         unsigned int index = home;
         for (;;)
@@ -89,7 +142,7 @@ public:
         // A copied key stops at its first zero byte; growth re-places it by what it stores.
         slot->hash = slot->size() == key.size() ? h : slot->HashVal();
         m_table.tags[index] = tag;
-        m_table.filter[home] |= filterBit(mix);
+        m_table.filter[filter.index] |= filter.bits;
         --m_nFree;
         ++m_nUsed;
     }
@@ -165,9 +218,9 @@ private:
     // entry.
     //   tags[i]   0 when slot i is free, else 0x80 | 7 bits of its key's mixed hash. Probes read
     //             the compact tags and touch a slot only when its tag matches.
-    //   filter[i] one bit (of 8, chosen by 3 other bits of the mixed hash) for every entry
-    //             whose home is slot i. A key whose bit is clear at its home is absent, which
-    //             settles most misses with one read and no probe.
+    //   filter    a Bloom filter of one byte per slot over the keys' quick hashes, see
+    //             filterOf. A key it rules out is absent, which settles most misses with one
+    //             read, without HashVal and without a probe.
     struct Table
     {
         Slot* slots = nullptr;
@@ -237,16 +290,26 @@ private:
     };
 
     static constexpr unsigned char kFree = 0;
-    // Tags and filter bits come from the top bits of the hash times an odd constant, so that
-    // every bit of the hash reaches them (short keys leave the hash's own top bits zero).
-    static unsigned int mixed(unsigned int h) { return h * 0x9E3779B1u; }
-    static unsigned char tagOf(unsigned int mix)
+    // Tags come from the top bits of the hash times an odd constant, so that every bit of the
+    // hash reaches them (short keys leave the hash's own top bits zero).
+    static unsigned char tagOf(unsigned int h)
     {
-        return static_cast<unsigned char>(0x80 | (mix >> 25));
+        return static_cast<unsigned char>(0x80 | ((h * 0x9E3779B1u) >> 25));
     }
-    static unsigned char filterBit(unsigned int mix)
+
+    // A key's place in the filter: a byte chosen by the low bits of its quick hash and two of
+    // the byte's bits (possibly the same one) by its top bits. With a byte per slot and at
+    // most one key per two slots, about 3 % of absent keys pass.
+    struct Filter
     {
-        return static_cast<unsigned char>(1u << ((mix >> 22) & 7));
+        unsigned int index;
+        unsigned char bits;
+    };
+    static Filter filterOf(const KrString& key, unsigned int mask)
+    {
+        const uint64_t q = Detail::QuickHash(key.data(), key.size());
+        return {static_cast<unsigned int>(q) & mask,
+                static_cast<unsigned char>(1u << (q >> 58 & 7) | 1u << (q >> 61))};
     }
 
     static unsigned int homeSlot(unsigned int h, unsigned int mask)
@@ -261,13 +324,13 @@ private:
     const Slot* find(const KrString& key) const
     {
         if (key.empty() || !m_table) return nullptr;
-        const unsigned int h = key.HashVal();
         const unsigned int mask = static_cast<unsigned int>(m_nMask);
+        const Filter filter = filterOf(key, mask);
+        if ((m_table.filter[filter.index] & filter.bits) != filter.bits) return nullptr;
+        const unsigned int h = key.HashVal();
         const unsigned int home = homeSlot(h, mask);
-        const unsigned int mix = mixed(h);
-        if ((m_table.filter[home] & filterBit(mix)) == 0) return nullptr;
         m_table.prefetchSlot(home, false);
-        const unsigned char tag = tagOf(mix);
+        const unsigned char tag = tagOf(h);
         const unsigned int step = probeStep(h, mask);
         unsigned int index = home;
         do
@@ -317,22 +380,30 @@ private:
     }
 
     // Rebuilds the table with nNewMask + 1 slots, re-placing every entry by the probe sequence
-    // in old slot order. The stored hashes spare hashing the keys again; the new home of an
-    // entry a few slots ahead is prefetched while the current one is placed.
+    // in old slot order. The stored hashes spare hashing the keys again; the new home and
+    // filter byte of an entry a few slots ahead are prefetched while the current one is placed.
     void Resize(unsigned int nNewMask)
     {
         Table fresh(static_cast<size_t>(nNewMask) + 1);
         Table old(std::move(m_table));
         const unsigned int oldSlots = static_cast<unsigned int>(old.count);
-        constexpr unsigned int kAhead = 8;
+        // Filter places, computed kAhead slots early, in a ring indexed by old slot.
+        constexpr unsigned int kAhead = 8, kRing = 16;
+        Filter ring[kRing] = {};
+        const auto lookAhead = [&](unsigned int i)
+        {
+            if (i >= oldSlots || old.tags[i] == kFree) return;
+            const Slot& entry = old.slots[i];
+            const unsigned int home = homeSlot(entry.hash, nNewMask);
+            ring[i % kRing] = filterOf(entry, nNewMask);
+            Detail::PrefetchForWrite(fresh.tags + home);
+            Detail::PrefetchForWrite(fresh.filter + ring[i % kRing].index);
+            fresh.prefetchSlot(home, true);
+        };
+        for (unsigned int i = 0; i < kAhead; ++i) lookAhead(i);
         for (unsigned int i = 0; i < oldSlots; ++i)
         {
-            if (i + kAhead < oldSlots && old.tags[i + kAhead] != kFree)
-            {
-                const unsigned int ahead = homeSlot(old.slots[i + kAhead].hash, nNewMask);
-                Detail::PrefetchForWrite(fresh.tags + ahead);
-                fresh.prefetchSlot(ahead, true);
-            }
+            lookAhead(i + kAhead);
             if (old.tags[i] == kFree) continue;
             Slot& entry = old.slots[i];
             const unsigned int h = entry.hash;
@@ -343,9 +414,8 @@ private:
             new (&fresh.slots[index]) Slot(std::move(entry));
             entry.~Slot();
             old.tags[i] = kFree;
-            const unsigned int mix = mixed(h);
-            fresh.tags[index] = tagOf(mix);
-            fresh.filter[home] |= filterBit(mix);
+            fresh.tags[index] = tagOf(h);
+            fresh.filter[ring[i % kRing].index] |= ring[i % kRing].bits;
         }
         m_table = std::move(fresh);
         m_nMask = static_cast<int>(nNewMask);
