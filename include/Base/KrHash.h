@@ -41,6 +41,22 @@ inline void PrefetchForRead(const void*) {}
 inline void PrefetchForWrite(const void*) {}
 #endif
 
+// KrString::HashVal of n bytes at p, inline for the tables' hot paths: h = h * 33 ^ byte, each
+// byte sign-extended.
+inline unsigned int ChainHash(const char* p, size_t n)
+{
+    const auto step = [](unsigned int h, char c)
+    {
+        return ((h << 5) + h) ^
+               static_cast<unsigned int>(static_cast<int>(static_cast<signed char>(c)));
+    };
+    const char* const end = p + n;
+    unsigned int h = 0;
+    for (; end - p >= 4; p += 4) h = step(step(step(step(h, p[0]), p[1]), p[2]), p[3]);
+    for (; p != end; ++p) h = step(h, *p);
+    return h;
+}
+
 // A quick 64-bit hash of a byte string, a few multiplications for any key up to 16 bytes.
 // Only the tables' absence filter uses it, so it may change between versions.
 inline uint64_t QuickHash(const char* p, size_t n)
@@ -117,7 +133,7 @@ public:
     {
         if (key.empty()) return;
         if (2 * m_nFree <= m_nMask) Resize(2 * static_cast<unsigned int>(m_nMask) + 1);
-        const unsigned int h = key.HashVal();
+        const unsigned int h = Detail::ChainHash(key.data(), key.size());
         const unsigned int mask = static_cast<unsigned int>(m_nMask);
         const unsigned int home = homeSlot(h, mask);
         m_table.prefetchSlot(home, true);
@@ -140,7 +156,7 @@ public:
         }
         Slot* slot = new (&m_table.slots[index]) Slot(key, value);
         // A copied key stops at its first zero byte; growth re-places it by what it stores.
-        slot->hash = slot->size() == key.size() ? h : slot->HashVal();
+        slot->hash = slot->size() == key.size() ? h : Detail::ChainHash(slot->data(), slot->size());
         m_table.tags[index] = tag;
         m_table.filter[filter.index] |= filter.bits;
         --m_nFree;
@@ -327,7 +343,7 @@ private:
         const unsigned int mask = static_cast<unsigned int>(m_nMask);
         const Filter filter = filterOf(key, mask);
         if ((m_table.filter[filter.index] & filter.bits) != filter.bits) return nullptr;
-        const unsigned int h = key.HashVal();
+        const unsigned int h = Detail::ChainHash(key.data(), key.size());
         const unsigned int home = homeSlot(h, mask);
         const unsigned int step = probeStep(h, mask);
         const unsigned int second = (home + step) & mask;
