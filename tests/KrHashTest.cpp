@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
+#include <set>
+#include <optional>
 #include <random>
 #include <string>
 #include <tuple>
@@ -190,4 +193,140 @@ TEST(KrHashTest, KeysSharingOneHomeSlotAreAllFound)
     table.SetAt(inserted[150], "again");  // found again on its own path, not added twice
     EXPECT_EQ(table.GetCount(), 300);
     EXPECT_EQ(table[inserted[150]], "again");
+}
+
+namespace
+{
+unsigned int referenceHash(const std::string& bytes)
+{
+    unsigned int h = 0;
+    for (char c : bytes) h = h * 33 ^ static_cast<unsigned int>(static_cast<signed char>(c));
+    return h;
+}
+
+// An independent model of where keys land: the hash, home and step rules, the growth test
+// before each search, and growth re-placing entries in old slot order by their stored keys.
+class PlacementModel
+{
+public:
+    void SetAt(const std::string& key)
+    {
+        if (2 * m_free <= static_cast<int>(m_mask)) grow();
+        const unsigned int h = referenceHash(key);
+        unsigned int i = (h ^ (h >> 13)) & m_mask;
+        const unsigned int step = ((h ^ (h >> 17)) | 1) & m_mask;
+        while (m_slots[i] && *m_slots[i] != key) i = (i + step) & m_mask;
+        if (m_slots[i]) return;
+        m_slots[i] = key.substr(0, key.find('\0'));  // a stored key stops at a zero byte
+        --m_free;
+    }
+    std::vector<std::pair<int, std::string>> Slots() const
+    {
+        std::vector<std::pair<int, std::string>> out;
+        for (size_t i = 0; i < m_slots.size(); ++i)
+            if (m_slots[i]) out.emplace_back(static_cast<int>(i), *m_slots[i]);
+        return out;
+    }
+
+private:
+    void grow()
+    {
+        std::vector<std::optional<std::string>> old(2 * m_slots.size());
+        old.swap(m_slots);
+        m_mask = 2 * m_mask + 1;
+        m_free = static_cast<int>(m_mask) + 1;
+        for (const auto& key : old)
+        {
+            if (!key) continue;
+            const unsigned int h = referenceHash(*key);
+            unsigned int i = (h ^ (h >> 13)) & m_mask;
+            while (m_slots[i]) i = (i + (((h ^ (h >> 17)) | 1) & m_mask)) & m_mask;
+            m_slots[i] = *key;
+            --m_free;
+        }
+    }
+
+    std::vector<std::optional<std::string>> m_slots = std::vector<std::optional<std::string>>(2);
+    unsigned int m_mask = 1;
+    int m_free = 2;
+};
+
+std::string randomBytes(std::mt19937& random, size_t length)
+{
+    std::string out(length, '\0');
+    for (char& c : out) c = static_cast<char>(random() % 255 + 1);  // no zero byte
+    return out;
+}
+}  // namespace
+
+TEST(KrHashTest, HashValMatchesAPlainLoopOnEveryByteAndLength)
+{
+    std::mt19937 random(11);
+    for (size_t length = 0; length <= 40; ++length)
+    {
+        for (int round = 0; round < 20; ++round)
+        {
+            std::string bytes(length, '\0');
+            for (char& c : bytes) c = static_cast<char>(random());  // zeros and high bytes too
+            const KrString text(bytes.data(), static_cast<int>(bytes.size()));
+            ASSERT_EQ(text.HashVal(), referenceHash(bytes)) << "length " << length;
+        }
+    }
+    std::string all;
+    for (int b = 0; b < 256; ++b) all += static_cast<char>(b);
+    EXPECT_EQ(KrString(all.data(), 256).HashVal(), referenceHash(all));
+    EXPECT_EQ(KrString("\xff").HashVal(), 0xFFFFFFFFu);
+    EXPECT_EQ(KrString("").HashVal(), 0u);
+}
+
+// Thousands of short, long (heap-held) and high-byte keys: every growth step must place them
+// where the model does, and every key must stay findable (the miss filter may not drop one)
+// in the table, its copy and the table it was moved into.
+TEST(KrHashTest, ManyKeysLandWhereTheModelPutsThemAndStayFindable)
+{
+    std::mt19937 random(3);
+    std::vector<std::string> keys, absent;
+    for (int i = 0; i < 6000; ++i)
+    {
+        const size_t length = i % 7 == 0 ? 20 + random() % 30 : 1 + random() % 14;
+        (i % 5 == 4 ? absent : keys).push_back(randomBytes(random, length));
+    }
+    const std::set<std::string> present(keys.begin(), keys.end());
+    absent.erase(std::remove_if(absent.begin(), absent.end(),
+                                [&](const std::string& a) { return present.count(a) != 0; }),
+                 absent.end());
+    // Stored as "cut" but placed by all 8 bytes; growth re-places it by what it stores.
+    keys.insert(keys.begin() + 1, std::string("cut\0here", 8));
+
+    KrHash<KrString> table;
+    PlacementModel model;
+    for (size_t i = 0; i < keys.size(); ++i)
+    {
+        const KrString key(keys[i].data(), static_cast<int>(keys[i].size()));
+        table.SetAt(key, KrString("value of ") + key);
+        model.SetAt(keys[i]);
+        if ((i & (i + 1)) == 0 || i + 1 == keys.size())  // after every power of two
+        {
+            std::vector<std::pair<int, std::string>> slots;
+            for (const auto& [slot, k, v] : entries(table)) slots.emplace_back(slot, k);
+            ASSERT_EQ(slots, model.Slots()) << "after " << i + 1 << " keys";
+        }
+    }
+
+    KrHash<KrString> copy(table);
+    KrHash<KrString> moved(std::move(table));
+    for (KrHash<KrString>* h : {&copy, &moved})
+    {
+        KrString value;
+        for (size_t i = 0; i < keys.size(); ++i)
+        {
+            if (i == 1) continue;  // "cut\0here" is stored as "cut"
+            const KrString key(keys[i].data(), static_cast<int>(keys[i].size()));
+            ASSERT_TRUE(h->Lookup(key, value)) << i;
+            EXPECT_EQ(value, KrString("value of ") + key);
+        }
+        EXPECT_EQ((*h)["cut"], "value of cut");  // growth re-placed it where "cut" lives
+        for (const std::string& a : absent)
+            EXPECT_FALSE(h->Lookup(KrString(a.data(), static_cast<int>(a.size())), value));
+    }
 }

@@ -7,8 +7,10 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <cstring>
+#include <new>
 #include <utility>
 
 #include "Base/KrArray.h"
@@ -25,65 +27,90 @@ namespace Detail
 KRN_API void* AllocateTable(size_t bytes);
 KRN_API void FreeTable(void* block, size_t bytes);
 
-// An owned array of default-constructed slots in that storage.
-template <class Slot>
-class SlotBlock
+#if defined(__GNUC__)
+inline void PrefetchForRead(const void* p)
 {
-public:
-    SlotBlock() = default;
-    explicit SlotBlock(size_t count)
-        : m_pSlots(static_cast<Slot*>(AllocateTable(count * sizeof(Slot)))), m_nCount(count)
+    __builtin_prefetch(p, 0, 3);
+}
+inline void PrefetchForWrite(const void* p)
+{
+    __builtin_prefetch(p, 1, 3);
+}
+#else
+inline void PrefetchForRead(const void*) {}
+inline void PrefetchForWrite(const void*) {}
+#endif
+
+// KrString::HashVal of n bytes at p, inline for the tables' hot paths: h = h * 33 ^ byte, each
+// byte sign-extended.
+inline unsigned int ChainHash(const char* p, size_t n)
+{
+    const auto step = [](unsigned int h, char c)
     {
-        std::uninitialized_value_construct_n(m_pSlots, count);
-    }
-    SlotBlock(SlotBlock&& other) noexcept
-        : m_pSlots(std::exchange(other.m_pSlots, nullptr)), m_nCount(std::exchange(other.m_nCount, 0))
+        return ((h << 5) + h) ^
+               static_cast<unsigned int>(static_cast<int>(static_cast<signed char>(c)));
+    };
+    const char* const end = p + n;
+    unsigned int h = 0;
+    for (; end - p >= 4; p += 4) h = step(step(step(step(h, p[0]), p[1]), p[2]), p[3]);
+    for (; p != end; ++p) h = step(h, *p);
+    return h;
+}
+
+// A quick 64-bit hash of a byte string, a few multiplications for any key up to 16 bytes.
+// Only the tables' absence filter uses it, so it may change between versions.
+inline uint64_t QuickHash(const char* p, size_t n)
+{
+    const auto load64 = [](const char* at)
     {
-    }
-    SlotBlock& operator=(SlotBlock&& other) noexcept
+        uint64_t word;
+        std::memcpy(&word, at, sizeof word);
+        return word;
+    };
+    const auto load32 = [](const char* at)
     {
-        if (this != &other)
+        uint32_t word;
+        std::memcpy(&word, at, sizeof word);
+        return uint64_t(word);
+    };
+    constexpr uint64_t k1 = 0x9E3779B97F4A7C15ull, k2 = 0xC2B2AE3D27D4EB4Full;
+    uint64_t acc = n * k2;
+    uint64_t a = 0, b = 0;
+    if (n >= 8)
+    {
+        // Whole words up to the last 9 to 16 bytes, which two overlapping words cover.
+        const char* const end = p + n;
+        for (; end - p > 16; p += 8)
         {
-            release();
-            m_pSlots = std::exchange(other.m_pSlots, nullptr);
-            m_nCount = std::exchange(other.m_nCount, 0);
+            acc = (acc ^ load64(p)) * k1;
+            acc ^= acc >> 29;
         }
-        return *this;
+        a = load64(p);
+        b = load64(end - 8);
     }
-    ~SlotBlock() { release(); }
-
-    Slot& operator[](size_t i) const { return m_pSlots[i]; }
-    explicit operator bool() const { return m_pSlots != nullptr; }
-
-private:
-    void release()
+    else if (n >= 4)
     {
-        if (m_pSlots == nullptr) return;
-        std::destroy_n(m_pSlots, m_nCount);
-        FreeTable(m_pSlots, m_nCount * sizeof(Slot));
-        m_pSlots = nullptr;
-        m_nCount = 0;
+        a = load32(p);
+        b = load32(p + n - 4);
     }
-
-    Slot* m_pSlots = nullptr;
-    size_t m_nCount = 0;
-};
+    else if (n > 0)
+    {
+        const auto byte = [p](size_t i) { return uint64_t(static_cast<unsigned char>(p[i])); };
+        a = byte(0) << 16 | byte(n / 2) << 8 | byte(n - 1);
+    }
+    b *= k2;
+    uint64_t x = (a ^ acc) * k1 + (b << 31 | b >> 33);
+    x ^= x >> 32;
+    x *= 0xD6E8FEB86659FD93ull;
+    return x ^ (x >> 32);
+}
 }  // namespace Detail
 
 template <class T>
 class KRN_API KrHash
 {
 public:
-    KrHash()
-        : m_pSlots(2),
-          m_pTags(new unsigned char[2]()),
-          m_pHomes(new uint64_t[1]()),
-          m_nUsed(0),
-          m_nFree(2),
-          m_nMask(1),
-          m_nIterEnd(0)
-    {
-    }
+    KrHash() : m_nUsed(0), m_nFree(2), m_nMask(1), m_nIterEnd(0) { m_table = Table(2); }
     KrHash(const KrHash& other) { copyFrom(other); }
     // A moved-from table has no slots; it stays usable and grows on the next insertion.
     KrHash(KrHash&& other) noexcept { takeFrom(other); }
@@ -106,14 +133,32 @@ public:
     {
         if (key.empty()) return;
         if (2 * m_nFree <= m_nMask) Resize(2 * static_cast<unsigned int>(m_nMask) + 1);
-        const unsigned int h = key.HashVal();
-        const unsigned int index = probe(key, h, true);
-        if (m_pTags[index] != kFree)
+        const unsigned int h = Detail::ChainHash(key.data(), key.size());
+        const unsigned int mask = static_cast<unsigned int>(m_nMask);
+        const unsigned int home = homeSlot(h, mask);
+        m_table.prefetchSlot(home, true);
+        const unsigned char tag = tagOf(h);
+        const Filter filter = filterOf(key, mask);
+        // A key the filter rules out is absent: no key needs comparing.
+        const bool bMayBePresent = (m_table.filter[filter.index] & filter.bits) == filter.bits;
+        const unsigned int step = probeStep(h, mask);
+        unsigned int index = home;
+        for (;;)
         {
-            m_pSlots[index].value = value;
-            return;
+            const unsigned char found = m_table.tags[index];
+            if (found == kFree) break;
+            if (bMayBePresent && found == tag && sameKey(m_table.slots[index], key))
+            {
+                m_table.slots[index].value = value;
+                return;
+            }
+            index = (index + step) & mask;
         }
-        store(index, h, KrString(key), T(value));
+        Slot* slot = new (&m_table.slots[index]) Slot(key, value);
+        // A copied key stops at its first zero byte; growth re-places it by what it stores.
+        slot->hash = slot->size() == key.size() ? h : Detail::ChainHash(slot->data(), slot->size());
+        m_table.tags[index] = tag;
+        m_table.filter[filter.index] |= filter.bits;
         --m_nFree;
         ++m_nUsed;
     }
@@ -123,7 +168,7 @@ public:
     {
         const Slot* slot = find(key);
         if (slot == nullptr) return 0;
-        rValue = slot->value;
+        copyOut(rValue, slot->value);
         return 1;
     }
 
@@ -140,9 +185,9 @@ public:
     int GetStartPosition()
     {
         m_nIterEnd = 0;
-        for (int i = m_pSlots ? m_nMask : -1; i >= 0; --i)
+        for (int i = m_table ? m_nMask : -1; i >= 0; --i)
         {
-            if (m_pTags[i] != kFree)
+            if (m_table.tags[i] != kFree)
             {
                 m_nIterEnd = i + 1;
                 break;
@@ -155,11 +200,11 @@ public:
     void GetNextAssoc(int& nPos, KrString& key, T& rValue) const
     {
         if (nPos < 0) nPos = 0;
-        if (nPos >= m_nIterEnd || nPos > m_nMask || !m_pSlots) return;
-        while (nPos < m_nIterEnd && m_pTags[nPos] == kFree) ++nPos;
+        if (nPos >= m_nIterEnd || nPos > m_nMask || !m_table) return;
+        while (nPos < m_nIterEnd && m_table.tags[nPos] == kFree) ++nPos;
         if (nPos >= m_nIterEnd) return;
-        key = m_pSlots[nPos].key;
-        rValue = m_pSlots[nPos].value;
+        key = m_table.slots[nPos];
+        rValue = m_table.slots[nPos].value;
         ++nPos;
     }
     unsigned char IsEOF(int nPos) const { return nPos >= m_nIterEnd ? 1 : 0; }
@@ -168,124 +213,260 @@ public:
     template <class F>
     void ForEach(F visit) const
     {
-        if (!m_pSlots) return;
+        if (!m_table) return;
         for (int i = 0; i <= m_nMask; ++i)
-            if (m_pTags[i] != kFree) visit(m_pSlots[i].key, m_pSlots[i].value);
+            if (m_table.tags[i] != kFree)
+                visit(static_cast<const KrString&>(m_table.slots[i]), m_table.slots[i].value);
     }
 
 private:
-    struct Slot
+    // An entry: the key, then its hash (kept so that growth re-places entries without hashing
+    // again; with the usual ABI it fills the key's tail padding), then the value.
+    struct Slot : KrString
     {
-        KrString key;  // empty: the slot is free
-        T value{};
+        Slot(const KrString& key, const T& v) : KrString(key), value(v) {}
+        unsigned int hash = 0;
+        T value;
     };
 
-    // Every slot has a one-byte tag beside it: 0 when free, else 0x80 | 7 bits of the key's
-    // hash. Probes read the compact tag array and touch a slot only when its tag matches, so
-    // misses rarely leave the tags and hits usually read one slot.
-    static constexpr unsigned char kFree = 0;
-    static unsigned char tagOf(unsigned int h) { return static_cast<unsigned char>(0x80 | (h >> 25)); }
-
-    static unsigned int homeSlot(unsigned int h, unsigned int mask) { return (h ^ (h >> 13)) & mask; }
-    static unsigned int probeStep(unsigned int h, unsigned int mask) { return ((h ^ (h >> 17)) | 1) & mask; }
-
-    // The index of the slot holding key, or of the first free slot on its probe path; the
-    // table has room. With bMayMatch false the key is known to be absent.
-    unsigned int probe(const KrString& key, unsigned int h, bool bMayMatch) const
+    // The slot array with two bytes per slot beside it, all allocated together with the table
+    // and released with it. Slots are raw storage; only those whose tag is not kFree hold an
+    // entry.
+    //   tags[i]   0 when slot i is free, else 0x80 | 7 bits of its key's mixed hash. Probes read
+    //             the compact tags and touch a slot only when its tag matches.
+    //   filter    a Bloom filter of one byte per slot over the keys' quick hashes, see
+    //             filterOf. A key it rules out is absent, which settles most misses with one
+    //             read, without HashVal and without a probe.
+    struct Table
     {
-        const unsigned int mask = static_cast<unsigned int>(m_nMask);
-        const unsigned int step = probeStep(h, mask);
-        const unsigned char tag = tagOf(h);
-        unsigned int index = homeSlot(h, mask);
-        for (;;)
+        Slot* slots = nullptr;
+        unsigned char* tags = nullptr;
+        unsigned char* filter = nullptr;
+        size_t count = 0;
+
+        Table() = default;
+        explicit Table(size_t n) : count(n)
         {
-            const unsigned char found = m_pTags[index];
-            if (found == kFree) return index;
-            if (bMayMatch && found == tag && sameKey(m_pSlots[index].key, key)) return index;
-            index = (index + step) & mask;
+            slots = static_cast<Slot*>(Detail::AllocateTable(n * sizeof(Slot)));
+            try
+            {
+                tags = new unsigned char[2 * n]();
+            }
+            catch (...)
+            {
+                Detail::FreeTable(slots, n * sizeof(Slot));
+                throw;
+            }
+            filter = tags + n;
         }
+        Table(Table&& other) noexcept { swap(other); }
+        Table& operator=(Table&& other) noexcept
+        {
+            Table(std::move(other)).swap(*this);
+            return *this;
+        }
+        Table(const Table&) = delete;
+        Table& operator=(const Table&) = delete;
+        ~Table()
+        {
+            if (slots == nullptr) return;
+            destroyEntries();
+            delete[] tags;
+            Detail::FreeTable(slots, count * sizeof(Slot));
+        }
+
+        explicit operator bool() const { return slots != nullptr; }
+        void swap(Table& other) noexcept
+        {
+            std::swap(slots, other.slots);
+            std::swap(tags, other.tags);
+            std::swap(filter, other.filter);
+            std::swap(count, other.count);
+        }
+        void destroyEntries()
+        {
+            for (size_t i = 0; i < count; ++i)
+                if (tags[i] != kFree) slots[i].~Slot();
+        }
+        // The slot's first and last byte: an entry may straddle two cache lines.
+        void prefetchSlot(unsigned int i, bool bForWrite) const
+        {
+            const char* first = reinterpret_cast<const char*>(slots + i);
+            if (bForWrite)
+            {
+                Detail::PrefetchForWrite(first);
+                Detail::PrefetchForWrite(first + sizeof(Slot) - 1);
+            }
+            else
+            {
+                Detail::PrefetchForRead(first);
+                Detail::PrefetchForRead(first + sizeof(Slot) - 1);
+            }
+        }
+    };
+
+    static constexpr unsigned char kFree = 0;
+    // Tags come from the top bits of the hash times an odd constant, so that every bit of the
+    // hash reaches them (short keys leave the hash's own top bits zero).
+    static unsigned char tagOf(unsigned int h)
+    {
+        return static_cast<unsigned char>(0x80 | ((h * 0x9E3779B1u) >> 25));
     }
 
-    // One bit per slot: set when some entry has its home there. A key whose home has none is
-    // absent, which most misses learn from this small array without walking the probe path.
-    static size_t homeWords(unsigned int mask) { return (static_cast<size_t>(mask) + 64) / 64; }
-    bool isSomeHome(unsigned int slot) const
+    // A key's place in the filter: a byte chosen by the low bits of its quick hash and two of
+    // the byte's bits (possibly the same one) by its top bits. With a byte per slot and at
+    // most one key per two slots, about 3 % of absent keys pass.
+    struct Filter
     {
-        return (m_pHomes[slot / 64] >> (slot % 64) & 1) != 0;
+        unsigned int index;
+        unsigned char bits;
+    };
+    static Filter filterOf(const KrString& key, unsigned int mask)
+    {
+        const uint64_t q = Detail::QuickHash(key.data(), key.size());
+        return {static_cast<unsigned int>(q) & mask,
+                static_cast<unsigned char>(1u << (q >> 58 & 7) | 1u << (q >> 61))};
     }
 
-    void store(unsigned int index, unsigned int h, KrString&& key, T&& value)
+    static unsigned int homeSlot(unsigned int h, unsigned int mask)
     {
-        const unsigned int home = homeSlot(h, static_cast<unsigned int>(m_nMask));
-        m_pHomes[home / 64] |= uint64_t(1) << (home % 64);
-        m_pTags[index] = tagOf(h);
-        m_pSlots[index].key = std::move(key);
-        m_pSlots[index].value = std::move(value);
+        return (h ^ (h >> 13)) & mask;
+    }
+    static unsigned int probeStep(unsigned int h, unsigned int mask)
+    {
+        return ((h ^ (h >> 17)) | 1) & mask;
     }
 
     const Slot* find(const KrString& key) const
     {
-        if (key.empty() || !m_pSlots) return nullptr;
-        const unsigned int h = key.HashVal();
+        if (key.empty() || !m_table) return nullptr;
         const unsigned int mask = static_cast<unsigned int>(m_nMask);
-        const unsigned int step = probeStep(h, mask);
+        const Filter filter = filterOf(key, mask);
+        if ((m_table.filter[filter.index] & filter.bits) != filter.bits) return nullptr;
+        const unsigned int h = Detail::ChainHash(key.data(), key.size());
         const unsigned int home = homeSlot(h, mask);
-        if (!isSomeHome(home)) return nullptr;
+        const unsigned int step = probeStep(h, mask);
+        const unsigned int second = (home + step) & mask;
+        m_table.prefetchSlot(home, false);
+        m_table.prefetchSlot(second, false);
         const unsigned char tag = tagOf(h);
+        // Most keys sit in the first or second slot of their path: pick the candidate without
+        // branching on the tags, so that a hit costs one well-predicted branch.
+        const unsigned char first = m_table.tags[home];
+        const bool bAtHome = first == tag;
+        const bool bAtSecond = first != kFree && m_table.tags[second] == tag;
+        if (bAtHome | bAtSecond)
+        {
+            const Slot& candidate = m_table.slots[bAtHome ? home : second];
+            if (sameKey(candidate, key)) return &candidate;
+        }
         unsigned int index = home;
         do
         {
-            const unsigned char found = m_pTags[index];
+            const unsigned char found = m_table.tags[index];
             if (found == kFree) return nullptr;
-            if (found == tag && sameKey(m_pSlots[index].key, key)) return &m_pSlots[index];
+            if (found == tag && sameKey(m_table.slots[index], key)) return &m_table.slots[index];
             index = (index + step) & mask;
         } while (index != home);
         return nullptr;
     }
 
+    // Byte equality. Keys of 4 to 16 bytes, the common case, compare as two overlapping words
+    // each, without a call.
     static bool sameKey(const KrString& a, const KrString& b)
     {
-        return static_cast<const std::string&>(a) == static_cast<const std::string&>(b);
+        const size_t n = a.size();
+        if (n != b.size()) return false;
+        const char* p = a.data();
+        const char* q = b.data();
+        if (n >= 8 && n <= 16) return sameWords<uint64_t>(p, q, n);
+        if (n >= 4 && n < 8) return sameWords<uint32_t>(p, q, n);
+        return std::memcmp(p, q, n) == 0;
+    }
+    template <class Word>
+    static bool sameWords(const char* p, const char* q, size_t n)
+    {
+        Word p0, q0, p1, q1;
+        std::memcpy(&p0, p, sizeof(Word));
+        std::memcpy(&q0, q, sizeof(Word));
+        std::memcpy(&p1, p + n - sizeof(Word), sizeof(Word));
+        std::memcpy(&q1, q + n - sizeof(Word), sizeof(Word));
+        return ((p0 ^ q0) | (p1 ^ q1)) == 0;
     }
 
-    // Rebuilds the table with nNewMask + 1 slots, re-placing every entry by the probe sequence.
+    // Stored values come in through KrString's copy, which stops at a zero byte, so they hold
+    // none and a plain byte copy gives the same result without searching for one.
+    static void copyOut(KrString& to, const KrString& from)
+    {
+        static_cast<std::string&>(to) = static_cast<const std::string&>(from);
+        to.SetCharset(from.GetCharset());
+    }
+    template <class U>
+    static void copyOut(U& to, const U& from)
+    {
+        to = from;
+    }
+
+    // Rebuilds the table with nNewMask + 1 slots, re-placing every entry by the probe sequence
+    // in old slot order. The stored hashes spare hashing the keys again; the new home and
+    // filter byte of an entry a few slots ahead are prefetched while the current one is placed.
     void Resize(unsigned int nNewMask)
     {
-        Detail::SlotBlock<Slot> old(std::move(m_pSlots));
-        std::unique_ptr<unsigned char[]> oldTags(std::move(m_pTags));
-        const unsigned int oldSlots = old ? static_cast<unsigned int>(m_nMask) + 1 : 0;
-        m_pSlots = Detail::SlotBlock<Slot>(static_cast<size_t>(nNewMask) + 1);
-        m_pTags.reset(new unsigned char[static_cast<size_t>(nNewMask) + 1]());
-        m_pHomes.reset(new uint64_t[homeWords(nNewMask)]());
-        m_nMask = static_cast<int>(nNewMask);
+        Table fresh(static_cast<size_t>(nNewMask) + 1);
+        Table old(std::move(m_table));
+        const unsigned int oldSlots = static_cast<unsigned int>(old.count);
+        // Filter places, computed kAhead slots early, in a ring indexed by old slot.
+        constexpr unsigned int kAhead = 8, kRing = 16;
+        Filter ring[kRing] = {};
+        const auto lookAhead = [&](unsigned int i)
+        {
+            if (i >= oldSlots || old.tags[i] == kFree) return;
+            const Slot& entry = old.slots[i];
+            const unsigned int home = homeSlot(entry.hash, nNewMask);
+            ring[i % kRing] = filterOf(entry, nNewMask);
+            Detail::PrefetchForWrite(fresh.tags + home);
+            Detail::PrefetchForWrite(fresh.filter + ring[i % kRing].index);
+            fresh.prefetchSlot(home, true);
+        };
+        for (unsigned int i = 0; i < kAhead; ++i) lookAhead(i);
         for (unsigned int i = 0; i < oldSlots; ++i)
         {
-            if (oldTags[i] == kFree) continue;
-            const unsigned int h = old[i].key.HashVal();
-            store(probe(old[i].key, h, false), h, std::move(old[i].key), std::move(old[i].value));
+            lookAhead(i + kAhead);
+            if (old.tags[i] == kFree) continue;
+            Slot& entry = old.slots[i];
+            const unsigned int h = entry.hash;
+            const unsigned int step = probeStep(h, nNewMask);
+            const unsigned int home = homeSlot(h, nNewMask);
+            unsigned int index = home;
+            while (fresh.tags[index] != kFree) index = (index + step) & nNewMask;
+            new (&fresh.slots[index]) Slot(std::move(entry));
+            entry.~Slot();
+            old.tags[i] = kFree;
+            fresh.tags[index] = tagOf(h);
+            fresh.filter[ring[i % kRing].index] |= ring[i % kRing].bits;
         }
+        m_table = std::move(fresh);
+        m_nMask = static_cast<int>(nNewMask);
         m_nFree = static_cast<int>(nNewMask) - m_nUsed + 1;
     }
 
     void copyFrom(const KrHash& other)
     {
-        Detail::SlotBlock<Slot> slots;
-        std::unique_ptr<unsigned char[]> tags;
-        std::unique_ptr<uint64_t[]> homes;
-        if (other.m_pSlots)
+        Table copy;
+        if (other.m_table)
         {
-            const size_t count = static_cast<size_t>(other.m_nMask) + 1;
-            const size_t words = homeWords(static_cast<unsigned int>(other.m_nMask));
-            slots = Detail::SlotBlock<Slot>(count);
-            tags.reset(new unsigned char[count]);
-            homes.reset(new uint64_t[words]);
-            for (size_t i = 0; i < count; ++i) slots[i] = other.m_pSlots[i];
-            std::copy(other.m_pTags.get(), other.m_pTags.get() + count, tags.get());
-            std::copy(other.m_pHomes.get(), other.m_pHomes.get() + words, homes.get());
+            const Table& from = other.m_table;
+            Table table(from.count);
+            for (size_t i = 0; i < from.count; ++i)
+            {
+                if (from.tags[i] == kFree) continue;
+                new (&table.slots[i]) Slot(from.slots[i]);
+                table.tags[i] = from.tags[i];  // now owned: destroyed if a later copy throws
+            }
+            std::copy(from.filter, from.filter + from.count, table.filter);
+            copy = std::move(table);
         }
-        m_pSlots = std::move(slots);
-        m_pTags = std::move(tags);
-        m_pHomes = std::move(homes);
+        m_table = std::move(copy);
         m_nUsed = other.m_nUsed;
         m_nFree = other.m_nFree;
         m_nMask = other.m_nMask;
@@ -294,21 +475,17 @@ private:
 
     void takeFrom(KrHash& other) noexcept
     {
-        m_pSlots = std::move(other.m_pSlots);
-        m_pTags = std::move(other.m_pTags);
-        m_pHomes = std::move(other.m_pHomes);
+        m_table = std::move(other.m_table);
         m_nUsed = std::exchange(other.m_nUsed, 0);
         m_nFree = std::exchange(other.m_nFree, 0);
         m_nMask = std::exchange(other.m_nMask, 0);
         m_nIterEnd = std::exchange(other.m_nIterEnd, 0);
     }
 
-    Detail::SlotBlock<Slot> m_pSlots;
-    std::unique_ptr<unsigned char[]> m_pTags;  // one per slot, see tagOf
-    std::unique_ptr<uint64_t[]> m_pHomes;      // one bit per slot, see isSomeHome
+    Table m_table;
     int m_nUsed = 0;
-    int m_nFree = 0;  // slots left before the table is full
-    int m_nMask = 0;  // slot count - 1
+    int m_nFree = 0;     // slots left before the table is full
+    int m_nMask = 0;     // slot count - 1
     int m_nIterEnd = 0;  // one past the highest occupied slot, set by GetStartPosition
 };
 
