@@ -373,18 +373,12 @@ KrString operator+(const char* s, const KrString& t)
 
 // ---------------------------------------------------------------- numbers
 
-// The runtime's long is 32 bits wide for these parses: out-of-range text saturates at the int
-// limits (strtol) or at UINT_MAX (strtoul) rather than wrapping through a 64-bit long.
-int KrString::ToInt(int base) const
-{
-    const long long value = std::strtoll(c_str(), nullptr, base);
-    return static_cast<int>(std::min<long long>(std::max<long long>(value, INT_MIN), INT_MAX));
-}
+int KrString::ToInt(int base) const { return static_cast<int>(std::strtol(c_str(), nullptr, base)); }
 
+// strtoul with a 32-bit unsigned long: the magnitude is range-checked alone and saturates at
+// UINT_MAX, then a '-' negates it modulo 2^32 ("-1" is UINT_MAX).
 unsigned int KrString::ToUInt(int base) const
 {
-    // strtoul negates the magnitude in the width of its result, after a range check of the
-    // magnitude alone: "-1" is UINT_MAX, "-4294967296" saturates.
     const char* text = c_str();
     while (std::isspace(static_cast<unsigned char>(*text))) ++text;
     const bool negative = *text == '-';

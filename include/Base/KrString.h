@@ -118,9 +118,9 @@ public:
     KrString operator+(const char* s) const;
     KrString operator+(char c) const;
 
-    // strtol / strtoul with a 32-bit long: text beyond the range saturates at INT_MIN, INT_MAX
-    // or UINT_MAX, and a leading '-' in ToUInt negates modulo 2^32 ("-1" is UINT_MAX).
-    int ToInt(int base = 10) const;
+    int ToInt(int base = 10) const;  // strtol
+    // strtoul with a 32-bit unsigned long: text beyond the range saturates at UINT_MAX, and a
+    // leading '-' negates modulo 2^32 ("-1" is UINT_MAX).
     unsigned int ToUInt(int base = 10) const;
     // Leading blanks skipped; in base 10 any run of leading '-' negates once.
     long long ToLong(int base = 10) const;
