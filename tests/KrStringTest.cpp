@@ -354,3 +354,20 @@ TEST(KrStringTest, NumberConversionsKeepThirtyTwoBitRuntimeLimits)
     });
     expectAll({{KrString::From(100, 40), "2K"}, {KrString::From(36, 37), "["}, {KrString::From(5, 0), ""}});
 }
+
+// A replacement text taken from the string itself is read as it was before the call, also
+// when the growing string moves to a larger buffer.
+TEST(KrStringTest, ReplaceWithTextOfTheStringItself)
+{
+    KrString s(std::string(40, 'a') + "b");
+    const std::string before = s;
+    EXPECT_EQ(s.Replace("b", s.Cstr()), 1);
+    EXPECT_EQ(std::string(s), std::string(40, 'a') + before);
+    KrString t("xyx");
+    EXPECT_EQ(t.Replace(t.Cstr() + 2, "yy"), 2);  // "x", read from t before it changes
+    EXPECT_EQ(t, "yyyyy");
+    KrStringW w(u"abcdefghijklmnopqrstuvwxyz");
+    EXPECT_EQ(w.Replace(u"z", w.Cstr()), 1);
+    EXPECT_EQ(w.GetLength(), 51);
+    EXPECT_EQ(w.Right(26), u"abcdefghijklmnopqrstuvwxyz");
+}
