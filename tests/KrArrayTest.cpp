@@ -208,3 +208,22 @@ TEST(KrArrayTest, RingSurvivesZeroCapacityShrinkingAndWildIndices)
     EXPECT_EQ(t[0], 9);
     for (int index : {-100, 7, 1000000, -2147483647}) (void)t[index];
 }
+
+// Appending an array to itself, or a run of its own elements, must read the elements as they
+// were before the call even when the storage grows and moves them.
+TEST(KrArrayTest, AppendingItsOwnElementsCopiesThemBeforeGrowing)
+{
+    KrArray<KrString> a;
+    a.Add("x");
+    a.Add("y");
+    a.FreeExtra();
+    EXPECT_EQ(a.Append(a), 2);
+    EXPECT_EQ(a.Append(a), 4);
+    EXPECT_EQ(items(a), (std::vector<KrString>{"x", "y", "x", "y", "x", "y", "x", "y"}));
+
+    KrArray<unsigned short> u;
+    for (unsigned short v = 1; v <= 3; ++v) u.Add(v);
+    u.FreeExtra();
+    EXPECT_EQ(u.Append(u.GetData() + 1, 2), 3);
+    EXPECT_EQ(items(u), (std::vector<unsigned short>{1, 2, 3, 2, 3}));
+}

@@ -340,3 +340,34 @@ TEST(KrStringTest, ResourcesAndCharsetsWithoutConfiguration)
     EXPECT_TRUE(s.IsEmpty());
     EXPECT_TRUE(KrString("abc").ChangeCharset(KrTextCodec::DEFAULT_CHARSET));  // same charset: nothing to do
 }
+
+// ToUInt parses like a 32-bit strtoul: it saturates where a 64-bit one would have let the
+// value wrap through the cast. Bases past 36 go on with digit + 55.
+TEST(KrStringTest, NumberConversionsKeepThirtyTwoBitRuntimeLimits)
+{
+    expectAll({
+        {KrString("4294967295").ToUInt(), UINT_MAX},    {KrString("4294967296").ToUInt(), UINT_MAX},
+        {KrString("-4294967296").ToUInt(), UINT_MAX},   {KrString("-1").ToUInt(), UINT_MAX},
+        {KrString(" -2").ToUInt(), UINT_MAX - 1},       {KrString("0x100000000").ToUInt(16), UINT_MAX},
+        {KrString("+7").ToUInt(), 7},                   {KrString("--7").ToUInt(), 0},
+        {KrString("- 7").ToUInt(), 0},                  {KrString("12").ToUInt(1), 0},
+    });
+    expectAll({{KrString::From(100, 40), "2K"}, {KrString::From(36, 37), "["}, {KrString::From(5, 0), ""}});
+}
+
+// A replacement text taken from the string itself is read as it was before the call, also
+// when the growing string moves to a larger buffer.
+TEST(KrStringTest, ReplaceWithTextOfTheStringItself)
+{
+    KrString s(std::string(40, 'a') + "b");
+    const std::string before = s;
+    EXPECT_EQ(s.Replace("b", s.Cstr()), 1);
+    EXPECT_EQ(std::string(s), std::string(40, 'a') + before);
+    KrString t("xyx");
+    EXPECT_EQ(t.Replace(t.Cstr() + 2, "yy"), 2);  // "x", read from t before it changes
+    EXPECT_EQ(t, "yyyyy");
+    KrStringW w(u"abcdefghijklmnopqrstuvwxyz");
+    EXPECT_EQ(w.Replace(u"z", w.Cstr()), 1);
+    EXPECT_EQ(w.GetLength(), 51);
+    EXPECT_EQ(w.Right(26), u"abcdefghijklmnopqrstuvwxyz");
+}

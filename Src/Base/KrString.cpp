@@ -1,6 +1,9 @@
 #include "Base/KrString.h"
 
 #include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 
@@ -62,7 +65,7 @@ unsigned long long lenientDigits(const char* text, size_t length, int base)
 KrString digitsOf(unsigned long long value, int base, bool negative)
 {
     KrString out;
-    if (base < 2 || base > 36) return out;
+    if (base < 2) return out;  // no digits could ever end the loop
     char digits[72];
     int n = 0;
     do
@@ -372,9 +375,20 @@ KrString operator+(const char* s, const KrString& t)
 
 int KrString::ToInt(int base) const { return static_cast<int>(std::strtol(c_str(), nullptr, base)); }
 
+// strtoul with a 32-bit unsigned long: the magnitude is range-checked alone and saturates at
+// UINT_MAX, then a '-' negates it modulo 2^32 ("-1" is UINT_MAX).
 unsigned int KrString::ToUInt(int base) const
 {
-    return static_cast<unsigned int>(std::strtoul(c_str(), nullptr, base));
+    const char* text = c_str();
+    while (std::isspace(static_cast<unsigned char>(*text))) ++text;
+    const bool negative = *text == '-';
+    if (*text == '-' || *text == '+') ++text;
+    if (*text == '-' || *text == '+' || std::isspace(static_cast<unsigned char>(*text))) return 0;
+    errno = 0;
+    const unsigned long long magnitude = std::strtoull(text, nullptr, base);
+    if (errno == ERANGE || magnitude > UINT_MAX) return UINT_MAX;
+    const unsigned int value = static_cast<unsigned int>(magnitude);
+    return negative ? 0u - value : value;
 }
 
 long long KrString::ToLong(int base) const

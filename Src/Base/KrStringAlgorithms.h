@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -79,6 +80,17 @@ int ReplaceAll(std::basic_string<Ch>& text, const Ch* oldText, const Ch* newText
 {
     using String = std::basic_string<Ch>;
     using Traits = std::char_traits<Ch>;
+    // Texts inside the string itself (its terminator included) are copied first: the splice
+    // below moves their bytes and may reallocate the buffer they point into.
+    const std::less<const Ch*> before;
+    const auto inside = [&](const Ch* p) {
+        return !before(p, text.data()) && !before(text.data() + text.size(), p);
+    };
+    if (inside(oldText) || inside(newText))
+    {
+        const String oldCopy(oldText), newCopy(newText);
+        return ReplaceAll(text, oldCopy.c_str(), newCopy.c_str());
+    }
     const size_t oldLength = Traits::length(oldText);
     const size_t newLength = Traits::length(newText);
     size_t found = text.find(oldText, 0, oldLength);

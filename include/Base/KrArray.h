@@ -55,17 +55,24 @@ public:
         return GetSize() - 1;
     }
     // Appends other's elements; returns the size before the call, even when other is empty.
-    int Append(const KrArray& other)
-    {
-        const int first = GetSize();
-        m_vecData.insert(m_vecData.end(), other.m_vecData.begin(), other.m_vecData.end());
-        return first;
-    }
-    // Appends nCount elements read from pData; returns the size before the call.
+    // An array may append itself.
+    int Append(const KrArray& other) { return Append(other.GetData(), other.GetSize()); }
+    // Appends nCount elements read from pData; returns the size before the call. pData may
+    // point into this array.
     int Append(const T* pData, int nCount)
     {
         const int first = GetSize();
-        if (pData != nullptr && nCount > 0) m_vecData.insert(m_vecData.end(), pData, pData + nCount);
+        if (pData == nullptr || nCount <= 0) return first;
+        const std::less<const T*> before;
+        if (!before(pData, m_vecData.data()) && before(pData, m_vecData.data() + m_vecData.size()))
+        {
+            // Growing the vector would move the elements being read: copy them out first.
+            std::vector<T> copy(pData, pData + nCount);
+            m_vecData.insert(m_vecData.end(), std::make_move_iterator(copy.begin()),
+                             std::make_move_iterator(copy.end()));
+        }
+        else
+            m_vecData.insert(m_vecData.end(), pData, pData + nCount);
         return first;
     }
     void Copy(const KrArray& other) { *this = other; }

@@ -118,8 +118,10 @@ public:
     KrString operator+(const char* s) const;
     KrString operator+(char c) const;
 
-    int ToInt(int base = 10) const;                  // strtol
-    unsigned int ToUInt(int base = 10) const;        // strtoul
+    int ToInt(int base = 10) const;  // strtol
+    // strtoul with a 32-bit unsigned long: text beyond the range saturates at UINT_MAX, and a
+    // leading '-' negates modulo 2^32 ("-1" is UINT_MAX).
+    unsigned int ToUInt(int base = 10) const;
     // Leading blanks skipped; in base 10 any run of leading '-' negates once.
     long long ToLong(int base = 10) const;
     // Bases 10 and 16 only (others give 0). Every byte that is not a digit of the base is
@@ -128,7 +130,8 @@ public:
     unsigned long long ToULong(int base = 10) const;
     float ToFloat() const;
     double ToDouble() const;
-    // Digits 0-9 then A-Z. Base 16 is prefixed "0X". Negative values get a "-" in base 10 only;
+    // Digits 0-9, then 'A' onwards (digit + 55) in bases above 10; a base below 2 gives an
+    // empty string. Base 16 is prefixed "0X". Negative values get a "-" in base 10 only;
     // in other bases they print as their 64-bit two's complement.
     static KrString From(int value, int base = 10);
     static KrString From(unsigned int value, int base = 10);
