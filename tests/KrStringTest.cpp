@@ -341,8 +341,8 @@ TEST(KrStringTest, ResourcesAndCharsetsWithoutConfiguration)
     EXPECT_TRUE(KrString("abc").ChangeCharset(KrTextCodec::DEFAULT_CHARSET));  // same charset: nothing to do
 }
 
-// ToUInt parses like a 32-bit strtoul: it saturates where a 64-bit one would have let the
-// value wrap through the cast. Bases past 36 go on with digit + 55.
+// ToInt and ToUInt parse like a 32-bit strtol and strtoul: they saturate where a 64-bit one
+// would have let the value wrap through the cast. Bases past 36 go on with digit + 55.
 TEST(KrStringTest, NumberConversionsKeepThirtyTwoBitRuntimeLimits)
 {
     expectAll({
@@ -351,6 +351,8 @@ TEST(KrStringTest, NumberConversionsKeepThirtyTwoBitRuntimeLimits)
         {KrString(" -2").ToUInt(), UINT_MAX - 1},       {KrString("0x100000000").ToUInt(16), UINT_MAX},
         {KrString("+7").ToUInt(), 7},                   {KrString("--7").ToUInt(), 0},
         {KrString("- 7").ToUInt(), 0},                  {KrString("12").ToUInt(1), 0},
+        {KrString("4294967296").ToInt(), INT_MAX},      {KrString("-9000000000").ToInt(), INT_MIN},
+        {KrString("-2147483648").ToInt(), INT_MIN},     {KrString("7fffffff").ToInt(16), INT_MAX},
     });
     expectAll({{KrString::From(100, 40), "2K"}, {KrString::From(36, 37), "["}, {KrString::From(5, 0), ""}});
 }

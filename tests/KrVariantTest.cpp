@@ -62,7 +62,7 @@ TEST(KrVariant, ToIntAndToLongRoundTruncateAndSaturate)
         {KrVariant(KrTime(-1e300)), INT_MIN, LLONG_MIN},
         {KrVariant(KrString("42 roads")), 42, 42},
         {KrVariant(KrString("-9000000000")),
-         static_cast<int>(std::strtol("-9000000000", nullptr, 10)), -9000000000LL},
+         INT_MIN, -9000000000LL},
         {KrVariant(), 0, 0}, {block({9, 9}), 0, 0}};
     // clang-format on
     for (size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i)

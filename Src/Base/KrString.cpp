@@ -373,7 +373,13 @@ KrString operator+(const char* s, const KrString& t)
 
 // ---------------------------------------------------------------- numbers
 
-int KrString::ToInt(int base) const { return static_cast<int>(std::strtol(c_str(), nullptr, base)); }
+// The runtime's long is 32 bits wide for these parses: out-of-range text saturates at the int
+// limits rather than wrapping through a 64-bit long.
+int KrString::ToInt(int base) const
+{
+    const long long value = std::strtoll(c_str(), nullptr, base);
+    return static_cast<int>(std::min<long long>(std::max<long long>(value, INT_MIN), INT_MAX));
+}
 
 // strtoul with a 32-bit unsigned long: the magnitude is range-checked alone and saturates at
 // UINT_MAX, then a '-' negates it modulo 2^32 ("-1" is UINT_MAX).
