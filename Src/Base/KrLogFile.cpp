@@ -543,28 +543,51 @@ struct KrLogFile::Impl
                hasPercent(item.m_strCodeFile);
     }
 
+    // Appends the record's text for one token; a literal's text is its own.
+    void appendValue(std::string& out, const Piece& piece) const
+    {
+        switch (piece.token)
+        {
+            case Token::Literal:
+                out += piece.text;
+                break;
+            case Token::DateTime:
+                out += cachedDateTime;
+                break;
+            case Token::TimeSpan:
+                appendDecimal(out, item.m_nTimeSpan);
+                break;
+            case Token::Level:
+                out += GetLevelAsString(item.m_nLevel);
+                break;
+            case Token::Message:
+                out += item.m_strMessage;
+                break;
+            case Token::ThreadId:
+                appendDecimal(out, item.m_nThreadID);
+                break;
+            case Token::CodeFile:
+                out += item.m_strCodeFile;
+                break;
+            case Token::CodeLine:
+                appendDecimal(out, item.m_nCodeLine);
+                break;
+        }
+    }
+
+    // The documented rule itself: each token of kTokens in turn, every occurrence replaced.
     void buildTextStepByStep()
     {
         std::string text = strLogFormat;
-        const auto replaceAll = [&text](const char* token, size_t length, const std::string& value)
+        std::string value;
+        for (const TokenName& name : kTokens)
         {
-            for (size_t at = text.find(token); at != std::string::npos; at = text.find(token, at + value.size()))
-                text.replace(at, length, value);
-        };
-        std::string number;
-        const auto decimalText = [&number](long long value) -> const std::string&
-        {
-            number.clear();
-            appendDecimal(number, value);
-            return number;
-        };
-        replaceAll("%DATETIME", 9, cachedDateTime);
-        replaceAll("%TIMESPAN", 9, decimalText(item.m_nTimeSpan));
-        replaceAll("%LEVEL", 6, GetLevelAsString(item.m_nLevel).Cstr());
-        replaceAll("%MSG", 4, item.m_strMessage);
-        replaceAll("%THREADID", 9, decimalText(item.m_nThreadID));
-        replaceAll("%CODEFILE", 9, item.m_strCodeFile);
-        replaceAll("%CODELINE", 9, decimalText(item.m_nCodeLine));
+            value.clear();
+            appendValue(value, {name.token, std::string()});
+            for (size_t at = text.find(name.text); at != std::string::npos;
+                 at = text.find(name.text, at + value.size()))
+                text.replace(at, name.length, value);
+        }
         line = std::move(text);
     }
 
@@ -576,36 +599,7 @@ struct KrLogFile::Impl
             return;
         }
         line.clear();
-        for (const Piece& piece : pieces)
-        {
-            switch (piece.token)
-            {
-                case Token::Literal:
-                    line += piece.text;
-                    break;
-                case Token::DateTime:
-                    line += cachedDateTime;
-                    break;
-                case Token::TimeSpan:
-                    appendDecimal(line, item.m_nTimeSpan);
-                    break;
-                case Token::Level:
-                    line += GetLevelAsString(item.m_nLevel);
-                    break;
-                case Token::Message:
-                    line += item.m_strMessage;
-                    break;
-                case Token::ThreadId:
-                    appendDecimal(line, item.m_nThreadID);
-                    break;
-                case Token::CodeFile:
-                    line += item.m_strCodeFile;
-                    break;
-                case Token::CodeLine:
-                    appendDecimal(line, item.m_nCodeLine);
-                    break;
-            }
-        }
+        for (const Piece& piece : pieces) appendValue(line, piece);
     }
 
     void writeText()

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "Base/KrHash.h"
 #include "KrFormatLoop.h"
 #include "KrStringAlgorithms.h"
 
@@ -489,25 +490,7 @@ void KrString::FormatV(const char* format, va_list args)
 
 unsigned int KrString::HashVal() const
 {
-    // The chain h = h * 33 ^ byte is serial; unrolling it four bytes at a time takes the loop
-    // overhead off that chain, and the byte loads and sign extensions run ahead of it.
-    const auto mix = [](unsigned int h, const unsigned char* p)
-    {
-        return ((h << 5) + h) ^
-               static_cast<unsigned int>(static_cast<int>(static_cast<signed char>(*p)));
-    };
-    const unsigned char* p = reinterpret_cast<const unsigned char*>(data());
-    const unsigned char* const end = p + size();
-    unsigned int h = 0;
-    for (; end - p >= 4; p += 4) h = mix(mix(mix(mix(h, p), p + 1), p + 2), p + 3);
-    switch (end - p)
-    {
-        case 3: h = mix(h, p++); [[fallthrough]];
-        case 2: h = mix(h, p++); [[fallthrough]];
-        case 1: h = mix(h, p); break;
-        default: break;
-    }
-    return h;
+    return Detail::ChainHash(data(), size());
 }
 
 int KrString::Split(KrArray<KrString>& out, const KrString& delimiter, bool exact) const
