@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <cstring>
 #include <filesystem>
 #include <string>
@@ -109,6 +111,35 @@ TEST_F(KrFileStreamTest, OpenAndWriteFailuresGiveStatusesNotExceptions)
     EXPECT_EQ(small.GetStatus(), KrStreamOK);
     EXPECT_FALSE(small.Close());
     EXPECT_EQ(small.GetStatus(), KrStreamSaveError);
+}
+
+// Loads open regular files only and never wait: a FIFO with no writer, a directory or a device
+// fails at once. Saves never wait either, and a FIFO without a reader is refused.
+TEST_F(KrFileStreamTest, LoadsOpenOnlyRegularFilesAndNothingWaits)
+{
+    const std::string fifo = path("fifo"), dir = path("dir");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    std::filesystem::create_directory(dir);
+    for (const std::string& name : {fifo, dir, std::string("/dev/null"), std::string("/dev/zero")})
+    {
+        SCOPED_TRACE(name);
+        KrFileStream file;
+        EXPECT_FALSE(file.Open(name.c_str(), KrStreamLoad));
+        EXPECT_EQ(file.GetStatus(), KrStreamOpenLoadFailed);
+        KrMarkup markup;
+        EXPECT_FALSE(markup.Load(name.c_str()));
+        KrRegistry registry{KrString(name.c_str())};
+        EXPECT_EQ(registry.Values().GetCount(), 0);
+    }
+    for (const std::string& name : {fifo, dir})
+        for (KrStreamDirection direction : {KrStreamSave, KrStreamLoadSave})
+        {
+            KrFileStream file;
+            EXPECT_FALSE(file.Open(name.c_str(), direction)) << name;
+            EXPECT_EQ(file.GetStatus(), KrStreamOpenSaveFailed) << name;
+        }
+    EXPECT_TRUE(std::filesystem::is_fifo(fifo));
+    EXPECT_TRUE(std::filesystem::is_directory(dir));
 }
 
 TEST_F(KrFileStreamTest, SetPositionSeeksPastTheCache)

@@ -528,10 +528,6 @@ TEST_F(KrLogFileTest, HostileDirectoriesAndDevicesNeverCrash)
     EXPECT_FALSE(log.RecordLog(KrLogFile::LogFatal, 1, "closed", "f", 1));
     EXPECT_FALSE(log.Open(sandbox.path("missing/x.log").c_str(), 0, KrLogFile::ModeXML));
 
-    ASSERT_TRUE(log.Open("/dev/full", 0, KrLogFile::ModeText));
-    EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 1, "disk full", "f", 1));
-    EXPECT_EQ(ringMessages(log), std::vector<std::string>{"disk full"});
-
     fs::create_directory(sandbox.path("gone"));
     ASSERT_TRUE(log.Open(sandbox.path("gone").c_str(), "Log", KrLogFile::IntervalNone,
                          KrLogFile::ModeXML, 0));
@@ -540,6 +536,56 @@ TEST_F(KrLogFileTest, HostileDirectoriesAndDevicesNeverCrash)
     log.SetFileSizeLimit(1, KrLogFile::SizeReOpen);
     EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 3, "reopen fails", "f", 1));
     EXPECT_FALSE(log.IsOpen());
+}
+
+// Only regular files are written: whatever else is at a log path, or at the XML log's schema
+// and stylesheet paths, makes Open fail and is left as it was. Links are followed, never removed.
+TEST_F(KrLogFileTest, PathsThatAreNotRegularFilesAreRefusedAndLeftAsTheyWere)
+{
+    const auto kind = [](const std::string& path) { return fs::symlink_status(path).type(); };
+    const std::string target = sandbox.path("target.xml");
+    const struct
+    {
+        const char* name;
+        void (*make)(const std::string& path, const std::string& target);
+        KrLogFile::Mode mode;
+        bool opens;
+    } cases[] = {
+        {"dir.log", [](const std::string& p, const std::string&) { fs::create_directory(p); },
+         KrLogFile::ModeText, false},
+        {"dir.xml", [](const std::string& p, const std::string&) { fs::create_directory(p); },
+         KrLogFile::ModeXML, false},
+        {"fifo.log", [](const std::string& p, const std::string&) { ::mkfifo(p.c_str(), 0600); },
+         KrLogFile::ModeText, false},
+        {"fifo.xml", [](const std::string& p, const std::string&) { ::mkfifo(p.c_str(), 0600); },
+         KrLogFile::ModeXML, false},
+        {"null.log", [](const std::string& p, const std::string&) { fs::create_symlink("/dev/null", p); },
+         KrLogFile::ModeText, false},
+        {"null.xml", [](const std::string& p, const std::string&) { fs::create_symlink("/dev/null", p); },
+         KrLogFile::ModeXML, false},
+        {"schema.xml",
+         [](const std::string& p, const std::string&) { ::mkfifo(KrFile::ChangeExt(p.c_str(), "xsd"), 0600); },
+         KrLogFile::ModeXML, false},
+        {"style.xml",
+         [](const std::string& p, const std::string&) { fs::create_directory(KrFile::ChangeExt(p.c_str(), "xslt").Cstr()); },
+         KrLogFile::ModeXML, false},
+        {"link.xml", [](const std::string& p, const std::string& t) { fs::create_symlink(t, p); },
+         KrLogFile::ModeXML, true},
+    };
+    for (const auto& c : cases)
+    {
+        SCOPED_TRACE(c.name);
+        const std::string path = sandbox.path(c.name);
+        c.make(path, target);
+        const fs::file_type before = kind(path);
+        EXPECT_EQ(log.Open(path.c_str(), 0, c.mode), c.opens ? 1 : 0);
+        EXPECT_EQ(kind(path), before);
+        if (!c.opens) continue;
+        EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 1, "through the link", "f", 1));
+        log.Close(1);
+        EXPECT_EQ(xmlDescriptions(target), std::vector<std::string>{"through the link"});
+    }
+    EXPECT_FALSE(fs::exists(sandbox.path("schema.xml")));  // refused before anything was written
 }
 
 TEST_F(KrLogFileTest, SettingsSectionOpensAndConfiguresTheLog)

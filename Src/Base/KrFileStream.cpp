@@ -8,6 +8,16 @@
 namespace KRN
 {
 
+namespace
+{
+Platform::SeekOrigin seekOrigin(KrWhence whence)
+{
+    return whence == KrFromBegin     ? Platform::SeekOrigin::Begin
+           : whence == KrFromCurrent ? Platform::SeekOrigin::Current
+                                     : Platform::SeekOrigin::End;
+}
+}  // namespace
+
 KrFileStream::~KrFileStream() { KrFileStream::Close(); }
 
 unsigned char KrFileStream::Open(const char* pszFileName, KrStreamDirection dir, unsigned int nBufferSize)
@@ -132,7 +142,7 @@ size_t KrFileStream::LoadDirect(unsigned char* pData, size_t nBytes)
 void KrFileStream::dropUnread()
 {
     const long long nUnread = m_pWrite - m_pRead;
-    if (nUnread > 0 && Platform::SeekFile(m_hFile, -nUnread, KrFromCurrent) < 0) m_nStatus = KrStreamSaveError;
+    if (nUnread > 0 && Platform::SeekFile(m_hFile, -nUnread, Platform::SeekOrigin::Current) < 0) m_nStatus = KrStreamSaveError;
     m_pRead = m_pWrite = m_pBufBegin;
 }
 
@@ -167,7 +177,9 @@ unsigned char KrFileStream::SetPosition(long long nOffset, KrWhence whence)
     }
     else if (whence == KrFromCurrent)
         nOffset -= m_pWrite - m_pRead;  // the file is ahead of the stream by the unread bytes
-    const long long nResult = Platform::SeekFile(m_hFile, nOffset, whence);
+    const long long nResult = whence == KrFromBegin || whence == KrFromCurrent || whence == KrFromEnd
+                                  ? Platform::SeekFile(m_hFile, nOffset, seekOrigin(whence))
+                                  : -1;
     if (nResult < 0)
     {
         m_nStatus = bSaving ? KrStreamSaveError : KrStreamLoadError;

@@ -1,5 +1,7 @@
 #include "Base/KrGroup.h"
 
+#include <mutex>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -16,20 +18,92 @@ KrGroup* childOf(const KrGroup::KrGroupItem* pEntry)
     return pEntry != nullptr && pEntry->nType == 1 ? static_cast<KrGroup*>(pEntry->pItem) : nullptr;
 }
 
+// How many group lists hold each entry. An entry can be listed more than once (entry 0 after
+// a cross-group move or a merge into the parent), so the last list to let go of it frees it.
+// Groups of different trees may live on different threads, hence the lock. The table is never
+// destroyed, so that groups with static storage can still be destroyed after it would be.
+class Listings
+{
+public:
+    static Listings& Instance()
+    {
+        static Listings* const table = new Listings;
+        return *table;
+    }
+
+    void Retain(const KrGroup::KrGroupItem* pEntry)
+    {
+        std::lock_guard<std::mutex> hold(m_lock);
+        ++m_counts[pEntry];
+    }
+
+    // The number of lists that still hold the entry once one has let go of it.
+    unsigned int Release(const KrGroup::KrGroupItem* pEntry)
+    {
+        std::lock_guard<std::mutex> hold(m_lock);
+        const auto found = m_counts.find(pEntry);
+        if (found == m_counts.end()) return 0;
+        if (--found->second != 0) return found->second;
+        m_counts.erase(found);
+        return 0;
+    }
+
+private:
+    std::mutex m_lock;
+    std::unordered_map<const KrGroup::KrGroupItem*, unsigned int> m_counts;
+};
+
+// Groups destroyed while another group's destructor runs on this thread wait here, so that
+// tearing down a deep tree takes heap, not stack: the outermost destructor destroys them one
+// after the other.
+struct Teardown
+{
+    int nDepth = 0;
+    std::vector<KrGroup*> pending;
+};
+thread_local Teardown t_teardown;
+
 }  // namespace
 
 KrGroup::~KrGroup()
 {
-    // An entry can be listed twice (entry 0 after a cross-group move within one group), so
-    // each record is freed once.
-    std::unordered_set<KrGroupItem*> freed;
-    for (POSITION pos = m_lstItems.GetHeadPosition(); !m_lstItems.IsEOF(pos);)
+    Teardown& teardown = t_teardown;
+    ++teardown.nDepth;
+    // From the tail, so that the child groups are destroyed in list order.
+    for (POSITION pos = m_lstItems.GetTailPosition(); !m_lstItems.IsBOF(pos);)
     {
-        KrGroupItem* pEntry = m_lstItems.GetNext(pos);
-        if (pEntry == nullptr || pEntry->pParent != this || !freed.insert(pEntry).second) continue;
-        delete childOf(pEntry);
+        KrGroupItem* pEntry = m_lstItems.GetPrev(pos);
+        if (pEntry == nullptr || Listings::Instance().Release(pEntry) != 0) continue;
+        if (KrGroup* pChild = childOf(pEntry)) teardown.pending.push_back(pChild);
         delete pEntry;
     }
+    m_lstItems.RemoveAll();
+    if (teardown.nDepth == 1)
+    {
+        while (!teardown.pending.empty())
+        {
+            KrGroup* pChild = teardown.pending.back();
+            teardown.pending.pop_back();
+            delete pChild;
+        }
+    }
+    --teardown.nDepth;
+}
+
+void KrGroup::list(KrGroupItem* pEntry, bool bHead)
+{
+    Listings::Instance().Retain(pEntry);
+    if (bHead)
+        m_lstItems.AddHead(pEntry);
+    else
+        m_lstItems.AddTail(pEntry);
+}
+
+void KrGroup::unlink(POSITION pos)
+{
+    KrGroupItem* pEntry = m_lstItems.GetAt(pos);
+    m_lstItems.RemoveAt(pos);
+    Listings::Instance().Release(pEntry);
 }
 
 void KrGroup::AddItem(void*, unsigned char) {}
@@ -87,51 +161,52 @@ void KrGroup::Add(KrGroupItem* pItem, unsigned char bHead)
 {
     if (pItem == nullptr) return;
     pItem->pParent = this;
-    if (bHead)
-        m_lstItems.AddHead(pItem);
-    else
-        m_lstItems.AddTail(pItem);
+    list(pItem, bHead != 0);
 }
 
 int KrGroup::GetItemCount()
 {
     int count = 0;
-    for (POSITION pos = m_lstItems.GetTailPosition(); !m_lstItems.IsBOF(pos);)
+    std::vector<const KrGroup*> pending{this};
+    while (!pending.empty())
     {
-        const KrGroupItem* pEntry = m_lstItems.GetPrev(pos);
-        if (pEntry == nullptr) continue;
-        if (KrGroup* pChild = childOf(pEntry))
-            count += pChild->GetItemCount();
-        else if (pEntry->nType != 1)
-            ++count;
+        const KrGroup* pGroup = pending.back();
+        pending.pop_back();
+        for (POSITION pos = pGroup->m_lstItems.GetHeadPosition(); !pGroup->m_lstItems.IsEOF(pos);)
+        {
+            const KrGroupItem* pEntry = pGroup->m_lstItems.GetNext(pos);
+            if (pEntry == nullptr) continue;
+            if (const KrGroup* pChild = childOf(pEntry))
+                pending.push_back(pChild);
+            else if (pEntry->nType != 1)
+                ++count;
+        }
     }
     return count;
 }
 
-bool KrGroup::findItemAt(int& nRemaining, KrGroupItem*& pFound)
-{
-    for (POSITION pos = m_lstItems.GetHeadPosition(); !m_lstItems.IsEOF(pos);)
-    {
-        KrGroupItem* pEntry = m_lstItems.GetNext(pos);
-        if (pEntry == nullptr) continue;
-        if (KrGroup* pChild = childOf(pEntry))
-        {
-            if (pChild->findItemAt(nRemaining, pFound)) return true;
-        }
-        else if (pEntry->nType != 1 && nRemaining-- == 0)
-        {
-            pFound = pEntry;
-            return true;
-        }
-    }
-    return false;
-}
-
 KrGroup::KrGroupItem* KrGroup::FindItemAt(int nIndex)
 {
-    KrGroupItem* pFound = nullptr;
-    if (nIndex >= 0) findItemAt(nIndex, pFound);
-    return pFound;
+    if (nIndex < 0) return nullptr;
+    // One position per group on the way down from this group.
+    std::vector<std::pair<KrGroup*, POSITION>> path{{this, m_lstItems.GetHeadPosition()}};
+    while (!path.empty())
+    {
+        KrGroup* pGroup = path.back().first;
+        POSITION& pos = path.back().second;
+        if (pGroup->m_lstItems.IsEOF(pos))
+        {
+            path.pop_back();
+            continue;
+        }
+        KrGroupItem* pEntry = pGroup->m_lstItems.GetNext(pos);
+        if (pEntry == nullptr) continue;
+        if (KrGroup* pChild = childOf(pEntry))
+            path.emplace_back(pChild, pChild->m_lstItems.GetHeadPosition());
+        else if (pEntry->nType != 1 && nIndex-- == 0)
+            return pEntry;
+    }
+    return nullptr;
 }
 
 // Unlinks entry nFrom and lists it again so that it ends at index nTo; both are valid.
@@ -208,17 +283,17 @@ unsigned char KrGroup::MoveTo(int nIndex, KrGroup* pSource, int nTo, KrGroup* pT
     KrGroup* pChild = childOf(pEntry);
     if (pChild != nullptr && pChild->contains(pTarget)) return 0;
 
-    if (nIndex >= 1) pSource->m_lstItems.RemoveAt(pSource->positionOf(nIndex));
+    if (nIndex >= 1) pSource->unlink(pSource->positionOf(nIndex));
     pEntry->pParent = pTarget;
     if (pChild != nullptr) pChild->m_pParentGroup = pTarget;
-    pTarget->m_lstItems.AddTail(pEntry);
+    pTarget->list(pEntry, false);
     pTarget->MoveTo(pTarget->GetCount() - 1, nTo);
     return 1;
 }
 
 unsigned char KrGroup::RemoveAt(int nIndex)
 {
-    if (nIndex >= 1 && nIndex < GetCount()) m_lstItems.RemoveAt(positionOf(nIndex));
+    if (nIndex >= 1 && nIndex < GetCount()) unlink(positionOf(nIndex));
     return 0;
 }
 
@@ -241,17 +316,22 @@ unsigned char KrGroup::RemoveItem(int nIndex, unsigned char bMerge)
             if (pMoved == nullptr) continue;
             pMoved->pParent = this;
             if (KrGroup* pNested = childOf(pMoved)) pNested->m_pParentGroup = this;
-            m_lstItems.AddTail(pMoved);
+            list(pMoved, false);
         }
         pChild->RemoveAll();
-        m_lstItems.RemoveAt(positionOf(nIndex));
-        delete pChild;
-        delete pEntry;
+        // An entry still listed elsewhere keeps its (now empty) group for that other list.
+        const POSITION pos = positionOf(nIndex);
+        m_lstItems.RemoveAt(pos);
+        if (Listings::Instance().Release(pEntry) == 0)
+        {
+            delete pChild;
+            delete pEntry;
+        }
         return 1;
     }
     if (m_pParentGroup == nullptr) return 0;
     pEntry->pParent = m_pParentGroup;
-    m_pParentGroup->m_lstItems.AddTail(pEntry);
+    m_pParentGroup->list(pEntry, false);
     RemoveAt(nIndex);
     return 1;
 }
@@ -264,6 +344,13 @@ void KrGroup::clear()
         if (pEntry != nullptr) DeleteItem(pEntry);
     }
     RemoveAll();
+}
+
+void KrGroup::RemoveAll()
+{
+    for (POSITION pos = m_lstItems.GetHeadPosition(); !m_lstItems.IsEOF(pos);)
+        Listings::Instance().Release(m_lstItems.GetNext(pos));
+    m_lstItems.RemoveAll();
 }
 
 }  // namespace KRN

@@ -323,13 +323,23 @@ struct KrLogFile::Impl
         return openText(name, append);
     }
 
+    // A log is kept in a regular file only: a directory, FIFO, socket or device at its path
+    // makes the open fail and stays as it is. A symbolic link is followed.
+    bool openLogFile(const KrString& name, unsigned char append)
+    {
+        if (!Platform::IsMissingOrRegularFile(name.Cstr())) return false;
+        file = Platform::OpenFile(name.Cstr(), append ? Platform::FileAccess::ReadWrite
+                                                      : Platform::FileAccess::ReadWriteTruncate);
+        if (file.IsOpen() && Platform::IsRegularFile(file.Get())) return true;
+        file.Close();
+        return false;
+    }
+
     bool openText(const KrString& name, unsigned char append)
     {
         strFileName = name;
-        file = Platform::OpenFile(name.Cstr(), append ? Platform::FileAccess::ReadWrite
-                                                      : Platform::FileAccess::ReadWriteTruncate);
-        if (!file.IsOpen()) return false;
-        nWritePos = append ? Platform::SeekFile(file.Get(), 0, 2) : 0;
+        if (!openLogFile(name, append)) return false;
+        nWritePos = append ? Platform::SeekFile(file.Get(), 0, Platform::SeekOrigin::End) : 0;
         if (nWritePos < 0) nWritePos = 0;
         return true;
     }
@@ -337,14 +347,17 @@ struct KrLogFile::Impl
     bool openXML(const KrString& requested, unsigned char append)
     {
         const KrString name = KrFile::ChangeExt(requested, "xml");
+        const KrString schema = KrFile::ChangeExt(name, "xsd");
+        const KrString stylesheet = KrFile::ChangeExt(name, "xslt");
         strFileName = name;
-        if (!append) KrFile::Delete(name);
-        createCompanion(KrFile::ChangeExt(name, "xsd"), schemaText());
-        createCompanion(KrFile::ChangeExt(name, "xslt"), stylesheetText());
-
-        file = Platform::OpenFile(name.Cstr(), Platform::FileAccess::ReadWrite);
-        if (!file.IsOpen()) return false;
-        const long long size = Platform::SeekFile(file.Get(), 0, 2);
+        // Only regular files are written: anything else at one of the three paths is left as
+        // it is and the log stays closed.
+        for (const KrString* path : {&schema, &stylesheet})
+            if (!Platform::IsMissingOrRegularFile(path->Cstr())) return false;
+        if (!openLogFile(name, append)) return false;
+        createCompanion(schema, schemaText());
+        createCompanion(stylesheet, stylesheetText());
+        const long long size = Platform::SeekFile(file.Get(), 0, Platform::SeekOrigin::End);
         if (size > 0)
         {
             nWritePos = findCloseTag(size);
@@ -388,29 +401,14 @@ struct KrLogFile::Impl
 
     bool readAt(std::string& buffer, long long offset)
     {
-        if (Platform::SeekFile(file.Get(), offset, 0) != offset) return false;
-        size_t done = 0;
-        while (done < buffer.size())
-        {
-            const long long n = Platform::ReadFile(file.Get(), &buffer[done], buffer.size() - done);
-            if (n <= 0) return false;
-            done += static_cast<size_t>(n);
-        }
-        return true;
+        if (Platform::SeekFile(file.Get(), offset, Platform::SeekOrigin::Begin) != offset) return false;
+        return Platform::ReadWhole(file.Get(), &buffer[0], buffer.size()) ==
+               static_cast<long long>(buffer.size());
     }
 
     bool writeAt(const std::string& text, long long offset)
     {
-        size_t done = 0;
-        while (done < text.size())
-        {
-            const long long n =
-                Platform::WriteFileAt(file.Get(), text.data() + done, text.size() - done,
-                                      offset + static_cast<long long>(done));
-            if (n <= 0) return false;
-            done += static_cast<size_t>(n);
-        }
-        return true;
+        return Platform::WriteWholeAt(file.Get(), text.data(), text.size(), offset);
     }
 
     static void createCompanion(const KrString& name, const std::string& text)
@@ -418,15 +416,7 @@ struct KrLogFile::Impl
         if (KrFile::IsExist(name)) return;
         Platform::FileDescriptor companion =
             Platform::OpenFile(name.Cstr(), Platform::FileAccess::ReadWriteTruncate);
-        if (!companion.IsOpen()) return;
-        size_t done = 0;
-        while (done < text.size())
-        {
-            const long long n =
-                Platform::WriteFile(companion.Get(), text.data() + done, text.size() - done);
-            if (n <= 0) return;
-            done += static_cast<size_t>(n);
-        }
+        if (companion.IsOpen()) Platform::WriteWhole(companion.Get(), text.data(), text.size());
     }
 
     static std::string joinLines(std::initializer_list<const char*> lines)

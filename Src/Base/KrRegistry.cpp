@@ -34,21 +34,15 @@ T& freshEmpty()
 // file that could not be read to its end.
 bool readRegularFile(const KrString& path, KrString& text)
 {
-    Platform::FileDescriptor file = Platform::OpenRegularFile(path.Cstr());
+    Platform::FileDescriptor file = Platform::OpenFile(path.Cstr(), Platform::FileAccess::Read);
     if (!file.IsOpen()) return false;
-    const long long length = Platform::SeekFile(file.Get(), 0, KrFromEnd);
+    const long long length = Platform::SeekFile(file.Get(), 0, Platform::SeekOrigin::End);
     if (length < 0 || static_cast<unsigned long long>(length) > kMaxFileBytes ||
-        Platform::SeekFile(file.Get(), 0, KrFromBegin) != 0)
+        Platform::SeekFile(file.Get(), 0, Platform::SeekOrigin::Begin) != 0)
         return false;
     text.SetLength(static_cast<int>(length));
-    for (long long done = 0; done < length;)
-    {
-        const long long got = Platform::ReadFile(file.Get(), &text[static_cast<int>(done)],
-                                                 static_cast<size_t>(length - done));
-        if (got <= 0) return false;
-        done += got;
-    }
-    return true;
+    return length == 0 ||
+           Platform::ReadWhole(file.Get(), &text[0], static_cast<size_t>(length)) == length;
 }
 
 template <class T>

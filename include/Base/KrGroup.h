@@ -6,16 +6,23 @@
 //   KrGroup root;  KrGroup* roads = root.CreateChildGroup("Roads", 0);
 //   roads->Add(new KrGroup::KrGroupItem{layer, 0, nullptr}, 0);
 //
-// Ownership: entries are heap records (new KrGroupItem) that the group takes over on Add. The
-// destructor deletes every entry still listed whose parent is this group, and the child groups
-// of those entries; it never touches the application items. RemoveAt, RemoveAll and clear only
-// unlink: an entry taken out that way belongs to the caller (or to the DeleteItem hook).
+// Ownership: entries are heap records (new KrGroupItem) that the group takes over on Add. An
+// entry can be listed by more than one group (see entry 0 below), and the library keeps count
+// of the lists that hold it: a destroyed group lets go of each entry it lists, and the entry
+// whose last list lets go is deleted, with the child group of a group entry. RemoveAt,
+// RemoveAll and clear only unlink: an entry that no list holds any more belongs to the caller
+// (or to the DeleteItem hook). Application items are never touched. Destroying a tree, and
+// every walk of one, takes heap memory, not stack, so trees may be nested a million deep.
+// Adding an entry for a group that already holds this one (directly or further down) makes a
+// cycle, which no operation can walk: the cross-group MoveTo refuses that, Add trusts its
+// caller.
 //
 // Index 0 is special on purpose and callers rely on it:
 // - MoveUp, MoveTop and RemoveAt refuse index 0, and MoveBottom refuses the last index.
 // - RemoveAt always returns false, also when it removed the entry.
 // - RemoveItem(0, ...) and the cross-group MoveTo of entry 0 do not unlink entry 0, which then
-//   stays listed here as well (its parent is the other group, so only that one deletes it).
+//   stays listed here as well (its parent is the other group); it lives until both lists let
+//   go of it.
 // Negative or too large indices are refused everywhere: false, or null for lookups.
 //
 // Beyond the list of entries: a cross-group MoveTo that would make a group its own ancestor
@@ -108,11 +115,12 @@ public:
     unsigned char RemoveAt(int nIndex);
     // False unless 0 <= nIndex < GetCount(). Without bMerge: DeleteItem(entry), then
     // RemoveAt(nIndex); true. With bMerge, a child group's entries move, in order, to the tail
-    // of this group, and the child group and its entry are destroyed; an ordinary item moves to
+    // of this group, and the child group and its entry are destroyed (unless another list still
+    // holds the entry: then the emptied group stays for that list); an ordinary item moves to
     // the tail of the parent group (false when there is none), then RemoveAt(nIndex).
     unsigned char RemoveItem(int nIndex, unsigned char bMerge);
     // Unlinks every entry, freeing only the list links.
-    void RemoveAll() { m_lstItems.RemoveAll(); }
+    void RemoveAll();
     // DeleteItem for every entry in order, then RemoveAll.
     void clear();
 
@@ -120,7 +128,10 @@ private:
     POSITION positionOf(int nIndex) const;
     void relocate(int nFrom, int nTo);
     bool contains(const KrGroup* pGroup) const;
-    bool findItemAt(int& nRemaining, KrGroupItem*& pFound);
+    // Lists the entry at the head or the tail, or unlinks one listing, keeping count of the
+    // lists that hold each entry.
+    void list(KrGroupItem* pEntry, bool bHead);
+    void unlink(POSITION pos);
 
     mutable KrList<KrGroupItem*> m_lstItems;
     KrString m_strName;

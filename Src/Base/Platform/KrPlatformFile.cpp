@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace KRN::Platform
@@ -45,34 +46,59 @@ void FileDescriptor::Close()
     m_nFd = -1;
 }
 
+bool IsRegularFile(int fd)
+{
+    struct stat status;
+    return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+namespace
+{
+bool isFifo(int fd)
+{
+    struct stat status;
+    return ::fstat(fd, &status) == 0 && S_ISFIFO(status.st_mode);
+}
+}  // namespace
+
 FileDescriptor OpenFile(const char* path, FileAccess access)
 {
     if (path == nullptr || path[0] == '\0') return FileDescriptor();
-    int flags = O_CLOEXEC;
-    switch (access)
-    {
-    case FileAccess::Read: flags |= O_RDONLY; break;
-    case FileAccess::ReadWriteTruncate: flags |= O_RDWR | O_CREAT | O_TRUNC; break;
-    case FileAccess::ReadWrite: flags |= O_RDWR | O_CREAT; break;
-    }
-    // Read and write for everyone, narrowed by the process's umask, as for any file a program writes.
+    // Without O_NONBLOCK, opening a FIFO waits for its other end; O_TRUNC is left out so that
+    // nothing is emptied before its type is known.
+    int flags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+    flags |= access == FileAccess::Read ? O_RDONLY : O_RDWR | O_CREAT;
+    if (access == FileAccess::ReadWriteNew) flags |= O_EXCL;
     const mode_t mode = 0666;
-    return FileDescriptor(retryOnInterrupt([&] { return ::open(path, flags, mode); }));
-}
-
-FileDescriptor OpenRegularFile(const char* path)
-{
-    if (path == nullptr || path[0] == '\0') return FileDescriptor();
-    const int flags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-    FileDescriptor file(retryOnInterrupt([&] { return ::open(path, flags); }));
-    struct stat status;
-    if (!file.IsOpen() || ::fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode))
-        return FileDescriptor();
-    // Reads block as usual from here on.
+    FileDescriptor file(retryOnInterrupt([&] { return ::open(path, flags, mode); }));
+    if (!file.IsOpen()) return FileDescriptor();
+    const bool regular = IsRegularFile(file.Get());
+    if (!regular && access == FileAccess::Read) return FileDescriptor();
+    if (!regular && isFifo(file.Get()))
+    {
+        // Read-write, the FIFO would be its own reader and a write would wait once the pipe is
+        // full; write-only, it opens only while someone else reads.
+        file.Close();
+        file = FileDescriptor(retryOnInterrupt(
+            [&] { return ::open(path, O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); }));
+        if (!file.IsOpen()) return FileDescriptor();
+    }
     const int fileFlags = ::fcntl(file.Get(), F_GETFL);
     if (fileFlags < 0 || ::fcntl(file.Get(), F_SETFL, fileFlags & ~O_NONBLOCK) != 0)
         return FileDescriptor();
+    if (access == FileAccess::ReadWriteTruncate && regular &&
+        retryOnInterrupt([&] { return ::ftruncate(file.Get(), 0); }) != 0)
+        return FileDescriptor();
     return file;
+}
+
+bool IsMissingOrRegularFile(const char* path)
+{
+    if (path == nullptr || path[0] == '\0') return false;
+    struct stat status;
+    if (::stat(path, &status) == 0) return S_ISREG(status.st_mode);
+    // A dangling symbolic link counts as missing: opening it creates the file it names.
+    return errno == ENOENT;
 }
 
 long long ReadFile(int fd, void* buffer, size_t size)
@@ -87,23 +113,53 @@ long long WriteFile(int fd, const void* buffer, size_t size)
     return retryOnInterrupt([&] { return ::write(fd, buffer, size); });
 }
 
-long long WriteFileAt(int fd, const void* buffer, size_t size, long long offset)
+long long ReadWhole(int fd, void* buffer, size_t size)
 {
-    if (size > kMaxTransfer) size = kMaxTransfer;
-    return retryOnInterrupt(
-        [&] { return ::pwrite(fd, buffer, size, static_cast<off_t>(offset)); });
+    char* const bytes = static_cast<char*>(buffer);
+    size_t done = 0;
+    while (done < size)
+    {
+        const long long got = ReadFile(fd, bytes + done, size - done);
+        if (got < 0) return -1;
+        if (got == 0) break;
+        done += static_cast<size_t>(got);
+    }
+    return static_cast<long long>(done);
 }
 
-long long SeekFile(int fd, long long offset, int whence)
+bool WriteWhole(int fd, const void* buffer, size_t size)
 {
-    int origin = SEEK_SET;
-    if (whence == 1)
-        origin = SEEK_CUR;
-    else if (whence == 2)
-        origin = SEEK_END;
-    else if (whence != 0)
-        return -1;
-    return ::lseek(fd, static_cast<off_t>(offset), origin);
+    const char* const bytes = static_cast<const char*>(buffer);
+    size_t done = 0;
+    while (done < size)
+    {
+        const long long put = WriteFile(fd, bytes + done, size - done);
+        if (put <= 0) return false;
+        done += static_cast<size_t>(put);
+    }
+    return true;
+}
+
+bool WriteWholeAt(int fd, const void* buffer, size_t size, long long offset)
+{
+    const char* const bytes = static_cast<const char*>(buffer);
+    size_t done = 0;
+    while (done < size)
+    {
+        const size_t chunk = std::min(size - done, kMaxTransfer);
+        const long long put = retryOnInterrupt([&] {
+            return ::pwrite(fd, bytes + done, chunk, static_cast<off_t>(offset + static_cast<long long>(done)));
+        });
+        if (put <= 0) return false;
+        done += static_cast<size_t>(put);
+    }
+    return true;
+}
+
+long long SeekFile(int fd, long long offset, SeekOrigin origin)
+{
+    const int whence = origin == SeekOrigin::Begin ? SEEK_SET : origin == SeekOrigin::Current ? SEEK_CUR : SEEK_END;
+    return ::lseek(fd, static_cast<off_t>(offset), whence);
 }
 
 }  // namespace KRN::Platform

@@ -33,24 +33,42 @@ private:
 enum class FileAccess
 {
     Read,               // read-only; the file must exist
-    ReadWriteTruncate,  // read-write, created (owner read+write) and emptied
-    ReadWrite           // read-write, created (owner read+write) when missing
+    ReadWriteTruncate,  // read-write, created when missing, then emptied
+    ReadWrite,          // read-write, created when missing
+    ReadWriteNew        // read-write, created; fails when anything is at the path
 };
 
-// Binary open with close-on-exec; a null or empty path gives a descriptor that is not open.
+// A binary open with close-on-exec that never waits and never empties anything but a regular
+// file. Read opens only a regular file (symbolic links are followed): a FIFO, a socket, a
+// device or a directory gives a descriptor that is not open, so that a load always ends. The
+// writing accesses create a missing file (read-write for everyone less the umask) and also
+// open a device or a FIFO that has a reader, which are written but never truncated; a
+// directory, or a FIFO without a reader, gives a descriptor that is not open. A null or empty
+// path gives a descriptor that is not open.
 FileDescriptor OpenFile(const char* path, FileAccess access);
-// Read-only, and only when the path names a regular file (after symbolic links): a FIFO, a
-// device, a directory or a socket gives a descriptor that is not open. The type is checked on
-// the opened descriptor, and the open itself never waits for a FIFO's writer.
-FileDescriptor OpenRegularFile(const char* path);
+// Whether the descriptor is a regular file.
+bool IsRegularFile(int fd);
+// Whether a file the library keeps (a log) may be written at path: nothing is there, or a
+// regular file is (after symbolic links).
+bool IsMissingOrRegularFile(const char* path);
 
 // One read(2) / write(2) of at most size bytes: the count moved, 0 at end of file, -1 on error.
 long long ReadFile(int fd, void* buffer, size_t size);
 long long WriteFile(int fd, const void* buffer, size_t size);
-// One pwrite(2) at offset; the file position does not move.
-long long WriteFileAt(int fd, const void* buffer, size_t size, long long offset);
+// Reads until size bytes are in or the file ends: the count read, -1 on error.
+long long ReadWhole(int fd, void* buffer, size_t size);
+// Writes all size bytes, at the file position or (WriteWholeAt) at offset without moving the
+// position; false when the file took fewer.
+bool WriteWhole(int fd, const void* buffer, size_t size);
+bool WriteWholeAt(int fd, const void* buffer, size_t size, long long offset);
 
-// whence 0, 1, 2 = from the begin, the current position, the end. The new offset, or -1.
-long long SeekFile(int fd, long long offset, int whence);
+enum class SeekOrigin
+{
+    Begin,
+    Current,
+    End
+};
+// The new offset from the begin, or -1.
+long long SeekFile(int fd, long long offset, SeekOrigin origin);
 
 }  // namespace KRN::Platform

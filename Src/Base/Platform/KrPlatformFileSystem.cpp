@@ -1,5 +1,7 @@
 #include "Base/Platform/KrPlatformFileSystem.h"
 
+#include "Base/Platform/KrPlatformFile.h"
+
 #include <dirent.h>
 #include <dlfcn.h>
 #include <errno.h>
@@ -176,22 +178,23 @@ bool CopyFile(const std::string& from, const std::string& to, bool failIfExists)
 {
     const std::string source = nativePath(from);
     const std::string target = nativePath(to);
-    Descriptor in(openRetrying(source, O_RDONLY));
+    FileDescriptor in = OpenFile(source.c_str(), FileAccess::Read);
     struct stat sourceInfo{};
-    if (!in.IsOpen() || ::fstat(in.Get(), &sourceInfo) != 0 || !S_ISREG(sourceInfo.st_mode))
-        return false;
+    if (!in.IsOpen() || ::fstat(in.Get(), &sourceInfo) != 0) return false;
     struct stat targetInfo{};
     if (::stat(target.c_str(), &targetInfo) == 0 && targetInfo.st_dev == sourceInfo.st_dev &&
         targetInfo.st_ino == sourceInfo.st_ino)
         return false;
 
     const mode_t mode = sourceInfo.st_mode & 07777;
-    Descriptor out(
-        openRetrying(target, O_WRONLY | O_CREAT | O_TRUNC | (failIfExists ? O_EXCL : 0), mode));
+    FileDescriptor out = OpenFile(
+        target.c_str(), failIfExists ? FileAccess::ReadWriteNew : FileAccess::ReadWriteTruncate);
     if (!out.IsOpen()) return false;
     const bool copied = ::fchmod(out.Get(), mode) == 0 && copyBytes(in.Get(), out.Get());
-    if (out.Close() && copied) return true;
-    ::unlink(target.c_str());
+    if (::close(out.Release()) == 0 && copied) return true;
+    // The partial copy goes; a symbolic link to it stays.
+    struct stat written{};
+    if (::lstat(target.c_str(), &written) == 0 && S_ISREG(written.st_mode)) ::unlink(target.c_str());
     return false;
 }
 
