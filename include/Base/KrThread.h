@@ -1,8 +1,9 @@
 // Threads and locks: KrMutex (recursive lock) with its guard KrMutexLock, KrReadWriteLock (many
 // readers or one writer, readers preferred), KrSemaphore, KrCondition (signal and broadcast
 // over two events) and KrThread, an abstract thread whose body is run().
+//   KrMutexGuard hold(mutex);  // locks now, unlocks when it goes out of scope
 //   KrMutexLock guard(mutex);
-//   guard.lock();             // the guard does not lock by itself; it unlocks when destroyed
+//   guard.lock();              // this guard does not lock by itself; it unlocks when destroyed
 // Nothing here throws or reports more than a boolean. Times are nanoseconds; the waits take
 // them as 32-bit values (see KrThread::sleep).
 #pragma once
@@ -56,6 +57,21 @@ public:
     unsigned char trylock() { return m_mutex.trylock(); }
     unsigned char locked() { return m_mutex.locked(); }  // "could I take it now", as KrMutex
     void unlock() { m_mutex.unlock(); }
+
+private:
+    KrMutex& m_mutex;
+};
+
+// The guard the library itself uses: locks the mutex when constructed, releases it when
+// destroyed. Prefer it to KrMutexLock, whose two steps are kept for existing callers.
+//   KrMutexGuard hold(mutex);
+class KrMutexGuard
+{
+public:
+    explicit KrMutexGuard(KrMutex& mutex) : m_mutex(mutex) { m_mutex.lock(); }
+    ~KrMutexGuard() { m_mutex.unlock(); }
+    KrMutexGuard(const KrMutexGuard&) = delete;
+    KrMutexGuard& operator=(const KrMutexGuard&) = delete;
 
 private:
     KrMutex& m_mutex;
