@@ -237,7 +237,11 @@ TEST(KrColorTableTest, FromXMLFallbacks)
          "</pml:ColorTable>", 0, 1, 1, 2,
          {KrRGB(1, 2, 3), KrRGB(44, 255, 7), 255, KrRGB(9, 0, 0), 0, 0xFFFFFFFFu, 0, 0}},
         {"<pml:ColorTable><pml:MaxZValue>abc</pml:MaxZValue><pml:MinZValue>nan</pml:MinZValue>"
-         "</pml:ColorTable>", 0, 1, kNaN, 0, {kWhite}}};
+         "</pml:ColorTable>", 0, 1, kNaN, 0, {kWhite}},
+        // the range may follow the colours, and the colours need not be adjacent
+        {"<pml:ColorTable><pml:Color>RGB(1,2,3)</pml:Color><pml:MinZValue>-1</pml:MinZValue>"
+         "<pml:Color>RGB(4,5,6)</pml:Color><pml:MaxZValue>9</pml:MaxZValue></pml:ColorTable>",
+         0, 1, -1, 9, {KrRGB(1, 2, 3), KrRGB(4, 5, 6)}}};
     // clang-format on
     for (const auto& c : cases)
     {

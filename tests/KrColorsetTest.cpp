@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
+#include <ctime>
 #include <random>
 #include <vector>
 
@@ -256,4 +258,35 @@ TEST(KrColorsetTest, SaveWritesBareWordsWithoutAlphaAndLoadNeedsTheSize)
     EXPECT_NE(shortIn.GetStatus(), KrStreamOK);
     EXPECT_EQ(tooMany[1], 0xFFFFFFu);
     EXPECT_EQ(tooMany[4], 0u);
+}
+
+// Every draw comes from the C library's sequence seeded with the clock, one per channel in red,
+// green, blue order, so a set made within one second is replayed from srand(time).
+TEST(KrColorsetTest, RandomSetsReplayTheClockSeededSequence)
+{
+    const auto draw = [](int low, int high)
+    {
+        const int span = std::abs(high - low);
+        return static_cast<unsigned char>(low +
+                                          static_cast<int>(span * (std::rand() % 32768) / 32767.0));
+    };
+    for (int attempt = 0; attempt < 5; ++attempt)
+    {
+        const std::time_t before = std::time(nullptr);
+        KrColorset set;
+        set.MakeRandom(60, 10, 200, 250, 5, 0, 255, 0);
+        if (std::time(nullptr) != before) continue;  // the seed may have moved on
+        std::srand(static_cast<unsigned int>(before));
+        Colors expected;
+        for (int i = 0; i < 60; ++i)
+        {
+            const unsigned char red = draw(10, 200);
+            const unsigned char green = draw(250, 5);
+            const unsigned char blue = draw(0, 255);
+            expected.push_back(KrRGB(red, green, blue));
+        }
+        EXPECT_EQ(colorsOf(set), expected);
+        return;
+    }
+    GTEST_SKIP() << "the clock changed its second during every attempt";
 }

@@ -265,6 +265,28 @@ TEST_F(KrProgressTest, ResourceFormsFormatTheLoadedText)
     KrRegistry::Root().SetExternal("resource", previous);
 }
 
+// A text far longer than its format is formatted whole; it ends at its first zero byte, as the
+// C string the callback receives would.
+TEST_F(KrProgressTest, ResourceTextsOfAnyLengthEndAtTheirFirstZeroByte)
+{
+    const ScratchDir scratch;
+    const std::string file = scratch.path("resource.xml");
+    writeFile(file, "<r><section beginid=\"7200\"><res>[%s]</res><res>%s%c%s</res></section></r>");
+    const KrString previous = KrRegistry::Root().GetSubFileName("resource");
+    KrRegistry::Root().SetExternal("resource", file.c_str());
+
+    const std::string longText(5000, 'x');
+    KrProgress progress;
+    progress.SetProgressPos(1);
+    progress.SetTitleMessage(7200, longText.c_str());
+    progress.SetMessage(7201, "head", 0, "tail");
+    ASSERT_EQ(recorder.reports.size(), 3u);
+    EXPECT_EQ(recorder.reports[1].title, "[" + longText + "]");
+    EXPECT_EQ(recorder.reports[2].message, "head");
+
+    KrRegistry::Root().SetExternal("resource", previous);
+}
+
 TEST_F(KrProgressTest, ANullCallbackSwitchesTheThreadOff)
 {
     KrProgress::SetProgressProc(nullptr, &recorder);

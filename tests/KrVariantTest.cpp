@@ -3,8 +3,10 @@
 #include <climits>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <string>
 #include <vector>
 
 #include "Base/ZoBase.h"
@@ -213,4 +215,22 @@ TEST(KrVariant, FixedWidth64BitValuesAreLongs)
             EXPECT_TRUE(v == KrVariant(static_cast<long long>(value)));
         }
     }
+}
+
+// Texts longer than a string keeps inline are formatted again at their full length; the oracle
+// is printf into a buffer large enough for any double.
+TEST(KrVariant, LongNumberTextsAreNeverCut)
+{
+    const double values[] = {-123456789.125, 1e300, -1.7976931348623157e308, 123456789012345.5};
+    for (const double value : values)
+    {
+        char buffer[400];
+        const int length = std::snprintf(buffer, sizeof buffer, "%lf", value);
+        std::string expected(buffer, static_cast<size_t>(length));
+        while (expected.back() == '0') expected.pop_back();
+        if (expected.back() == '.') expected.push_back('0');
+        EXPECT_EQ(std::string(KrVariant(value).ToString()), expected) << value;
+    }
+    EXPECT_EQ(std::string(KrVariant(LLONG_MIN + 1).ToString()), "-9223372036854775807");
+    EXPECT_EQ(std::string(KrVariant(-3.4e38f).ToString()), "-3.4e+38");
 }

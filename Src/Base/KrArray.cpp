@@ -3,7 +3,6 @@
 #include "Base/KrErrorObj.h"
 #include "Base/KrGroup.h"
 #include "Base/KrLogFile.h"
-#include "Base/KrProgress.h"
 
 namespace KRN
 {
@@ -18,7 +17,6 @@ template class KrDict<int, int, std::less<int>>;
 template class KrArray<KrLogItem>;
 template class KrArray<KrErrorObj::ErrorInfo>;
 template class KrList<KrGroup::KrGroupItem*>;
-template class KrDict<unsigned int, KrProgress::KrProgProc, std::less<unsigned int>>;
 template class KrContainer<KrLogItem>;
 template class KrContainer<KrErrorObj::ErrorInfo>;
 

@@ -6,6 +6,8 @@
 #include "Base/KrCore.h"
 #include "Base/KrMarkup.h"
 #include "Base/KrStyle.h"
+#include "Base/KrToolkit.h"
+#include "KrStyleXml.h"
 
 namespace KRN
 {
@@ -14,8 +16,6 @@ namespace
 {
 
 constexpr unsigned int kMissingTable = KrRGB(255, 0, 0);
-constexpr int kFirstColorTableVersion = 20070522;  // this form is for versions below it
-constexpr int kDefaultVersion = 20070521;
 constexpr const char* kRootName = "pml:ColorTable";
 
 double stepOf(int m, double lo, double hi)
@@ -48,8 +48,7 @@ unsigned int rangeColor(const unsigned int* colors, int m, double lo, double hi,
 // A channel times a ratio in 0..1, rounded half away from zero.
 unsigned char scaled(unsigned char value, double ratio)
 {
-    const double v = std::floor(value * ratio + 0.5);
-    return static_cast<unsigned char>(std::clamp(v, 0.0, 255.0));
+    return static_cast<unsigned char>(std::clamp(KrToolkit::RoundLong(value * ratio), 0, 255));
 }
 
 KrString fixed10(double value)
@@ -290,32 +289,31 @@ unsigned char KrColorTable::FromColorset(const KrColorset& set)
 
 KrString KrColorTable::ToXML(int version, const KrString& tag) const
 {
-    if (version >= kFirstColorTableVersion) return KrString();
+    if (!Detail::IsColorTableVersion(version)) return KrString();
     KrMarkup markup;
     markup.AddElem(tag.IsEmpty() ? kRootName : tag.Cstr());
     markup.AddChildElem("pml:MaxZValue", fixed10(m_dZCeiling));
     markup.AddChildElem("pml:MinZValue", fixed10(m_dZFloor));
-    for (const unsigned int color : m_clrLand) markup.AddChildElem("pml:Color", KrStyle::ConvertRGBColor(color));
+    for (const unsigned int color : m_clrLand)
+        markup.AddChildElem("pml:Color", KrStyle::ConvertRGBColor(color));
     return markup.GetDoc();
 }
 
 unsigned char KrColorTable::FromXML(const KrString& xml, int version)
 {
-    if (xml.IsEmpty()) return 0;
-    if (version == 0) version = kDefaultVersion;
-    if (version >= kFirstColorTableVersion) return 0;
+    if (xml.IsEmpty() || !Detail::IsColorTableVersion(version)) return 0;
     KrMarkup markup;
     if (!markup.SetDoc(xml.Cstr()) || !markup.FindElem() || markup.GetTagName() != kRootName)
         return 0;
-    if (markup.FindChildElem("pml:MaxZValue")) m_dZCeiling = markup.GetChildData().ToDouble();
-    markup.ResetChildPos();
-    if (markup.FindChildElem("pml:MinZValue")) m_dZFloor = markup.GetChildData().ToDouble();
-    markup.ResetChildPos();
-    if (markup.FindChildElem("pml:Color"))
+    // The range may stand anywhere among the colours; the colours keep their order.
+    Detail::ChildReader child(markup);
+    if (child.FromFirst("pml:MaxZValue")) m_dZCeiling = child.Double();
+    if (child.FromFirst("pml:MinZValue")) m_dZFloor = child.Double();
+    if (child.FromFirst("pml:Color"))
     {
         m_clrLand.RemoveAll();
-        do m_clrLand.Add(KrStyle::ConvertRGBColor(markup.GetChildData()));
-        while (markup.FindChildElem("pml:Color"));
+        do m_clrLand.Add(KrStyle::ConvertRGBColor(child.Text()));
+        while (child.Next("pml:Color"));
     }
     updateSteps();
     return 1;

@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <ctime>
 #include <vector>
 
 #include "Base/KrCore.h"
 #include "Base/KrStream.h"
+#include "Base/KrToolkit.h"
+#include "Base/Platform/KrPlatformSystem.h"
 
 namespace KRN
 {
@@ -30,14 +31,18 @@ constexpr unsigned int kYellow = KrRGB(255, 255, 0);
 constexpr unsigned int kMagenta = KrRGB(255, 0, 255);
 constexpr unsigned int kCyan = KrRGB(0, 255, 255);
 
-// Styles 0 to 22, indexed by style.
+// The two-colour styles, QZ_STOCK_BLACK_WHITE to QZ_STOCK_GREEN_CYAN, indexed by style.
 constexpr StockPair kStockPairs[] = {
     {kBlack, kWhite},   {kRed, kWhite},     {kGreen, kWhite}, {kBlue, kWhite},  {kYellow, kWhite},
     {kMagenta, kWhite}, {kCyan, kWhite},    {kRed, kBlack},   {kGreen, kBlack}, {kBlue, kBlack},
     {kYellow, kBlack},  {kMagenta, kBlack}, {kCyan, kBlack},  {kYellow, kRed},  {kYellow, kGreen},
     {kYellow, kBlue},   {kGreen, kBlue},    {kGreen, kRed},   {kBlue, kRed},    {kMagenta, kRed},
     {kMagenta, kBlue},  {kCyan, kBlue},     {kGreen, kCyan}};
-constexpr int kFirstStopStyle = 23;
+// The styles from here on run through a list of stops.
+constexpr int kFirstStopStyle = QZ_STOCK_SPECTRUM;
+static_assert(std::size(kStockPairs) == kFirstStopStyle, "one colour pair per two-colour style");
+// What a style number out of range stands for.
+constexpr int kFallbackStyle = QZ_STOCK_YELLOW_RED;
 
 constexpr unsigned int kSpectrumStops[] = {KrRGB(255, 0, 0), KrRGB(255, 255, 0), KrRGB(0, 196, 64),
                                            KrRGB(0, 255, 255), KrRGB(255, 0, 198)};
@@ -56,13 +61,7 @@ constexpr unsigned int kHueCircleStops[] = {
 
 int normalisedStyle(int style)
 {
-    return style >= 0 && style < KrColorset::kStockStyles ? style : 13;
-}
-
-// Half away from zero; callers pass values well inside the int range.
-int roundHalfAway(double value)
-{
-    return static_cast<int>(value < 0 ? std::ceil(value - 0.5) : std::floor(value + 0.5));
+    return style >= 0 && style < KrColorset::kStockStyles ? style : kFallbackStyle;
 }
 
 unsigned char channel(unsigned int color, int which)
@@ -77,7 +76,8 @@ unsigned int blend(unsigned int a, unsigned int b, double t)
     for (int c = 0; c < 3; ++c)
     {
         const double from = channel(a, c);
-        out[c] = static_cast<unsigned char>(roundHalfAway(from + (channel(b, c) - from) * t));
+        out[c] =
+            static_cast<unsigned char>(KrToolkit::RoundLong(from + (channel(b, c) - from) * t));
     }
     return KrRGB(out[0], out[1], out[2]);
 }
@@ -96,7 +96,13 @@ void reverseInPlace(KrColorset& set)
 // The process-wide generator's draw in the 0 to 32767 range the formulas assume.
 int draw15()
 {
-    return std::rand() % 32768;
+    return Platform::NextRandom() % 32768;
+}
+
+// Every random set starts from the clock, so two sets made within one second are alike.
+void seedFromClock()
+{
+    Platform::SeedRandom(static_cast<unsigned int>(Platform::SecondsSinceEpoch()));
 }
 
 unsigned char drawChannel(unsigned char low, unsigned char high)
@@ -134,7 +140,8 @@ int KrColorset::MakeGradient(int count, unsigned int from, unsigned int to)
     {
         unsigned char out[3];
         for (int c = 0; c < 3; ++c)
-            out[c] = static_cast<unsigned char>(channel(from, c) + roundHalfAway(step[c] * i));
+            out[c] =
+                static_cast<unsigned char>(channel(from, c) + KrToolkit::RoundLong(step[c] * i));
         data[i] = KrRGB(out[0], out[1], out[2]);
     }
     data[count - 1] = to;
@@ -215,13 +222,13 @@ KrColorset KrColorset::StockColors(int style)
     { colors.Append(stops, static_cast<int>(std::size(stops))); };
     switch (style)
     {
-        case 23:
+        case QZ_STOCK_SPECTRUM:
             fill(kSpectrumStops);
             break;
-        case 24:
+        case QZ_STOCK_TRIAD:
             fill(kTriadStops);
             break;
-        case 25:
+        case QZ_STOCK_TERRAIN:
             fill(kTerrainStops);
             break;
         default:
@@ -265,8 +272,8 @@ int KrColorset::MakeStockRandom(int count, int style, unsigned char reverse)
 
 int KrColorset::MakeRandom(int count)
 {
-    std::srand(static_cast<unsigned int>(std::time(nullptr)));
-    const int scheme = std::rand() % kStockStyles;
+    seedFromClock();
+    const int scheme = Platform::NextRandom() % kStockStyles;
     return MakeStockRandom(count, scheme, scheme % 2 == 1 ? 1 : 0);
 }
 
@@ -279,7 +286,7 @@ int KrColorset::MakeRandom(int count, unsigned char redLow, unsigned char redHig
         RemoveAll();
         return 0;
     }
-    std::srand(static_cast<unsigned int>(std::time(nullptr)));
+    seedFromClock();
     count = cappedCount(count);
     SetSize(count);
     for (unsigned int& color : *this)

@@ -42,4 +42,12 @@ void FormatGrowing(std::string& out, size_t capacity, const char* format, va_lis
     }
 }
 
+void FormatInto(std::string& out, size_t capacity, const char* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    FormatGrowing(out, capacity, format, args);
+    va_end(args);
+}
+
 }  // namespace KRN::Detail

@@ -1,16 +1,19 @@
 #include "Base/KrProgress.h"
 
+#include <climits>
 #include <cmath>
 #include <cstdarg>
-#include <cstdio>
-#include <vector>
+#include <cstring>
 
 #include "Base/KrArray.h"
 #include "Base/KrRegistry.h"
 #include "Base/KrThread.h"
+#include "KrFormatLoop.h"
 
 namespace KRN
 {
+
+template class KrDict<unsigned int, KrProgress::KrProgProc, std::less<unsigned int>>;
 
 namespace
 {
@@ -37,33 +40,37 @@ bool showProgressConfigured()
     return value.CompareNoCase("true") == 0;
 }
 
-// The string resource id used as a printf format for arguments.
+// A position above this is past the end of the scale.
+constexpr int kLastPos = 100;
+// The seconds part of the elapsed time beyond which a position is reported even unchanged.
+constexpr int kOverdueSeconds = 5;
+
+// The string resource id used as a printf format for arguments. The text ends at its first
+// zero byte, as the C string handed to the callback would.
 KrString formatResource(int id, va_list arguments)
 {
     KrString format;
     format.LoadString(static_cast<unsigned int>(id));
-    va_list counting;
-    va_copy(counting, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format.Cstr(), counting);
-    va_end(counting);
-    if (length <= 0) return KrString();
-    std::vector<char> text(static_cast<size_t>(length) + 1);
-    std::vsnprintf(text.data(), text.size(), format.Cstr(), arguments);
-    return KrString(text.data());
+    KrString text;
+    Detail::FormatGrowing(text, format.size() + 128, format.Cstr(), arguments);
+    text.resize(std::strlen(text.c_str()));
+    return text;
 }
 
-int clampToInt(double value)
+// Whole seconds, truncated rather than rounded: a remaining 9.9 seconds shows as 9, so the
+// estimate never runs ahead of the clock. Saturates into the int range.
+int wholeSeconds(double seconds)
 {
-    if (value >= 2147483647.0) return 2147483647;
-    if (value <= -2147483648.0) return -2147483647 - 1;
-    return static_cast<int>(value);
+    const double whole = std::trunc(seconds);
+    if (whole >= static_cast<double>(INT_MAX)) return INT_MAX;
+    if (whole <= static_cast<double>(INT_MIN)) return INT_MIN;
+    return static_cast<int>(whole);
 }
 }  // namespace
 
 void KrProgress::SetProgressProc(KrProgressProc proc, void* userData)
 {
-    KrMutexLock hold(callbackLock());
-    hold.lock();
+    KrMutexGuard hold(callbackLock());
     KrProgProc entry;
     entry.pfnProc = proc;
     entry.pUserData = userData;
@@ -84,7 +91,6 @@ void KrProgress::Clear()
     m_strMessage = "";
     m_strRemainTime = kUnknownRemainTime;
     PushPosRange();
-    m_bShow = 0;
     m_bShow = showProgressConfigured();
 }
 
@@ -129,7 +135,7 @@ int KrProgress::SetProgressPos(int pos)
     const int absolute = GetAbsolutePos(pos);
     unsigned char overdue = 0;
     m_strRemainTime = GetRemainTimeInfo(absolute, overdue);
-    const bool outside = absolute < 0 || absolute >= 101;
+    const bool outside = absolute < 0 || absolute > kLastPos;
     if ((outside || absolute == m_nLastPos) && !overdue) return previous;
     m_nLastPos = absolute;
     ProgCallback(m_strTitle, m_strMessage, absolute, m_strRemainTime);
@@ -149,7 +155,7 @@ int KrProgress::GetAbsolutePos(int pos) const
 int KrProgress::GetAbsolutePos(int pos, const PosRange& range)
 {
     const long long span = static_cast<long long>(range.nEnd) - range.nStart;
-    return static_cast<int>(range.nStart + span * pos / 100);
+    return static_cast<int>(range.nStart + span * pos / kLastPos);
 }
 
 void KrProgress::PushPosRange()
@@ -176,8 +182,7 @@ void KrProgress::ProgCallback(const KrString& title, const KrString& message, in
                               const KrString& remainText)
 {
     if (!m_bShow) return;
-    KrMutexLock hold(callbackLock());
-    hold.lock();
+    KrMutexGuard hold(callbackLock());
     KrProgProc entry;
     if (!callbacks().Lookup(KrThread::GetCurrentThreadId(), entry) || entry.pfnProc == nullptr)
         return;
@@ -191,30 +196,27 @@ KrString KrProgress::GetRemainTimeInfo(int pos, unsigned char& overdue)
     KrString result = m_strRemainTime;
     const KrTime now = KrTime::GetCurrentTime();
     KrTimeSpan elapsed;
-    if (pos == m_nLastPos)
-    {
-    }
-    else if (pos == 0)
+    if (pos == 0 && m_nLastPos != 0)
     {
         m_tmStart = now;
         m_tmLast = m_tmStart;
-        m_strRemainTime = kUnknownRemainTime;  // overwritten by the caller with result
     }
-    else
+    else if (pos != m_nLastPos)
     {
         elapsed = now - m_tmStart;
         result = FormatRemainTime(elapsed, pos);
         m_tmLast = now;
     }
     // The seconds part, not the total: an operation 1 min 03 s in is not overdue.
-    overdue = elapsed.GetSeconds() > 5;
+    overdue = elapsed.GetSeconds() > kOverdueSeconds;
     return result;
 }
 
 KrString KrProgress::FormatRemainTime(const KrTimeSpan& elapsed, int pos)
 {
-    const double toDo = static_cast<double>(elapsed.GetTotalSeconds()) * (100.0 - pos);
-    const int remain = clampToInt(std::trunc(toDo / pos));
+    const double toDo =
+        static_cast<double>(elapsed.GetTotalSeconds()) * (static_cast<double>(kLastPos) - pos);
+    const int remain = wholeSeconds(toDo / pos);
     const KrTimeSpan span(0, 0, 0, remain);
     KrString text;
     if (span.GetDays() >= 1)

@@ -1,6 +1,5 @@
 #include "Base/KrStyle.h"
 
-
 #include "Base/KrCompress.h"
 #include "Base/KrCore.h"
 #include "Base/KrMarkup.h"
@@ -13,8 +12,16 @@ namespace KRN
 namespace
 {
 
-constexpr int kOlderDialect = 20031211;
-constexpr int kNewerDialect = 20050303;
+// The geometry types of the per-geometry record and the bytes each one stores.
+constexpr int kPointGeometry = 0;
+constexpr int kLineGeometry = 1;
+constexpr int kRegionGeometry = 2;
+constexpr int kPointRecordBytes = 16;
+constexpr int kLineRecordBytes = 12;
+constexpr int kRegionRecordBytes = 32;
+// The whole record before the gradient fields were added to it.
+constexpr int kOlderWholeRecordBytes = 36;
+
 constexpr unsigned int kTransparentBack = 0xFFFFFFFFu;
 
 const char* const kGradientNames[] = {"None", "Linear", "Radial", "Conical", "Square"};
@@ -137,11 +144,11 @@ bool KrStyle::IsSameDimensionStyle(const KrStyle& a, const KrStyle& b, int type)
 {
     switch (type)
     {
-        case 0:
+        case kPointGeometry:
             return IsSameMarkerStyle(a, b);
-        case 1:
+        case kLineGeometry:
             return IsSameLineStyle(a, b);
-        case 2:
+        case kRegionGeometry:
             return IsSameFillStyle(a, b);
         default:
             return a == b;
@@ -153,7 +160,12 @@ int KrStyle::GetHashCode() const
     // An alpha byte on the fore colour is the one trace of it left once the colours are
     // converted; the back colour deliberately enters unconverted.
     const unsigned int foreHasAlpha = m_clrFillFore > KrRGB(255, 255, 255) ? 1u : 0u;
-    const unsigned int angle = static_cast<unsigned int>(KrHashCode::DoubleToHashCode(m_nMarkerAngle / 10));
+    // Whole degrees on purpose: the tenths are divided as integers, so angles within the same
+    // degree (12.3 and 12.7) hash alike. Equal styles still hash equal, and stored hashes stay
+    // valid.
+    const int wholeDegrees = m_nMarkerAngle / 10;
+    const unsigned int angle =
+        static_cast<unsigned int>(KrHashCode::DoubleToHashCode(wholeDegrees));
     unsigned int hash =
         KrCurrentColortoWinColor(m_clrLine) ^ KrCurrentColortoWinColor(m_clrFillFore) ^
         static_cast<unsigned int>(m_nFillStyle) ^ static_cast<unsigned int>(m_nLineWidth) ^
@@ -181,7 +193,7 @@ bool KrStyle::SaveAll(KrStream& stream) const
 
 bool KrStyle::LoadAll(KrStream& stream, int size)
 {
-    if (size < 36) return false;
+    if (size < kOlderWholeRecordBytes) return false;
     stream >> m_nMarkerStyle >> m_nMarkerSize >> m_nMarkerAngle >> m_nLineStyle >> m_nLineWidth;
     loadColor(stream, m_clrLine);
     stream >> m_nFillStyle;
@@ -202,21 +214,23 @@ int KrStyle::Save(KrStream& stream, int type) const
 {
     switch (type)
     {
-        case 0:
-            stream << 16 << m_nMarkerStyle << m_nMarkerSize << m_nMarkerAngle
+        case kPointGeometry:
+            stream << kPointRecordBytes << m_nMarkerStyle << m_nMarkerSize << m_nMarkerAngle
                    << KrCurrentColortoWinColor(m_clrLine);
-            return 16;
-        case 1:
-            stream << 12 << m_nLineStyle << m_nLineWidth << KrCurrentColortoWinColor(m_clrLine);
-            return 12;
-        case 2:
-            stream << 32 << m_nLineStyle << m_nLineWidth << KrCurrentColortoWinColor(m_clrLine)
-                   << m_nFillStyle << KrCurrentColortoWinColor(m_clrFillFore)
+            return kPointRecordBytes;
+        case kLineGeometry:
+            stream << kLineRecordBytes << m_nLineStyle << m_nLineWidth
+                   << KrCurrentColortoWinColor(m_clrLine);
+            return kLineRecordBytes;
+        case kRegionGeometry:
+            stream << kRegionRecordBytes << m_nLineStyle << m_nLineWidth
+                   << KrCurrentColortoWinColor(m_clrLine) << m_nFillStyle
+                   << KrCurrentColortoWinColor(m_clrFillFore)
                    << (m_bFillBackOpaque ? KrCurrentColortoWinColor(m_clrFillBack)
                                          : kTransparentBack)
                    << m_nFillOpaqueRate << m_nFillGradientType << m_nFillAngle
                    << m_nFillCenterOffsetX << m_nFillCenterOffsetY;
-            return 32;
+            return kRegionRecordBytes;
         default:
             stream << 0;
             return 0;
@@ -227,15 +241,15 @@ int KrStyle::Load(KrStream& stream, int type)
 {
     switch (type)
     {
-        case 0:
+        case kPointGeometry:
             stream >> m_nMarkerStyle >> m_nMarkerSize >> m_nMarkerAngle;
             loadColor(stream, m_clrLine);
-            return 16;
-        case 1:
+            return kPointRecordBytes;
+        case kLineGeometry:
             stream >> m_nLineStyle >> m_nLineWidth;
             loadColor(stream, m_clrLine);
-            return 12;
-        case 2:
+            return kLineRecordBytes;
+        case kRegionGeometry:
             stream >> m_nLineStyle >> m_nLineWidth;
             loadColor(stream, m_clrLine);
             stream >> m_nFillStyle;
@@ -246,7 +260,7 @@ int KrStyle::Load(KrStream& stream, int type)
             loadShort(stream, m_nFillAngle);
             loadShort(stream, m_nFillCenterOffsetX);
             loadShort(stream, m_nFillCenterOffsetY);
-            return 32;
+            return kRegionRecordBytes;
         default:
             return 0;
     }
@@ -256,9 +270,9 @@ int KrStyle::Load(KrStream& stream, int type)
 
 KrString KrStyle::ToXML(int version, const KrString& tag) const
 {
-    if (version == 0) version = kNewerDialect;
-    const bool older = version == kOlderDialect;
-    if (!older && version < kNewerDialect) return KrString();
+    version = Detail::ResolveVersion(version);
+    if (!Detail::IsWritableStyleVersion(version)) return KrString();
+    const bool older = Detail::IsOlderStyleDialect(version);
 
     KrMarkup markup;
     const char* root = older ? "pml:GeoStyle" : "pml:Style";
@@ -267,6 +281,7 @@ KrString KrStyle::ToXML(int version, const KrString& tag) const
     { markup.AddChildElem(name, text.Cstr()); };
     if (older)
     {
+        // Sizes and angles as their raw tenths, the gradient type as its number.
         add("pml:SymbolStyle", Detail::FormatInt(m_nMarkerStyle));
         add("pml:SymbolSize", Detail::FormatInt(m_nMarkerSize));
         add("pml:SymbolAngle", Detail::FormatInt(m_nMarkerAngle));
@@ -283,6 +298,7 @@ KrString KrStyle::ToXML(int version, const KrString& tag) const
     }
     else
     {
+        // Sizes and angles in their units, the gradient type by name.
         add("pml:MarkerStyle", Detail::FormatInt(m_nMarkerStyle));
         add("pml:MarkerSize", tenthsText(m_nMarkerSize));
         add("pml:MarkerAngle", tenthsText(m_nMarkerAngle));
@@ -305,69 +321,51 @@ KrString KrStyle::ToXML(int version, const KrString& tag) const
 bool KrStyle::FromXML(const KrString& xml, int version)
 {
     if (xml.empty()) return false;
-    if (version == 0) version = kNewerDialect;
-    const bool older = version == kOlderDialect;
+    const bool older = Detail::IsOlderStyleDialect(Detail::ResolveVersion(version));
 
     KrMarkup markup(xml.Cstr());
     // Each search continues after the element found last, in the writer's order.
-    KrString text;
-    auto next = [&markup, &text](const char* name)
-    {
-        if (!markup.FindChildElem(name)) return false;
-        text = markup.GetChildData();
-        return true;
-    };
-    auto integer = [&text]() { return text.ToInt(); };
-
-    if (next(older ? "pml:SymbolStyle" : "pml:MarkerStyle")) m_nMarkerStyle = integer();
+    Detail::ChildReader child(markup);
+    if (child.Next(older ? "pml:SymbolStyle" : "pml:MarkerStyle")) m_nMarkerStyle = child.Int();
     if (older)
     {
-        if (next("pml:SymbolSize")) m_nMarkerSize = integer();
-        if (next("pml:SymbolAngle")) m_nMarkerAngle = integer();
+        if (child.Next("pml:SymbolSize")) m_nMarkerSize = child.Int();
+        if (child.Next("pml:SymbolAngle")) m_nMarkerAngle = child.Int();
     }
     else
     {
-        if (next("pml:MarkerSize")) SetMarkerSize(text.ToDouble());
-        if (next("pml:MarkerAngle")) SetMarkerAngle(text.ToDouble());
+        if (child.Next("pml:MarkerSize")) SetMarkerSize(child.Double());
+        if (child.Next("pml:MarkerAngle")) SetMarkerAngle(child.Double());
     }
-    if (next("pml:LineStyle")) m_nLineStyle = integer();
-    if (next("pml:LineWidth"))
-    {
-        if (older)
-            m_nLineWidth = integer();
-        else
-            SetLineWidth(text.ToDouble());
-    }
-    if (next("pml:LineColor")) m_clrLine = ConvertRGBColor(text);
-    if (next("pml:FillStyle")) m_nFillStyle = integer();
-    if (next("pml:FillForeColor")) m_clrFillFore = ConvertRGBColor(text);
-    if (next("pml:FillBackColor")) m_clrFillBack = ConvertRGBColor(text);
-    if (older)
-    {
-        if (next("pml:BackTransparent")) m_bFillBackOpaque = Detail::IsTrueText(text) ? 0 : 1;
-    }
-    else
-    {
-        if (next("pml:FillBackOpaque")) m_bFillBackOpaque = Detail::IsTrueText(text) ? 1 : 0;
-    }
-    if (next("pml:FillOpaqueRate")) m_nFillOpaqueRate = static_cast<unsigned char>(integer());
-    if (next("pml:FillGradientType"))
+    if (child.Next("pml:LineStyle")) m_nLineStyle = child.Int();
+    if (child.Next("pml:LineWidth"))
+        m_nLineWidth = older ? child.Int() : Detail::ToTenths(child.Double());
+    if (child.Next("pml:LineColor")) m_clrLine = ConvertRGBColor(child.Text());
+    if (child.Next("pml:FillStyle")) m_nFillStyle = child.Int();
+    if (child.Next("pml:FillForeColor")) m_clrFillFore = ConvertRGBColor(child.Text());
+    if (child.Next("pml:FillBackColor")) m_clrFillBack = ConvertRGBColor(child.Text());
+    // The older dialect stores the inverse flag.
+    if (child.Next(older ? "pml:BackTransparent" : "pml:FillBackOpaque"))
+        m_bFillBackOpaque = Detail::IsTrueText(child.Text()) != older ? 1 : 0;
+    if (child.Next("pml:FillOpaqueRate"))
+        m_nFillOpaqueRate = static_cast<unsigned char>(child.Int());
+    if (child.Next("pml:FillGradientType"))
     {
         m_nFillGradientType =
-            older ? static_cast<unsigned char>(integer()) : gradientFromName(text);
+            older ? static_cast<unsigned char>(child.Int()) : gradientFromName(child.Text());
     }
-    if (next(older ? "pml:FillGradientAngle" : "pml:FillAngle")) SetFillAngle(text.ToDouble());
-    if (next("pml:FillCenterOffsetX")) m_nFillCenterOffsetX = static_cast<short>(integer());
-    if (next("pml:FillCenterOffsetY")) m_nFillCenterOffsetY = static_cast<short>(integer());
+    if (child.Next(older ? "pml:FillGradientAngle" : "pml:FillAngle")) SetFillAngle(child.Double());
+    if (child.Next("pml:FillCenterOffsetX")) m_nFillCenterOffsetX = static_cast<short>(child.Int());
+    if (child.Next("pml:FillCenterOffsetY")) m_nFillCenterOffsetY = static_cast<short>(child.Int());
     return true;
 }
 
 KrString KrStyle::ConvertRGBColor(unsigned int color)
 {
-    char buffer[32];
-    const int length = std::snprintf(buffer, sizeof buffer, "RGB(%d,%d,%d)", KrREDVAL(color),
-                                     KrGREENVAL(color), KrBLUEVAL(color));
-    return KrString(buffer, length);
+    KrString text;
+    Detail::FormatInto(text, Detail::kInlineFormatCapacity, "RGB(%d,%d,%d)", KrREDVAL(color),
+                       KrGREENVAL(color), KrBLUEVAL(color));
+    return text;
 }
 
 unsigned int KrStyle::ConvertRGBColor(const KrString& text)

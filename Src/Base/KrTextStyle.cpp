@@ -15,8 +15,6 @@ namespace KRN
 namespace
 {
 
-constexpr int kOlderDialect = 20031211;
-constexpr int kNewerDialect = 20050303;
 constexpr int kItalicLimit = 600;  // tenths of a degree
 
 const char* const kAlignNames[] = {"TopLeft",        "TopCenter",     "TopRight",   "BaselineLeft",
@@ -37,6 +35,20 @@ unsigned char alignFromName(const KrString& name)
 unsigned int mix(unsigned int hash, unsigned int value)
 {
     return hash * 31u + value;
+}
+
+// A flag is set only by a child reading "TRUE"; any other text clears it.
+void readFlag(Detail::ChildReader& child, const char* name, KrTextStyle& style,
+              void (KrTextStyle::*set)(unsigned char))
+{
+    if (child.Next(name)) (style.*set)(Detail::IsTrueText(child.Text()) ? 1 : 0);
+}
+
+// Only an "RGB(r,g,b)" text replaces the colour; a bare number is ignored.
+void readColor(Detail::ChildReader& child, const char* name, unsigned int& color)
+{
+    if (child.Next(name) && Detail::HasRGBPrefix(child.Text()))
+        color = KrStyle::ConvertRGBColor(child.Text());
 }
 
 }  // namespace
@@ -124,10 +136,9 @@ int KrTextStyle::GetHashCode() const
 
 KrString KrTextStyle::ToXML(int version) const
 {
-    if (version == 0) version = kNewerDialect;
-    if (version == kOlderDialect) return toOlderXML();
-    if (version < kNewerDialect) return KrString();
-    return toCurrentXML();
+    version = Detail::ResolveVersion(version);
+    if (!Detail::IsWritableStyleVersion(version)) return KrString();
+    return Detail::IsOlderStyleDialect(version) ? toOlderXML() : toCurrentXML();
 }
 
 KrString KrTextStyle::toCurrentXML() const
@@ -188,79 +199,67 @@ KrString KrTextStyle::toOlderXML() const
 
 bool KrTextStyle::FromXML(const KrString& xml, int version)
 {
-    if (version == 0) version = kNewerDialect;
-    const bool older = version == kOlderDialect;
     m_nStyle = 0;
-
     KrMarkup markup(xml.Cstr());
-    // Each search continues after the element found last, in the writer's order.
-    KrString text;
-    auto next = [&markup, &text](const char* name)
-    {
-        if (!markup.FindChildElem(name)) return false;
-        text = markup.GetChildData();
-        return true;
-    };
-    auto flag = [&next, &text, this](const char* name, int mask)
-    {
-        if (next(name)) setBit(mask, Detail::IsTrueText(text));
-    };
-    auto color = [&next, &text](const char* name, unsigned int& field)
-    {
-        if (next(name) && Detail::HasRGBPrefix(text)) field = KrStyle::ConvertRGBColor(text);
-    };
-    auto italicAngle = [&next, &text, this]()
-    {
-        if (next("pml:ItalicAngle")) SetItalicAngle(KrToolkit::RoundLong(text.ToDouble()));
-    };
-
-    if (older)
-    {
-        if (next("pml:FontName")) m_strFaceName = text;
-        if (next("pml:Align")) SetAlign(static_cast<unsigned char>(text.ToInt()));
-        flag("pml:Bold", kBold);
-        flag("pml:Italic", kItalic);
-        italicAngle();
-        flag("pml:Stroke", kStrikeOut);
-        flag("pml:Underline", kUnderline);
-        flag("pml:Shadow", kShadow);
-        flag("pml:Outline", kHalo);
-        if (next("pml:FontHeight")) m_dHeight = text.ToDouble();
-        if (next("pml:FontWidth")) m_dWidth = text.ToDouble();
-        if (next("pml:FontWeight")) SetWeight(text.ToInt());
-        flag("pml:FixedSize", kFixedSize);
-        if (IsFixedSize())
-        {
-            m_dWidth /= 10.0;
-            m_dHeight /= 10.0;
-        }
-        if (next("pml:FixedTextSize")) SetSizeForFixed(text.ToInt() / 10.0);
-        if (next("pml:Rotation")) SetAngle(text.ToDouble());
-        color("pml:ForeColor", m_clrFore);
-        color("pml:BackColor", m_clrBack);
-        if (next("pml:Transparent")) setBit(kBackOpaque, Detail::IsFalseText(text));
-        return true;
-    }
-
-    if (next("pml:FaceName")) m_strFaceName = text;
-    if (next("pml:Align")) SetAlign(alignFromName(text));
-    color("pml:ForeColor", m_clrFore);
-    color("pml:BackColor", m_clrBack);
-    flag("pml:BackOpaque", kBackOpaque);
-    if (next("pml:Height")) m_dHeight = text.ToDouble();
-    if (next("pml:Width")) m_dWidth = text.ToDouble();
-    if (next("pml:Weight")) SetWeight(text.ToInt());
-    flag("pml:IsFixedSize", kFixedSize);
-    if (next("pml:FixedSize")) SetSizeForFixed(text.ToDouble());
-    if (next("pml:Angle")) SetAngle(text.ToDouble());
-    flag("pml:Bold", kBold);
-    flag("pml:Italic", kItalic);
-    italicAngle();
-    flag("pml:StrikeOut", kStrikeOut);
-    flag("pml:Underline", kUnderline);
-    flag("pml:Shadow", kShadow);
-    flag("pml:Halo", kHalo);
+    if (Detail::IsOlderStyleDialect(Detail::ResolveVersion(version)))
+        fromOlderXML(markup);
+    else
+        fromCurrentXML(markup);
     return true;
+}
+
+// Each search continues after the element found last, in the writer's order.
+void KrTextStyle::fromCurrentXML(KrMarkup& markup)
+{
+    Detail::ChildReader child(markup);
+    if (child.Next("pml:FaceName")) m_strFaceName = child.Text();
+    if (child.Next("pml:Align")) SetAlign(alignFromName(child.Text()));
+    readColor(child, "pml:ForeColor", m_clrFore);
+    readColor(child, "pml:BackColor", m_clrBack);
+    readFlag(child, "pml:BackOpaque", *this, &KrTextStyle::SetBackOpaque);
+    if (child.Next("pml:Height")) m_dHeight = child.Double();
+    if (child.Next("pml:Width")) m_dWidth = child.Double();
+    if (child.Next("pml:Weight")) SetWeight(child.Int());
+    readFlag(child, "pml:IsFixedSize", *this, &KrTextStyle::SetFixedSize);
+    if (child.Next("pml:FixedSize")) SetSizeForFixed(child.Double());
+    if (child.Next("pml:Angle")) SetAngle(child.Double());
+    readFlag(child, "pml:Bold", *this, &KrTextStyle::SetBold);
+    readFlag(child, "pml:Italic", *this, &KrTextStyle::SetItalic);
+    if (child.Next("pml:ItalicAngle")) SetItalicAngle(KrToolkit::RoundLong(child.Double()));
+    readFlag(child, "pml:StrikeOut", *this, &KrTextStyle::SetStrikeOut);
+    readFlag(child, "pml:Underline", *this, &KrTextStyle::SetUnderline);
+    readFlag(child, "pml:Shadow", *this, &KrTextStyle::SetShadow);
+    readFlag(child, "pml:Halo", *this, &KrTextStyle::SetHalo);
+}
+
+void KrTextStyle::fromOlderXML(KrMarkup& markup)
+{
+    Detail::ChildReader child(markup);
+    if (child.Next("pml:FontName")) m_strFaceName = child.Text();
+    if (child.Next("pml:Align")) SetAlign(static_cast<unsigned char>(child.Int()));
+    readFlag(child, "pml:Bold", *this, &KrTextStyle::SetBold);
+    readFlag(child, "pml:Italic", *this, &KrTextStyle::SetItalic);
+    if (child.Next("pml:ItalicAngle")) SetItalicAngle(KrToolkit::RoundLong(child.Double()));
+    readFlag(child, "pml:Stroke", *this, &KrTextStyle::SetStrikeOut);
+    readFlag(child, "pml:Underline", *this, &KrTextStyle::SetUnderline);
+    readFlag(child, "pml:Shadow", *this, &KrTextStyle::SetShadow);
+    readFlag(child, "pml:Outline", *this, &KrTextStyle::SetHalo);
+    if (child.Next("pml:FontHeight")) m_dHeight = child.Double();
+    if (child.Next("pml:FontWidth")) m_dWidth = child.Double();
+    if (child.Next("pml:FontWeight")) SetWeight(child.Int());
+    readFlag(child, "pml:FixedSize", *this, &KrTextStyle::SetFixedSize);
+    // Fixed-size text keeps its sizes ten times larger in this dialect.
+    if (IsFixedSize())
+    {
+        m_dWidth /= 10.0;
+        m_dHeight /= 10.0;
+    }
+    if (child.Next("pml:FixedTextSize")) SetSizeForFixed(child.Int() / 10.0);
+    if (child.Next("pml:Rotation")) SetAngle(child.Double());
+    readColor(child, "pml:ForeColor", m_clrFore);
+    readColor(child, "pml:BackColor", m_clrBack);
+    // The inverse flag: only "FALSE" makes the back opaque.
+    if (child.Next("pml:Transparent")) SetBackOpaque(Detail::IsFalseText(child.Text()) ? 1 : 0);
 }
 
 }  // namespace KRN

@@ -41,16 +41,22 @@ const UnitEntry kUnits[] = {
 };
 
 constexpr long long kMetre = 10000;
+// Codes outside this range name no unit, whatever the table holds.
+constexpr long long kLowestUnitCode = 10;
+constexpr long long kHighestUnitCode = 1100000000;  // the radian
 
 const UnitEntry* findUnit(long long code)
 {
-    if (code < 10 || code > 1100000000) return nullptr;
+    if (code < kLowestUnitCode || code > kHighestUnitCode) return nullptr;
     for (const UnitEntry& unit : kUnits)
         if (unit.code == code) return &unit;
     return nullptr;
 }
 
 constexpr int kMillion = 1000000;
+// A fraction whose reduced millionths have a denominator above this is looked for among
+// fractions of smaller denominator.
+constexpr int kPlainDenominator = 20;
 
 int gcd(int a, int b)
 {
@@ -63,7 +69,9 @@ int gcd(int a, int b)
     return a;
 }
 
-// The fraction in millionths, rounded: 0 to 1000000 for a fraction in [0, 1).
+// The fraction in millionths, rounded: 0 to 1000000 for a fraction in [0, 1). The half is added
+// before scaling, not after as KrToolkit::RoundLong would, and the last bit of a tie can differ:
+// the stored fractions depend on this exact form.
 int millionths(double fraction)
 {
     const double scaled = std::trunc((fraction + 5e-7) * kMillion);
@@ -179,7 +187,7 @@ KrFraction::KrFraction(double& value, int maxDenominator)
     const int g = gcd(kMillion, n % kMillion);
     m_nNumerator = n / g;
     m_nDenominator = kMillion / g;
-    if (m_nDenominator > 20) refine(value, n, m_nNumerator, m_nDenominator);
+    if (m_nDenominator > kPlainDenominator) refine(value, n, m_nNumerator, m_nDenominator);
     if (m_nDenominator > maxDenominator)
     {
         m_nDenominator = maxDenominator;

@@ -2,13 +2,14 @@
 
 #include <climits>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <new>
 
 #include "Base/KrCore.h"
 #include "Base/KrMemoryStream.h"
 #include "Base/KrTime.h"
+#include "Base/KrToolkit.h"
+#include "KrFormatLoop.h"
 
 namespace KRN
 {
@@ -16,16 +17,8 @@ namespace KRN
 namespace
 {
 
-// Rounds half away from zero, then saturates into the int range; NaN gives 0.
-int roundToInt(double value)
-{
-    if (std::isnan(value)) return 0;
-    const double rounded = value > 0 ? std::trunc(value + 0.5) : std::trunc(value - 0.5);
-    if (rounded >= 2147483647.0) return INT_MAX;
-    if (rounded <= -2147483648.0) return INT_MIN;
-    return static_cast<int>(rounded);
-}
-
+// A time is a day number with the time of day as its fraction: it converts by truncation, the
+// day it falls on, where the other floating values round.
 int truncateToInt(double value)
 {
     if (std::isnan(value)) return 0;
@@ -88,30 +81,25 @@ KrString* newString(const KrString& value)
     }
 }
 
-// printf into a stack buffer; the result stays in the string's inline storage when short.
-template <class... Args>
-KrString printed(const char* format, Args... args)
+// printf of one value; a short text stays in the string's inline storage.
+template <class Value>
+KrString printed(const char* format, Value value)
 {
-    char text[512];
-    const int length = std::snprintf(text, sizeof text, format, args...);
-    if (length < 0) return KrString();
-    return KrString(
-        text, length < static_cast<int>(sizeof text) ? length : static_cast<int>(sizeof text) - 1);
+    KrString text;
+    Detail::FormatInto(text, Detail::kInlineFormatCapacity, format, value);
+    return text;
 }
 
 // "%lf", then trailing zeros of the decimals trimmed, keeping at least one decimal.
 KrString doubleText(double value)
 {
-    char text[512];
-    int length = std::snprintf(text, sizeof text, "%lf", value);
-    if (length < 0) return KrString();
-    if (length >= static_cast<int>(sizeof text)) length = static_cast<int>(sizeof text) - 1;
-    if (std::memchr(text, '.', static_cast<size_t>(length)) != nullptr)
-    {
-        while (length > 0 && text[length - 1] == '0') --length;
-        if (length > 0 && text[length - 1] == '.') text[length++] = '0';
-    }
-    return KrString(text, length);
+    KrString text = printed("%lf", value);
+    if (text.find('.') == std::string::npos) return text;
+    size_t length = text.size();
+    while (length > 0 && text[length - 1] == '0') --length;
+    if (length > 0 && text[length - 1] == '.') ++length;  // keeps the zero after the point
+    text.resize(length);
+    return text;
 }
 
 }  // namespace
@@ -229,9 +217,9 @@ int KrVariant::ToInt() const
         case Long:
             return static_cast<int>(static_cast<unsigned int>(m_value.lVal));
         case Float:
-            return roundToInt(m_value.fVal);
+            return KrToolkit::RoundLong(m_value.fVal);
         case Double:
-            return roundToInt(m_value.dVal);
+            return KrToolkit::RoundLong(m_value.dVal);
         case Time:
             return truncateToInt(m_value.dVal);
         case String:
@@ -254,9 +242,9 @@ long long KrVariant::ToLong() const
         case Long:
             return m_value.lVal;
         case Float:
-            return roundToInt(m_value.fVal);
+            return KrToolkit::RoundLong(m_value.fVal);
         case Double:
-            return roundToInt(m_value.dVal);
+            return KrToolkit::RoundLong(m_value.dVal);
         case Time:
             return truncateToLong(m_value.dVal);
         case String:

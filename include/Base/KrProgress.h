@@ -11,7 +11,9 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 
+#include "Base/KrArray.h"
 #include "Base/KrDefs.h"
 #include "Base/KrString.h"
 #include "Base/KrTime.h"
@@ -114,5 +116,8 @@ private:
     KrString GetRemainTimeInfo(int pos, unsigned char& overdue);
     static int GetAbsolutePos(int pos, const PosRange& range);
 };
+
+// The callback table by thread id, compiled into the library with KrProgress.
+extern template class KRN_API KrDict<unsigned int, KrProgress::KrProgProc, std::less<unsigned int>>;
 
 }  // namespace KRN

@@ -3,6 +3,11 @@
 // KrStream (whole or only what one geometry type needs) or write it as XML in one of two
 // dialects chosen by a version number. Angles, widths and sizes are kept as integers in tenths
 // and exposed as doubles: SetLineWidth(0.25) keeps 3, GetLineWidth() then gives 0.3.
+//   KrStyle style;
+//   style.SetLineColor(KrRGB(255, 0, 0));
+//   style.SetLineWidth(0.5);
+//   KrString xml = style.ToXML();             // "pml:Style" in the newer dialect
+//   KrStyle copy;  copy.FromXML(xml);         // copy == style
 #pragma once
 
 #include "Base/KrDefs.h"

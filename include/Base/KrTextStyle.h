@@ -5,6 +5,13 @@
 //   style word bits: 0-7 alignment, 8 bold, 9 italic, 10 underline, 11 strike-out,
 //   12 fixed size, 13 back opaque, 14 halo, 15 shadow, 16-23 weight / 66, 24-31 fixed size
 //   in tenths.
+// Usage:
+//   KrTextStyle label;
+//   label.SetFaceName("Arial");
+//   label.SetHeight(3.5);
+//   label.SetBold(1);
+//   label.SetAlign(KrTextStyle::AlignCenter);
+//   KrString xml = label.ToXML();             // read back with FromXML(xml)
 #pragma once
 
 #include "Base/KrDefs.h"
@@ -12,6 +19,8 @@
 
 namespace KRN
 {
+
+class KrMarkup;
 
 class KRN_API KrTextStyle
 {
@@ -131,6 +140,8 @@ private:
     }
     KrString toCurrentXML() const;
     KrString toOlderXML() const;
+    void fromCurrentXML(KrMarkup& markup);
+    void fromOlderXML(KrMarkup& markup);
 
     unsigned int m_clrFore;
     unsigned int m_clrBack;

@@ -3,6 +3,8 @@
 // counts, the XML declaration of the library's files, a two-level splitter, the charset of the
 // running system, and thin wrappers over the operating system (process id, dynamic libraries,
 // screen size, memory status).
+//   int n = KrToolkit::RoundLong(-2.5);                   // -3: halves round away from zero
+//   double heading = 370;  KrToolkit::AdjustAngle(heading);  // 10
 #pragma once
 
 #include "Base/KrArray.h"

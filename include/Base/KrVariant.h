@@ -1,8 +1,8 @@
 // KrVariant: one field value of one of nine kinds, or nothing. Byte, short, int, 64-bit
 // integer, float, double and date-time live inline in an 8-byte union and never allocate; a
 // string or a binary block is a private heap copy that the variant owns.
-//   KrVariant v(2.5);  v.ToString() == "2.5";  v.ToInt() == 3;  v = KrString("12");  v.ToLong() ==
-//   12
+//   KrVariant v(2.5);            // v.ToString() == "2.5", v.ToInt() == 3
+//   v = KrString("12");          // v.ToLong() == 12
 //
 // Things callers trip over:
 // - Kinds never convert when compared: KrVariant(1) == KrVariant((short)1) is false, and < between

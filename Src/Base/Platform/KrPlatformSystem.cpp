@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <string>
 
 namespace KRN::Platform
@@ -102,6 +103,21 @@ bool QueryMemory(MemoryFigures& figures)
     figures.availablePageFile = (info.freeram + info.bufferram + info.freeswap) * unit;
     figures.totalPageFile = (info.totalram + info.totalswap) * unit;
     return true;
+}
+
+void SeedRandom(unsigned int seed)
+{
+    std::srand(seed);
+}
+
+int NextRandom()
+{
+    return std::rand();
+}
+
+long long SecondsSinceEpoch()
+{
+    return static_cast<long long>(std::time(nullptr));
 }
 
 }  // namespace KRN::Platform
