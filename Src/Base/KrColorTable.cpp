@@ -39,6 +39,8 @@ unsigned int rangeColor(const unsigned int* colors, int m, double lo, double hi,
     const double t = p - i;
     const unsigned int a = colors[i];
     const unsigned int b = colors[j];
+    // Truncated toward zero, unlike the shading's rounding: the looked-up colours keep the
+    // values they have always had.
     const auto mix = [t](unsigned char from, unsigned char to)
     { return static_cast<unsigned char>(static_cast<int>(from + (to - from) * t)); };
     return KrRGB(mix(KrREDVAL(a), KrREDVAL(b)), mix(KrGREENVAL(a), KrGREENVAL(b)),

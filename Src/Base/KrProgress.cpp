@@ -196,6 +196,7 @@ KrString KrProgress::GetRemainTimeInfo(int pos, unsigned char& overdue)
     KrString result = m_strRemainTime;
     const KrTime now = KrTime::GetCurrentTime();
     KrTimeSpan elapsed;
+    // Position 0 restarts the clock; the text stays as it was until a later position.
     if (pos == 0 && m_nLastPos != 0)
     {
         m_tmStart = now;

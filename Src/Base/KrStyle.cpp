@@ -160,9 +160,8 @@ int KrStyle::GetHashCode() const
     // An alpha byte on the fore colour is the one trace of it left once the colours are
     // converted; the back colour deliberately enters unconverted.
     const unsigned int foreHasAlpha = m_clrFillFore > KrRGB(255, 255, 255) ? 1u : 0u;
-    // Whole degrees on purpose: the tenths are divided as integers, so angles within the same
-    // degree (12.3 and 12.7) hash alike. Equal styles still hash equal, and stored hashes stay
-    // valid.
+    // Whole degrees, on purpose: the tenths are divided as integers before the conversion, so
+    // 12.3 and 12.7 degrees hash alike. Hash values stay what they have always been.
     const int wholeDegrees = m_nMarkerAngle / 10;
     const unsigned int angle =
         static_cast<unsigned int>(KrHashCode::DoubleToHashCode(wholeDegrees));
