@@ -1,8 +1,6 @@
 #include "Base/KrArray.h"
 
-#include "Base/KrErrorObj.h"
 #include "Base/KrGroup.h"
-#include "Base/KrLogFile.h"
 #include "Base/KrProgress.h"
 
 namespace KRN
@@ -15,11 +13,7 @@ template class KrDict<int, int, std::less<int>>;
 
 // The containers of the library's own records, compiled here once so that every module uses
 // the library's copy of their code.
-template class KrArray<KrLogItem>;
-template class KrArray<KrErrorObj::ErrorInfo>;
 template class KrList<KrGroup::KrGroupItem*>;
 template class KrDict<unsigned int, KrProgress::KrProgProc, std::less<unsigned int>>;
-template class KrContainer<KrLogItem>;
-template class KrContainer<KrErrorObj::ErrorInfo>;
 
 }  // namespace KRN
