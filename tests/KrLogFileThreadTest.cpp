@@ -149,7 +149,10 @@ TEST(KrLogFileThreadTest, ErrorStackReadsAndResetsRaceNoWriter)
                 errors.Dump(dump, 1);
                 const KrErrorObj::ErrorInfo last = errors.GetLast(0);
                 // An entry is whole: its message and file come with it.
-                if (last.nErrorCode != 0) EXPECT_EQ(last.strMessage, "failed");
+                if (last.nErrorCode != 0)
+                {
+                    EXPECT_EQ(last.strMessage, "failed");
+                }
             }
         });
     for (int round = 0; round < 300; ++round)
@@ -159,5 +162,8 @@ TEST(KrLogFileThreadTest, ErrorStackReadsAndResetsRaceNoWriter)
     }
     stop = true;
     for (std::thread& thread : threads) thread.join();
-    EXPECT_GT(errors.GetCount(), 0);
+    errors.Clear();
+    log.RecordLog(KrLogFile::LogError, 7, "after", "e.cpp", 1);
+    EXPECT_EQ(errors.GetCount(), 1);
+    EXPECT_EQ(errors.GetLast(1).strMessage, "after");
 }
