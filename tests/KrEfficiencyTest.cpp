@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <ctime>
 #include <regex>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -112,4 +115,22 @@ TEST(KrEfficiencyTest, FirstReportOfAProcessStartsFromTickZeroWithNoFile)
         },
         ::testing::ExitedWithCode(0), "");
     GTEST_FLAG_SET(death_test_style, style);
+}
+
+TEST(KrEfficiencyTest, TimeSpentSleepingIsNotCounted)
+{
+    LogSandbox sandbox;
+    KrLogFile& log = sandbox.log();
+    ASSERT_TRUE(log.Open(KrLogFile::ModeMemory));
+    {
+        KrEfficiency timer("Nap", "caller.cpp", 1);
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    }
+    const std::vector<KrLogItem> records = infoRecords(log);
+    ASSERT_EQ(records.size(), 1u);
+    std::smatch match;
+    const std::string text = records[0].m_strMessage;
+    ASSERT_TRUE(std::regex_match(text, match, std::regex("fun: Nap 's time is (\\d+)"))) << text;
+    // 300 ms of wall time; the processor time of a sleeping thread stays far below it.
+    EXPECT_LT(std::stol(match[1]), CLOCKS_PER_SEC * 3 / 20);
 }

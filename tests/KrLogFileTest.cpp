@@ -559,15 +559,19 @@ TEST_F(KrLogFileTest, PathsThatAreNotRegularFilesAreRefusedAndLeftAsTheyWere)
          KrLogFile::ModeText, false},
         {"fifo.xml", [](const std::string& p, const std::string&) { ::mkfifo(p.c_str(), 0600); },
          KrLogFile::ModeXML, false},
-        {"null.log", [](const std::string& p, const std::string&) { fs::create_symlink("/dev/null", p); },
+        {"null.log",
+         [](const std::string& p, const std::string&) { fs::create_symlink("/dev/null", p); },
          KrLogFile::ModeText, false},
-        {"null.xml", [](const std::string& p, const std::string&) { fs::create_symlink("/dev/null", p); },
+        {"null.xml",
+         [](const std::string& p, const std::string&) { fs::create_symlink("/dev/null", p); },
          KrLogFile::ModeXML, false},
         {"schema.xml",
-         [](const std::string& p, const std::string&) { ::mkfifo(KrFile::ChangeExt(p.c_str(), "xsd"), 0600); },
+         [](const std::string& p, const std::string&)
+         { ::mkfifo(KrFile::ChangeExt(p.c_str(), "xsd"), 0600); },
          KrLogFile::ModeXML, false},
         {"style.xml",
-         [](const std::string& p, const std::string&) { fs::create_directory(KrFile::ChangeExt(p.c_str(), "xslt").Cstr()); },
+         [](const std::string& p, const std::string&)
+         { fs::create_directory(KrFile::ChangeExt(p.c_str(), "xslt").Cstr()); },
          KrLogFile::ModeXML, false},
         {"link.xml", [](const std::string& p, const std::string& t) { fs::create_symlink(t, p); },
          KrLogFile::ModeXML, true},
@@ -712,4 +716,31 @@ TEST_F(KrLogFileTest, FailingUnZipLeavesItsMessageCodeInTheLog)
     ASSERT_EQ(log.Query(errors, items), 1);
     EXPECT_EQ(items[0].m_nResID, 29554);
     EXPECT_EQ(items[0].m_nLevel, KrLogFile::LogError);
+}
+
+TEST_F(KrLogFileTest, FailuresFromBelowFollowTheThresholdLikeRecordLog)
+{
+    const unsigned char garbage[] = {0x78, 0x9c, 0xff, 0xff, 0x00, 0x13, 0x37};
+    // threshold, records kept in the ring (an error under a fatal threshold reaches only the
+    // error stack)
+    const std::vector<std::pair<KrLogFile::LogLevelType, size_t>> rows = {
+        {KrLogFile::LogDebug, 1}, {KrLogFile::LogError, 1}, {KrLogFile::LogFatal, 0}};
+    for (const auto& [threshold, kept] : rows)
+    {
+        log.Close(1);
+        ASSERT_TRUE(log.Open(KrLogFile::ModeMemory));
+        log.SetLevel(threshold);
+        unsigned char out[64];
+        unsigned int outLength = sizeof out;
+        EXPECT_FALSE(KrCompress::UnZip(out, outLength, garbage, sizeof garbage));
+        EXPECT_EQ(ringMessages(log).size(), kept) << threshold;
+        EXPECT_EQ(KrErrorObj::GetInstance().GetCount(), 1) << threshold;
+        EXPECT_EQ(KrErrorObj::GetInstance().GetLast(0).nErrorCode, 29554u) << threshold;
+    }
+    // A closed log takes nothing, not even into the error stack.
+    log.Close(1);
+    unsigned char out[64];
+    unsigned int outLength = sizeof out;
+    EXPECT_FALSE(KrCompress::UnZip(out, outLength, garbage, sizeof garbage));
+    EXPECT_EQ(KrErrorObj::GetInstance().GetCount(), 0);
 }

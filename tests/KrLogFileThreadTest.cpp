@@ -124,3 +124,46 @@ TEST(KrLogFileThreadTest, SettingsChangeWhileOtherThreadsLog)
     for (std::thread& thread : threads) thread.join();
     EXPECT_TRUE(log.IsOpen());
 }
+
+TEST(KrLogFileThreadTest, ErrorStackReadsAndResetsRaceNoWriter)
+{
+    LogSandbox sandbox;
+    KrLogFile& log = sandbox.log();
+    ASSERT_TRUE(log.Open(KrLogFile::ModeMemory));
+    KrErrorObj& errors = KrErrorObj::GetInstance();
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 2; ++t)
+        threads.emplace_back(
+            [&, t]
+            {
+                for (int i = 0; !stop.load(); ++i)
+                    log.RecordLog(KrLogFile::LogError, t * 1000000 + i, "failed", "e.cpp", i);
+            });
+    threads.emplace_back(
+        [&]
+        {
+            KrString dump;
+            while (!stop.load())
+            {
+                errors.Dump(dump, 1);
+                const KrErrorObj::ErrorInfo last = errors.GetLast(0);
+                // An entry is whole: its message and file come with it.
+                if (last.nErrorCode != 0)
+                {
+                    EXPECT_EQ(last.strMessage, "failed");
+                }
+            }
+        });
+    for (int round = 0; round < 300; ++round)
+    {
+        errors.SetCapacity(4 + round % 20);
+        if (round % 50 == 0) errors.Clear();
+    }
+    stop = true;
+    for (std::thread& thread : threads) thread.join();
+    errors.Clear();
+    log.RecordLog(KrLogFile::LogError, 7, "after", "e.cpp", 1);
+    EXPECT_EQ(errors.GetCount(), 1);
+    EXPECT_EQ(errors.GetLast(1).strMessage, "after");
+}

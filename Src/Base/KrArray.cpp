@@ -1,23 +1,13 @@
 #include "Base/KrArray.h"
 
-#include "Base/KrErrorObj.h"
-#include "Base/KrGroup.h"
-#include "Base/KrLogFile.h"
-
 namespace KRN
 {
 
+// The containers of plain values that the library exports; each family compiles the containers
+// of its own records in its own source.
 template class KrArray<int>;
 template class KrArray<unsigned int>;
 template class KrArray<unsigned short>;
 template class KrDict<int, int, std::less<int>>;
-
-// The containers of the library's own records, compiled here once so that every module uses
-// the library's copy of their code.
-template class KrArray<KrLogItem>;
-template class KrArray<KrErrorObj::ErrorInfo>;
-template class KrList<KrGroup::KrGroupItem*>;
-template class KrContainer<KrLogItem>;
-template class KrContainer<KrErrorObj::ErrorInfo>;
 
 }  // namespace KRN

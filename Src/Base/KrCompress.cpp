@@ -17,8 +17,6 @@ namespace KRN
 
 namespace
 {
-constexpr int kLevelError = 400;
-
 // The message code a zlib result is logged under, or 0 for a result that is not logged.
 int messageCodeFor(int zlibResult, bool expanding)
 {
@@ -44,7 +42,7 @@ void logFailure(int zlibResult, bool expanding, int codeLine)
     if (code == 0) return;
     KrString message;
     message.LoadString(static_cast<unsigned int>(code));
-    Detail::RouteToLog(kLevelError, code, message, __FILE__, codeLine);
+    Detail::RouteToLog(Detail::RouteError, code, message, __FILE__, codeLine);
 }
 }  // namespace
 

@@ -1,8 +1,7 @@
 #include "Base/KrEfficiency.h"
 
-#include <ctime>
-
 #include "Base/KrLogFile.h"
+#include "Platform/KrPlatformTime.h"
 
 namespace KRN
 {
@@ -67,7 +66,7 @@ void KrEfficiency::Report(const KrString& strName, const KrString& strCodeFile, 
 
 int KrEfficiency::GetTime()
 {
-    return static_cast<int>(static_cast<unsigned int>(std::clock()));
+    return static_cast<int>(static_cast<unsigned int>(Platform::ProcessorClock()));
 }
 
 }  // namespace KRN

@@ -1,35 +1,17 @@
 #include "Base/KrErrorObj.h"
 
-#include <atomic>
+#include <vector>
 
 #include "Base/KrLogFile.h"
 #include "Base/KrThread.h"
+#include "KrErrorStack.h"
 
 namespace KRN
 {
 
-namespace
-{
-
-std::atomic<KrErrorObj::ErrorInfoProc> g_pErrorInfoFun{nullptr};
-thread_local bool t_bInErrorCallBack = false;
-
-}  // namespace
-
-// The error stack lives inside the log singleton, under the log's lock.
-class StackAccess
-{
-public:
-    StackAccess() : m_log(KrLogFile::GetInstance(false)), m_lock(m_log.errorMutex())
-    {
-        m_lock.lock();
-    }
-    KrContainer<KrErrorObj::ErrorInfo>& stack() { return m_log.errorStack(); }
-
-private:
-    KrLogFile& m_log;
-    KrMutexLock m_lock;
-};
+// The containers of the error records, compiled once here for every module.
+template class KrArray<KrErrorObj::ErrorInfo>;
+template class KrContainer<KrErrorObj::ErrorInfo>;
 
 KrErrorObj& KrErrorObj::GetInstance()
 {
@@ -39,7 +21,7 @@ KrErrorObj& KrErrorObj::GetInstance()
 
 void KrErrorObj::SetErrorInfoProc(ErrorInfoProc proc)
 {
-    g_pErrorInfoFun.store(proc);
+    ErrorStack::SetProc(proc);
 }
 
 unsigned char KrErrorObj::Startup()
@@ -56,65 +38,45 @@ unsigned char KrErrorObj::IsStartup()
 
 void KrErrorObj::Clear()
 {
-    StackAccess access;
-    KrContainer<ErrorInfo>& errors = access.stack();
-    errors.Clear();
+    ErrorStack::OfLog().Clear();
 }
 
 int KrErrorObj::GetCount() const
 {
-    StackAccess access;
-    KrContainer<ErrorInfo>& errors = access.stack();
-    return errors.GetSize();
+    return ErrorStack::OfLog().Count();
 }
 
 int KrErrorObj::GetCapacity() const
 {
-    StackAccess access;
-    KrContainer<ErrorInfo>& errors = access.stack();
-    return errors.GetCapacity();
+    return ErrorStack::OfLog().Capacity();
 }
 
 void KrErrorObj::SetCapacity(int nCapacity)
 {
-    StackAccess access;
-    KrContainer<ErrorInfo>& errors = access.stack();
-    errors.SetCapacity(nCapacity);
+    ErrorStack::OfLog().SetCapacity(nCapacity);
 }
 
 KrErrorObj::ErrorInfo KrErrorObj::GetAt(int nIndex)
 {
-    StackAccess access;
-    KrContainer<ErrorInfo>& errors = access.stack();
-    return errors[nIndex];
+    return ErrorStack::OfLog().At(nIndex);
 }
 
 KrErrorObj::ErrorInfo KrErrorObj::GetLast(unsigned char currentThreadOnly)
 {
-    StackAccess access;
-    KrContainer<ErrorInfo>& errors = access.stack();
-    const int capacity = errors.GetCapacity();
-    if (capacity == 0) return ErrorInfo();
-    if (!currentThreadOnly) return errors[0];
-    // The whole ring is scanned, filled or not: default entries never match, their thread id
-    // being 0xFFFFFFFF.
-    const unsigned int self = KrThread::current();
-    for (int i = 0; i < capacity; ++i)
-        if (errors[i].nThreadID == self) return errors[i];
-    return ErrorInfo();
+    ErrorStack& errors = ErrorStack::OfLog();
+    if (!currentThreadOnly) return errors.Latest();
+    return errors.LatestOf(KrThread::current());
 }
 
 void KrErrorObj::Dump(KrString& out, unsigned char showThread) const
 {
-    StackAccess access;
-    KrContainer<ErrorInfo>& errors = access.stack();
-    const int count = errors.GetSize();
-    if (count < 1) return;
-    Format(errors[0], out, showThread);
+    const std::vector<ErrorInfo> entries = ErrorStack::OfLog().LatestFirst();
+    if (entries.empty()) return;
+    Format(entries[0], out, showThread);
     KrString entry;
-    for (int i = 1; i < count; ++i)
+    for (size_t i = 1; i < entries.size(); ++i)
     {
-        Format(errors[i], entry, showThread);
+        Format(entries[i], entry, showThread);
         out += "\r\n";
         out += entry;
     }
@@ -130,32 +92,6 @@ void KrErrorObj::Format(const ErrorInfo& info, KrString& out, unsigned char show
     text.Replace("%CODELINE", KrString::From(info.nCodeLine).Cstr());
     text.Replace("%THREADID", showThread ? KrString::From(info.nThreadID).Cstr() : "");
     out = text;
-}
-
-void KrErrorObj::Add(const ErrorInfo& info)
-{
-    StackAccess access;
-    KrContainer<ErrorInfo>& errors = access.stack();
-    errors.Add(info);
-    ErrorInfoProc proc = g_pErrorInfoFun.load();
-    if (proc == nullptr || t_bInErrorCallBack) return;
-    KrString text;
-    Format(info, text, 1);
-    t_bInErrorCallBack = true;
-    proc(text.Cstr());
-    t_bInErrorCallBack = false;
-}
-
-void KrErrorObj::Add(unsigned int nThreadID, unsigned int nCode, KrString strCodeFile,
-                     int nCodeLine)
-{
-    ErrorInfo info;
-    info.nThreadID = nThreadID;
-    info.nErrorCode = nCode;
-    info.strMessage.LoadString(nCode);
-    info.strCodeFile = strCodeFile;
-    info.nCodeLine = nCodeLine;
-    Add(info);
 }
 
 // ---------------------------------------------------------------- KrException

@@ -1,7 +1,8 @@
-// The one road from the lower families (compression, streams, files) to the process log. They
-// report a failure worth keeping here instead of including the log, which sits above them; the
-// log's own source provides the definition, so a record lands there as if the caller had called
-// KrLogFile::GetInstance(false).RecordLog(level, code, message, codeFile, codeLine) itself.
+// The road from the lower families (compression, streams, files) to the process log, which sits
+// above them. They report a failure worth keeping through RouteToLog; the log installs the route
+// when the library is loaded, before any of them can run, so a record lands there as if the
+// caller had called KrLogFile::GetInstance(false).RecordLog(level, code, message, codeFile,
+// codeLine) itself. Without a route (a log that was never linked in) records are dropped.
 #pragma once
 
 namespace KRN
@@ -11,8 +12,23 @@ class KrString;
 
 namespace Detail
 {
-// level: 100 debug, 200 info, 300 warning, 400 error, 500 fatal. Returns whether the log
-// accepted the record.
+// Level values of the log, for callers that cannot include it.
+enum LogRouteLevel : int
+{
+    RouteDebug = 100,
+    RouteInfo = 200,
+    RouteWarning = 300,
+    RouteError = 400,
+    RouteFatal = 500
+};
+
+// Returns whether the log accepted the record.
+using LogRoute = bool (*)(int level, int code, const KrString& message, const char* codeFile,
+                          int codeLine);
+
+// Installs the route and returns the one it replaces; null removes it.
+LogRoute SetLogRoute(LogRoute route);
+// Passes the record to the installed route; false when there is none.
 bool RouteToLog(int level, int code, const KrString& message, const char* codeFile, int codeLine);
 }  // namespace Detail
 

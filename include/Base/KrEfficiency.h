@@ -4,7 +4,8 @@
 // or a process-wide stopwatch that reports the stretch between two marked points:
 //   KrEfficiency::Begin(__FILE__, __LINE__); ...; KrEfficiency::Report("draw", __FILE__, __LINE__);
 // Ticks are the standard clock(): processor time of the process, CLOCKS_PER_SEC (1,000,000 here)
-// per second. Differences wrap at 32 bits, so a short span across a wrapped counter is right.
+// per second, so time spent sleeping or waiting is not counted. Differences wrap at 32 bits, so a
+// short span across a wrapped counter is right. Nothing is written while the log is closed.
 #pragma once
 
 #include "Base/KrDefs.h"

@@ -1,10 +1,15 @@
 // KrErrorObj: the process-wide error stack, a ring of the most recent errors (16 by default),
 // each tagged with the thread that raised it, its code, message, source file and line. Errors
-// arrive through KrLogFile::RecordLog at level error or fatal; read them back here:
+// arrive only through KrLogFile::RecordLog at level error or fatal, and only while the log is
+// open (Startup opens it in memory); read them back here:
+//   KrErrorObj::GetInstance().Startup();
+//   KrLogFile::GetInstance().RecordLog(KrLogFile::LogError, 7, "disk full", __FILE__, __LINE__);
 //   KrErrorObj::ErrorInfo last = KrErrorObj::GetInstance().GetLast(1);  // this thread's latest
-// KrException is the library's exception type; building one records it in the log at once.
+// KrException is the library's exception type; building one records it in the log at once, at
+// the debug level, so it does not reach this stack.
 #pragma once
 
+#include "Base/KrArray.h"
 #include "Base/KrDefs.h"
 #include "Base/KrString.h"
 
@@ -58,12 +63,11 @@ public:
     static void Format(const ErrorInfo& info, KrString& out, unsigned char showThread);
 
 private:
-    friend class KrLogFile;
     KrErrorObj() = default;
-
-    void Add(const ErrorInfo& info);
-    void Add(unsigned int nThreadID, unsigned int nCode, KrString strCodeFile, int nCodeLine);
 };
+
+extern template class KRN_API KrArray<KrErrorObj::ErrorInfo>;
+extern template class KRN_API KrContainer<KrErrorObj::ErrorInfo>;
 
 // The library's exception. Building one records it in the log at the debug level, on purpose
 // not as an error: whether it reaches a file depends on the log's level threshold. Its thread

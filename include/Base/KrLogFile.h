@@ -5,15 +5,16 @@
 //   KrLogFile::GetInstance().RecordLog(KrLogFile::LogError, 11023, "cannot open", __FILE__,
 //   __LINE__);
 // The first GetInstance() reads the "LogSetting" section of "krn.xml" and opens the log when it
-// says so. Every method may be called from any thread; RecordLog writes and flushes each accepted
-// record before it returns, so a record survives the process being killed right after.
+// says so; a closed log drops every record, errors included. Errors and fatals also reach the
+// error stack (KrErrorObj). Every method may be called from any thread; RecordLog writes and
+// flushes each accepted record before it returns, so a record survives the process being killed
+// right after.
 #pragma once
 
 #include <memory>
 
 #include "Base/KrArray.h"
 #include "Base/KrDefs.h"
-#include "Base/KrErrorObj.h"
 #include "Base/KrString.h"
 #include "Base/KrTime.h"
 
@@ -22,7 +23,6 @@ namespace KRN
 
 class KrLogItem;
 class KrLogQueryDef;
-class KrMutex;
 class KrRegistry;
 
 class KRN_API KrLogFile
@@ -171,12 +171,8 @@ public:
     KrLogFile& operator=(const KrLogFile&) = delete;
 
 private:
-    friend class KrErrorObj;
-    friend class StackAccess;
     KrLogFile();
     ~KrLogFile();
-    KrMutex& errorMutex();
-    KrContainer<KrErrorObj::ErrorInfo>& errorStack();
 
     struct Impl;
     std::unique_ptr<Impl> m_pImpl;
@@ -213,5 +209,8 @@ public:
     static unsigned char Compare(const KrString& op, int a, int b);
     unsigned char Matches(const KrLogItem& item) const;
 };
+
+extern template class KRN_API KrArray<KrLogItem>;
+extern template class KRN_API KrContainer<KrLogItem>;
 
 }  // namespace KRN

@@ -45,4 +45,9 @@ unsigned long long SystemTimeAsFileTime()
            static_cast<unsigned long long>(now.tv_nsec) / 100ULL;
 }
 
+std::clock_t ProcessorClock()
+{
+    return std::clock();
+}
+
 }  // namespace KRN::Platform

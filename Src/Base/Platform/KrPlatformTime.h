@@ -20,5 +20,8 @@ size_t FormatTime(char* buffer, size_t size, const char* format, const std::tm& 
 unsigned int TickCountMs();
 // CLOCK_REALTIME in 100-ns units since 1 January 1601 UTC.
 unsigned long long SystemTimeAsFileTime();
+// Processor time used by the process, in clock() ticks (CLOCKS_PER_SEC per second); -1 when
+// the system cannot tell.
+std::clock_t ProcessorClock();
 
 }  // namespace KRN::Platform
