@@ -1,7 +1,6 @@
 #include "Base/KrArray.h"
 
 #include "Base/KrErrorObj.h"
-#include "Base/KrGroup.h"
 #include "Base/KrLogFile.h"
 #include "Base/KrProgress.h"
 
@@ -17,7 +16,6 @@ template class KrDict<int, int, std::less<int>>;
 // the library's copy of their code.
 template class KrArray<KrLogItem>;
 template class KrArray<KrErrorObj::ErrorInfo>;
-template class KrList<KrGroup::KrGroupItem*>;
 template class KrDict<unsigned int, KrProgress::KrProgProc, std::less<unsigned int>>;
 template class KrContainer<KrLogItem>;
 template class KrContainer<KrErrorObj::ErrorInfo>;
