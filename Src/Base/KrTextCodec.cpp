@@ -461,14 +461,120 @@ constexpr size_t kStretchGap = 32;
 // ASCII runs this long are written straight into the output rather than through the staging.
 constexpr size_t kLongAsciiRun = 64;
 
+// Bytes per ASCII character in the target form.
+template <unsigned char Form>
+constexpr size_t kFormWidth = Form == kAsciiBytes  ? 1
+                              : Form <= kAscii16BE ? 2
+                                                   : 4;
+
+// Moves the staged output [staging, o) into out.
+inline void flushStaging(std::string& out, const unsigned char* staging, const unsigned char* o,
+                         size_t& outputBudget)
+{
+    out.append(reinterpret_cast<const char*>(staging), static_cast<size_t>(o - staging));
+    outputBudget -= static_cast<size_t>(o - staging);
+}
+
+#if defined(__SSE2__)
+// At an ASCII byte with at least sixteen bytes left: stages the ASCII bytes of the next sixteen,
+// or writes a long ASCII run straight into out after the staged output. Returns the staging
+// position after what it staged.
+template <unsigned char Form>
+inline unsigned char* takeAsciiBlock(const unsigned char*& p, const unsigned char* end,
+                                     unsigned char* o, unsigned char* staging, std::string& out,
+                                     size_t& outputBudget)
+{
+    const int high = _mm_movemask_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+    if (high != 0)
+    {
+        const auto run = static_cast<unsigned>(__builtin_ctz(static_cast<unsigned>(high)));
+        for (unsigned i = 0; i < run; ++i) o = encode<Form>(o, p[i]);
+        p += run;
+        return o;
+    }
+    const size_t run = 16 + asciiPrefix(p + 16, static_cast<size_t>(end - p) - 16);
+    if (run < kLongAsciiRun)
+    {
+        expandAscii(p, 16, Form, o);
+        p += 16;
+        return o + 16 * kFormWidth<Form>;
+    }
+    flushStaging(out, staging, o, outputBudget);
+    appendAscii(out, p, run, Form);
+    outputBudget -= run * kFormWidth<Form>;
+    p += run;
+    return staging;
+}
+#endif
+
+// Appends what the fast decoder takes from p on, and leaves p at the first character it
+// refuses (or at end).
+template <unsigned char Form, bool FromUtf8>
+void appendAccepted(const unsigned char*& p, const unsigned char* end, const uint16_t* codes,
+                    std::string& out, size_t& outputBudget)
+{
+    unsigned char staging[16384];
+    // Room for the widest step: sixteen ASCII bytes in the widest form.
+    unsigned char* const stagingLimit = staging + sizeof staging - 16 * 4;
+    unsigned char* o = staging;
+    for (;;)
+    {
+        if (o > stagingLimit)
+        {
+            flushStaging(out, staging, o, outputBudget);
+            o = staging;
+        }
+        if (p == end) break;
+        if (*p < 0x80)
+        {
+#if defined(__SSE2__)
+            if (end - p >= 16)
+            {
+                o = takeAsciiBlock<Form>(p, end, o, staging, out, outputBudget);
+                continue;
+            }
+#endif
+            o = encode<Form>(o, *p++);
+            continue;
+        }
+        uint32_t c = 0;
+        const size_t n = FromUtf8 ? decodeUtf8(p, end, c) : decodeDoubleByte(p, end, codes, c);
+        if (n == 0) break;
+        o = encode<Form>(o, c);
+        p += n;
+    }
+    flushStaging(out, staging, o, outputBudget);
+}
+
+// Where the refused stretch from at ends. Stretches only a few characters apart go to iconv
+// together, the characters between them included: one call costs more than iconv takes to
+// convert those.
+template <bool FromUtf8>
+size_t refusedStretchEnd(const unsigned char* in, size_t at, size_t length, const uint16_t* codes)
+{
+    auto refusedEnd = [&](size_t from) {
+        return FromUtf8 ? refusedUtf8(in, from, length)
+                        : refusedDoubleByte(in, from, length, codes);
+    };
+    size_t stretchEnd = refusedEnd(at);
+    for (size_t next = stretchEnd; next < length && next - stretchEnd < kStretchGap;)
+    {
+        uint32_t c = 0;
+        const size_t n = in[next] < 0x80 ? 1
+                         : FromUtf8      ? decodeUtf8(in + next, in + length, c)
+                                         : decodeDoubleByte(in + next, in + length, codes, c);
+        if (n != 0)
+            next += n;
+        else
+            next = stretchEnd = refusedEnd(next);
+    }
+    return stretchEnd;
+}
+
 template <unsigned char Form, bool FromUtf8>
 bool appendDecoded(void* descriptor, std::string& out, const unsigned char* in, size_t length,
                    size_t& outputBudget, const uint16_t* codes)
 {
-    constexpr size_t kWidth = Form == kAsciiBytes ? 1 : Form <= kAscii16BE ? 2 : 4;
-    unsigned char staging[16384];
-    // Room for the widest step: sixteen ASCII bytes in the widest form.
-    unsigned char* const stagingLimit = staging + sizeof staging - 16 * 4;
     size_t at = 0;
     while (at < length)
     {
@@ -478,85 +584,11 @@ bool appendDecoded(void* descriptor, std::string& out, const unsigned char* in, 
             return convertThrough(descriptor, out, reinterpret_cast<const char*>(in) + at,
                                   length - at, outputBudget) == length - at;
         const unsigned char* p = in + at;
-        const unsigned char* const end = in + length;
-        unsigned char* o = staging;
-        for (;;)
-        {
-            if (o > stagingLimit)
-            {
-                out.append(reinterpret_cast<const char*>(staging),
-                           static_cast<size_t>(o - staging));
-                outputBudget -= static_cast<size_t>(o - staging);
-                o = staging;
-            }
-            if (p == end) break;
-            if (*p < 0x80)
-            {
-#if defined(__SSE2__)
-                if (end - p >= 16)
-                {
-                    const int high =
-                        _mm_movemask_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
-                    if (high == 0)
-                    {
-                        const size_t run =
-                            16 + asciiPrefix(p + 16, static_cast<size_t>(end - p) - 16);
-                        if (run < kLongAsciiRun)
-                        {
-                            expandAscii(p, 16, Form, o);
-                            p += 16;
-                            o += 16 * kWidth;
-                            continue;
-                        }
-                        // A long run: staged output first, then the run straight into out.
-                        out.append(reinterpret_cast<const char*>(staging),
-                                   static_cast<size_t>(o - staging));
-                        outputBudget -= static_cast<size_t>(o - staging);
-                        o = staging;
-                        appendAscii(out, p, run, Form);
-                        outputBudget -= run * kWidth;
-                        p += run;
-                        continue;
-                    }
-                    const auto run =
-                        static_cast<unsigned>(__builtin_ctz(static_cast<unsigned>(high)));
-                    for (unsigned i = 0; i < run; ++i) o = encode<Form>(o, p[i]);
-                    p += run;
-                    continue;
-                }
-#endif
-                o = encode<Form>(o, *p++);
-                continue;
-            }
-            uint32_t c = 0;
-            const size_t n = FromUtf8 ? decodeUtf8(p, end, c) : decodeDoubleByte(p, end, codes, c);
-            if (n == 0) break;
-            o = encode<Form>(o, c);
-            p += n;
-        }
-        out.append(reinterpret_cast<const char*>(staging), static_cast<size_t>(o - staging));
-        outputBudget -= static_cast<size_t>(o - staging);
+        appendAccepted<Form, FromUtf8>(p, in + length, codes, out, outputBudget);
         at = static_cast<size_t>(p - in);
         if (at == length) break;
 
-        // Stretches only a few characters apart go to iconv together, the characters between
-        // them included: one call costs more than iconv takes to convert those.
-        auto refusedEnd = [&](size_t from) {
-            return FromUtf8 ? refusedUtf8(in, from, length)
-                            : refusedDoubleByte(in, from, length, codes);
-        };
-        size_t stretchEnd = refusedEnd(at);
-        for (size_t next = stretchEnd; next < length && next - stretchEnd < kStretchGap;)
-        {
-            uint32_t c = 0;
-            const size_t n = in[next] < 0x80 ? 1
-                             : FromUtf8      ? decodeUtf8(in + next, in + length, c)
-                                             : decodeDoubleByte(in + next, in + length, codes, c);
-            if (n != 0)
-                next += n;
-            else
-                next = stretchEnd = refusedEnd(next);
-        }
+        const size_t stretchEnd = refusedStretchEnd<FromUtf8>(in, at, length, codes);
         const char* const stretch = reinterpret_cast<const char*>(in) + at;
         const size_t taken =
             convertThrough(descriptor, out, stretch, stretchEnd - at, outputBudget);
