@@ -507,11 +507,12 @@ inline unsigned char* takeAsciiBlock(const unsigned char*& p, const unsigned cha
 }
 #endif
 
-// Appends what the fast decoder takes from p on, and leaves p at the first character it
-// refuses (or at end).
+// Appends what the fast decoder takes from p on; returns where it stopped: the first character
+// it refuses, or end. The position is a local, not a reference, so that the stores of the
+// output bytes cannot be taken to change it.
 template <unsigned char Form, bool FromUtf8>
-void appendAccepted(const unsigned char*& p, const unsigned char* end, const uint16_t* codes,
-                    std::string& out, size_t& outputBudget)
+const unsigned char* appendAccepted(const unsigned char* p, const unsigned char* end,
+                                    const uint16_t* codes, std::string& out, size_t& outputBudget)
 {
     unsigned char staging[16384];
     // Room for the widest step: sixteen ASCII bytes in the widest form.
@@ -544,6 +545,7 @@ void appendAccepted(const unsigned char*& p, const unsigned char* end, const uin
         p += n;
     }
     flushStaging(out, staging, o, outputBudget);
+    return p;
 }
 
 // Where the refused stretch from at ends. Stretches only a few characters apart go to iconv
@@ -583,8 +585,8 @@ bool appendDecoded(void* descriptor, std::string& out, const unsigned char* in, 
         if (outputBudget / 4 < length - at)
             return convertThrough(descriptor, out, reinterpret_cast<const char*>(in) + at,
                                   length - at, outputBudget) == length - at;
-        const unsigned char* p = in + at;
-        appendAccepted<Form, FromUtf8>(p, in + length, codes, out, outputBudget);
+        const unsigned char* const p =
+            appendAccepted<Form, FromUtf8>(in + at, in + length, codes, out, outputBudget);
         at = static_cast<size_t>(p - in);
         if (at == length) break;
 
