@@ -351,6 +351,96 @@ int abbreviatedMonthIndex(const KrString& word)
         if (word.CompareNoCase(KrString(kMonthNames[i], 3)) == 0) return i;
     return -1;
 }
+
+// The text being parsed, the reading position in it and the fields read so far.
+struct DateTimeFields
+{
+    const KrString& text;
+    int length;
+    int p = 0;
+    int year = 0, month = 0, day = 1, hour = 0, minute = 0, second = 0;
+
+    // Reads what one format byte stands for; false for a byte that is no format or a month
+    // name that is not there.
+    bool read(char c)
+    {
+        int width = 0;
+        if (int* field = numericField(c, width))
+        {
+            *field = number(p, width);
+            advance(width);
+            return true;
+        }
+        switch (c)
+        {
+            case ' ':
+            case ',':
+            case '-':
+            case ':':
+                advance(1);
+                return true;
+            case '%':
+                return true;
+            case 'X':
+                hour = number(p, 2);
+                minute = number(p + 3, 2);
+                second = number(p + 6, 2);
+                advance(8);
+                return true;
+            case 'B':
+                return readMonthName();
+            case 'b':
+                return readMonthAbbreviation();
+            default:
+                return false;
+        }
+    }
+
+private:
+    // The text's length is never checked: reads past its end give short or empty numbers.
+    int number(int at, int count) const { return text.Mid(at, count).ToInt(10); }
+    void advance(int count) { p = p + count < length ? p + count : length; }
+
+    // The field a numeric format byte fills, with its width; null for any other byte.
+    int* numericField(char c, int& width)
+    {
+        width = c == 'Y' ? 4 : 2;
+        switch (c)
+        {
+            case 'Y':
+            case 'y':
+                return &year;
+            case 'm':
+                return &month;
+            case 'd':
+                return &day;
+            case 'H':
+                return &hour;
+            case 'M':
+                return &minute;
+            case 'S':
+                return &second;
+            default:
+                return nullptr;
+        }
+    }
+
+    bool readMonthName()
+    {
+        int end = p;
+        while (end < length && isAsciiLetter(text[end])) ++end;
+        month = fullMonthNumber(text.Mid(p, end - p));
+        p = end;
+        return month != 0;
+    }
+
+    bool readMonthAbbreviation()
+    {
+        month = abbreviatedMonthIndex(text.Mid(p, 3));
+        advance(3);
+        return month >= 0;
+    }
+};
 }  // namespace
 
 unsigned char KrTime::ParseDateTime(KrString dateTime, KrString format)
@@ -359,77 +449,10 @@ unsigned char KrTime::ParseDateTime(KrString dateTime, KrString format)
     format.TrimLeft().TrimRight();
     if (format.IsEmpty()) return 0;
 
-    int year = 0, month = 0, day = 1, hour = 0, minute = 0, second = 0;
-    const int length = dateTime.GetLength();
-    int p = 0;
-    // The text's length is never checked: reads past its end give short or empty numbers.
-    auto number = [&](int at, int count) { return dateTime.Mid(at, count).ToInt(10); };
-    auto advance = [&](int count) { p = p + count < length ? p + count : length; };
-    auto readField = [&](int& field, int width)
-    {
-        field = number(p, width);
-        advance(width);
-    };
-
+    DateTimeFields fields{dateTime, dateTime.GetLength()};
     for (const char c : static_cast<const std::string&>(format))
-    {
-        if (c < 32 || c > 121) return 0;
-        switch (c)
-        {
-            case ' ':
-            case ',':
-            case '-':
-            case ':':
-                advance(1);
-                break;
-            case '%':
-                break;
-            case 'Y':
-                readField(year, 4);
-                break;
-            case 'y':
-                readField(year, 2);
-                break;
-            case 'm':
-                readField(month, 2);
-                break;
-            case 'd':
-                readField(day, 2);
-                break;
-            case 'H':
-                readField(hour, 2);
-                break;
-            case 'M':
-                readField(minute, 2);
-                break;
-            case 'S':
-                readField(second, 2);
-                break;
-            case 'X':
-                hour = number(p, 2);
-                minute = number(p + 3, 2);
-                second = number(p + 6, 2);
-                advance(8);
-                break;
-            case 'B':
-            {
-                int end = p;
-                while (end < length && isAsciiLetter(dateTime[end])) ++end;
-                month = fullMonthNumber(dateTime.Mid(p, end - p));
-                if (month == 0) return 0;
-                p = end;
-                break;
-            }
-            case 'b':
-                month = abbreviatedMonthIndex(dateTime.Mid(p, 3));
-                if (month < 0) return 0;
-                advance(3);
-                break;
-            default:
-                return 0;
-        }
-    }
-    SetDateTime(year, month, day, hour, minute, second);
+        if (c < 32 || c > 121 || !fields.read(c)) return 0;
+    SetDateTime(fields.year, fields.month, fields.day, fields.hour, fields.minute, fields.second);
     return 1;
 }
 
