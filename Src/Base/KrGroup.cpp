@@ -24,9 +24,9 @@ KrGroup* childOf(const KrGroup::KrGroupItem* pEntry)
 // a cross-group move or a merge into the parent), so the last list to let go of it frees it.
 // Groups of different trees may live on different threads, hence the lock. The table is never
 // destroyed, so that groups with static storage can still be destroyed after it would be.
-// The lock is the standard one, kept inside this source: the library's KrMutex belongs to the
-// thread family, which sits above the containers, and the table needs no recursion, no
-// cancellation safety and nothing of the operating system beyond what std::mutex gives.
+// The lock is a std::mutex private to this source: KrMutex belongs to the thread family, which
+// sits above the containers, and these short critical sections never nest, so the standard
+// lock is all they need and no operating-system lock has to be reached for.
 class Listings
 {
 public:

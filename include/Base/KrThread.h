@@ -160,7 +160,7 @@ private:
 // cancellation: the thread ends at its next cancellation point, i.e. a sleep, wakeat, yield,
 // a wait of KrCondition or KrSemaphore, a join, or blocking I/O; a thread that computes
 // without reaching one keeps running, and cancel() returns without waiting. On ending, its
-// stack is unwound: destructors of its local objects run (a KrMutexLock guard releases its
+// stack is unwound: destructors of its local objects run (a KrMutexGuard releases its
 // mutex), but a KrMutex taken with a bare lock() stays held for ever, and counts that the
 // thread would have restored (a KrCondition's waiters) stay as they were. A catch (...) in
 // run() must rethrow what it catches during that unwinding, or the process aborts.
