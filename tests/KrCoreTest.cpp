@@ -138,3 +138,25 @@ TEST(KrCoreTest, TraceFormatsAnyLengthIntoTheSink)
     krsettracesink(nullptr);
 }
 
+
+// krdpi takes the installed source's positive answers and falls back to 72 for the rest,
+// including when no source is installed.
+TEST(KrCoreTest, DpiComesFromTheInstalledSourceWithAFallback)
+{
+    static int answer = 0;
+    const KrDpiSource previous = krsetdpisource([] { return answer; });
+    EXPECT_NE(previous, nullptr);  // the configuration's, installed at load
+    const struct
+    {
+        int answer;
+        int dpi;
+    } cases[] = {{96, 96}, {1, 1}, {0, 72}, {-120, 72}, {std::numeric_limits<int>::min(), 72}};
+    for (const auto& c : cases)
+    {
+        answer = c.answer;
+        EXPECT_EQ(krdpi(), c.dpi) << c.answer;
+    }
+    krsetdpisource(nullptr);
+    EXPECT_EQ(krdpi(), 72);
+    krsetdpisource(previous);
+}

@@ -341,6 +341,36 @@ TEST(KrStringTest, ResourcesAndCharsetsWithoutConfiguration)
     EXPECT_TRUE(KrString("abc").ChangeCharset(KrTextCodec::DEFAULT_CHARSET));  // same charset: nothing to do
 }
 
+// LoadString and Format(id) read the installed loader: its text with its charset, and the
+// not-found flag for empty texts; without a loader every id is missing.
+TEST(KrStringTest, ResourceTextsComeFromTheInstalledLoader)
+{
+    const KrString::ResourceLoader loader = [](unsigned int id) {
+        KrString text(id == 7 ? "seven %d" : "");
+        text.SetCharset(KrTextCodec::UTF8_CHARSET);
+        return text;
+    };
+    const KrString::ResourceLoader previous = KrString::SetResourceLoader(loader);
+    EXPECT_NE(previous, nullptr);  // the configuration's, installed at load
+
+    KrString s("stale");
+    EXPECT_FALSE(s.LoadString(7));
+    EXPECT_EQ(s, "seven %d");
+    EXPECT_EQ(s.GetCharset(), KrTextCodec::UTF8_CHARSET);
+    EXPECT_TRUE(s.LoadResString(8));
+    EXPECT_TRUE(s.IsEmpty());
+    s.Format(7u, 42);
+    EXPECT_EQ(s, "seven 42");
+
+    EXPECT_EQ(KrString::SetResourceLoader(nullptr), loader);
+    s = "stale";
+    EXPECT_TRUE(s.LoadString(7));
+    EXPECT_TRUE(s.IsEmpty());
+    s.Format(7u, 42);
+    EXPECT_TRUE(s.IsEmpty());
+    KrString::SetResourceLoader(previous);
+}
+
 // ToInt and ToUInt parse like a 32-bit strtol and strtoul: they saturate where a 64-bit one
 // would have let the value wrap through the cast. Bases past 36 go on with digit + 55.
 TEST(KrStringTest, NumberConversionsKeepThirtyTwoBitRuntimeLimits)

@@ -1,5 +1,6 @@
 #include "Base/KrCore.h"
 
+#include <atomic>
 #include <cmath>
 #include <cstdarg>
 #include <cstdint>
@@ -13,6 +14,12 @@
 
 namespace KRN
 {
+
+namespace
+{
+constexpr int kDefaultDpi = 72;
+std::atomic<KrDpiSource> g_dpiSource{nullptr};
+}  // namespace
 
 int krmalloc(void** p, unsigned long size)
 {
@@ -80,7 +87,10 @@ void krtrace(const char* format, ...)
     Platform::TraceOutput(text.c_str());
 }
 
-void krsettracesink(KrTraceSink sink) { Platform::SetTraceSink(sink); }
+void krsettracesink(KrTraceSink sink)
+{
+    Platform::SetTraceSink(sink);
+}
 
 bool krequal(double a, double b)
 {
@@ -107,8 +117,21 @@ bool krisbigendian()
     return first == 0;
 }
 
-double krinfinitebig() { return std::numeric_limits<double>::infinity(); }
+double krinfinitebig()
+{
+    return std::numeric_limits<double>::infinity();
+}
+
+int krdpi()
+{
+    const KrDpiSource source = g_dpiSource.load(std::memory_order_acquire);
+    const int dpi = source != nullptr ? source() : 0;
+    return dpi > 0 ? dpi : kDefaultDpi;
+}
+
+KrDpiSource krsetdpisource(KrDpiSource source)
+{
+    return g_dpiSource.exchange(source, std::memory_order_acq_rel);
+}
 
 }  // namespace KRN
-
-// krdpi is defined with the configuration registry, which holds the setting.

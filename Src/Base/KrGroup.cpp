@@ -15,13 +15,18 @@ namespace
 
 KrGroup* childOf(const KrGroup::KrGroupItem* pEntry)
 {
-    return pEntry != nullptr && pEntry->nType == 1 ? static_cast<KrGroup*>(pEntry->pItem) : nullptr;
+    return pEntry != nullptr && pEntry->nType == KrGroup::GroupEntry
+               ? static_cast<KrGroup*>(pEntry->pItem)
+               : nullptr;
 }
 
 // How many group lists hold each entry. An entry can be listed more than once (entry 0 after
 // a cross-group move or a merge into the parent), so the last list to let go of it frees it.
 // Groups of different trees may live on different threads, hence the lock. The table is never
 // destroyed, so that groups with static storage can still be destroyed after it would be.
+// The lock is a std::mutex private to this source: KrMutex belongs to the thread family, which
+// sits above the containers, and these short critical sections never nest, so the standard
+// lock is all they need and no operating-system lock has to be reached for.
 class Listings
 {
 public:
@@ -153,7 +158,7 @@ KrGroup* KrGroup::CreateChildGroup(const KrString& strName, unsigned char bHead)
     KrGroup* pChild = new KrGroup;
     pChild->m_strName = strName;
     pChild->m_pParentGroup = this;
-    Add(new KrGroupItem{pChild, 1, this}, bHead);
+    Add(new KrGroupItem{pChild, GroupEntry, this}, bHead);
     return pChild;
 }
 
@@ -178,7 +183,7 @@ int KrGroup::GetItemCount()
             if (pEntry == nullptr) continue;
             if (const KrGroup* pChild = childOf(pEntry))
                 pending.push_back(pChild);
-            else if (pEntry->nType != 1)
+            else if (pEntry->nType != GroupEntry)
                 ++count;
         }
     }
@@ -203,7 +208,7 @@ KrGroup::KrGroupItem* KrGroup::FindItemAt(int nIndex)
         if (pEntry == nullptr) continue;
         if (KrGroup* pChild = childOf(pEntry))
             path.emplace_back(pChild, pChild->m_lstItems.GetHeadPosition());
-        else if (pEntry->nType != 1 && nIndex-- == 0)
+        else if (pEntry->nType != GroupEntry && nIndex-- == 0)
             return pEntry;
     }
     return nullptr;

@@ -63,14 +63,14 @@ KrHash<KrString> readObject(KrMarkup& markup)
 }
 
 // Adds an element holding object's entries as children; false when the name is refused.
-bool writeObject(KrMarkup& markup, const KrString& name, const char* type, const KrHash<KrString>& object)
+bool writeObject(KrMarkup& markup, const KrString& name, const char* type,
+                 const KrHash<KrString>& object)
 {
     if (!markup.AddElem(name.Cstr())) return false;
     markup.SetAttrib("type", type);
     markup.IntoElem();
-    object.ForEach([&markup](const KrString& key, const KrString& value) {
-        markup.AddElem(key.Cstr(), value.Cstr());
-    });
+    object.ForEach([&markup](const KrString& key, const KrString& value)
+                   { markup.AddElem(key.Cstr(), value.Cstr()); });
     markup.OutOfElem();
     return true;
 }
@@ -87,9 +87,15 @@ KrString parentDirectory(KrString dir)
 
 KrRegistry::KrRegistry() = default;
 
-KrRegistry::KrRegistry(const KrString& fileName) { LoadFile(fileName); }
+KrRegistry::KrRegistry(const KrString& fileName)
+{
+    LoadFile(fileName);
+}
 
-KrRegistry::KrRegistry(const KrRegistry& other) { copyFrom(other); }
+KrRegistry::KrRegistry(const KrRegistry& other)
+{
+    copyFrom(other);
+}
 
 KrRegistry& KrRegistry::operator=(const KrRegistry& other)
 {
@@ -101,7 +107,8 @@ KrRegistry::~KrRegistry() = default;
 
 void KrRegistry::copyFrom(const KrRegistry& other)
 {
-    const auto deepCopy = [](const auto& from, auto& to) {
+    const auto deepCopy = [](const auto& from, auto& to)
+    {
         to.clear();
         for (const auto& [name, item] : from)
             to.emplace(name, std::make_unique<typename std::decay_t<decltype(*item)>>(*item));
@@ -114,7 +121,7 @@ void KrRegistry::copyFrom(const KrRegistry& other)
     m_hashExternals = other.m_hashExternals;
     {
         // Files are loaded again on demand rather than copied.
-        std::lock_guard<std::mutex> lock(m_mutexFiles);
+        KrMutexGuard hold(m_mutexFiles);
         m_tableLoadedFiles.clear();
     }
     m_strName = other.m_strName;
@@ -130,7 +137,7 @@ void KrRegistry::Clear()
     m_tableObjectSequences.clear();
     m_tableSubRegs.clear();
     m_hashExternals = KrHash<KrString>();
-    std::lock_guard<std::mutex> lock(m_mutexFiles);
+    KrMutexGuard hold(m_mutexFiles);
     m_tableLoadedFiles.clear();
 }
 
@@ -157,27 +164,42 @@ KrString KrRegistry::XmlPath()
 
 // ---------------------------------------------------------------- queries
 
-KrString KrRegistry::Value(const KrString& name) const { return m_hashValues[name]; }
+KrString KrRegistry::Value(const KrString& name) const
+{
+    return m_hashValues[name];
+}
 
-KrHash<KrString>& KrRegistry::Obj(const KrString& name) const { return findIn(m_tableObjects, name); }
+KrHash<KrString>& KrRegistry::Obj(const KrString& name) const
+{
+    return findIn(m_tableObjects, name);
+}
 
-KrArray<KrString>& KrRegistry::Seq(const KrString& name) const { return findIn(m_tableSequences, name); }
+KrArray<KrString>& KrRegistry::Seq(const KrString& name) const
+{
+    return findIn(m_tableSequences, name);
+}
 
 KrArray<KrHash<KrString>>& KrRegistry::ObjSeq(const KrString& name) const
 {
     return findIn(m_tableObjectSequences, name);
 }
 
-KrRegistry& KrRegistry::SubReg(const KrString& name) const { return findIn(m_tableSubRegs, name); }
+KrRegistry& KrRegistry::SubReg(const KrString& name) const
+{
+    return findIn(m_tableSubRegs, name);
+}
 
-KrString KrRegistry::GetSubFileName(const KrString& name) const { return m_hashExternals[name]; }
+KrString KrRegistry::GetSubFileName(const KrString& name) const
+{
+    return m_hashExternals[name];
+}
 
 KrRegistry& KrRegistry::SubFile(const KrString& name) const
 {
     KrString path;
     if (!m_hashExternals.Lookup(name, path)) return freshEmpty<KrRegistry>();
 
-    std::lock_guard<std::mutex> lock(m_mutexFiles);
+    KrMutexGuard hold(m_mutexFiles);
     auto cached = m_tableLoadedFiles.find(path);
     if (cached != m_tableLoadedFiles.end()) return *cached->second;
 
@@ -194,7 +216,10 @@ KrRegistry& KrRegistry::SubFile(const KrString& name) const
 
 // ---------------------------------------------------------------- changes
 
-void KrRegistry::SetValue(const KrString& name, const KrString& text) { m_hashValues.SetAt(name, text); }
+void KrRegistry::SetValue(const KrString& name, const KrString& text)
+{
+    m_hashValues.SetAt(name, text);
+}
 
 void KrRegistry::SetObj(const KrString& name, const KrHash<KrString>& object)
 {
@@ -245,8 +270,11 @@ KrRegistry::ElemType KrRegistry::Convert(const KrString& type)
     {
         const char* text;
         ElemType type;
-    } kTypes[] = {{"object", ElemObject},     {"sequence", ElemSequence}, {"objectsequence", ElemObjectSequence},
-                  {"subreg", ElemSubReg},     {"external", ElemExternal}};
+    } kTypes[] = {{"object", ElemObject},
+                  {"sequence", ElemSequence},
+                  {"objectsequence", ElemObjectSequence},
+                  {"subreg", ElemSubReg},
+                  {"external", ElemExternal}};
     for (const auto& known : kTypes)
         if (type.CompareNoCase(known.text) == 0) return known.type;
     return ElemValue;
@@ -266,7 +294,8 @@ void KrRegistry::LoadDoc(const KrString& text)
     }
 }
 
-void KrRegistry::loadEntry(KrMarkup& markup, const KrString& name, ElemType type, const KrString& configDir)
+void KrRegistry::loadEntry(KrMarkup& markup, const KrString& name, ElemType type,
+                           const KrString& configDir)
 {
     switch (type)
     {
@@ -330,10 +359,10 @@ unsigned char KrRegistry::Save()
 
 void KrRegistry::SaveDoc(KrMarkup& markup) const
 {
-    m_hashValues.ForEach([&markup](const KrString& name, const KrString& text) {
-        markup.AddElem(name.Cstr(), text.Cstr());
-    });
-    for (const auto& [name, object] : m_tableObjects) writeObject(markup, name.c_str(), "object", *object);
+    m_hashValues.ForEach([&markup](const KrString& name, const KrString& text)
+                         { markup.AddElem(name.Cstr(), text.Cstr()); });
+    for (const auto& [name, object] : m_tableObjects)
+        writeObject(markup, name.c_str(), "object", *object);
     for (const auto& [name, sequence] : m_tableSequences)
     {
         if (!markup.AddElem(name.c_str())) continue;
@@ -347,7 +376,8 @@ void KrRegistry::SaveDoc(KrMarkup& markup) const
         if (!markup.AddElem(name.c_str())) continue;
         markup.SetAttrib("type", "ObjectSequence");
         markup.IntoElem();
-        for (const KrHash<KrString>& object : *objects) writeObject(markup, "object", "object", object);
+        for (const KrHash<KrString>& object : *objects)
+            writeObject(markup, "object", "object", object);
         markup.OutOfElem();
     }
     for (const auto& [name, nested] : m_tableSubRegs)
@@ -359,11 +389,15 @@ void KrRegistry::SaveDoc(KrMarkup& markup) const
         markup.OutOfElem();
     }
     const KrString configDir = XmlPath();
-    m_hashExternals.ForEach([&markup, &configDir](const KrString& name, const KrString& path) {
-        const bool inConfigDir = !configDir.IsEmpty() && path.Left(configDir.GetLength()) == configDir;
-        if (markup.AddElem(name.Cstr(), inConfigDir ? path.Mid(configDir.GetLength()).Cstr() : path.Cstr()))
-            markup.SetAttrib("type", "external");
-    });
+    m_hashExternals.ForEach(
+        [&markup, &configDir](const KrString& name, const KrString& path)
+        {
+            const bool inConfigDir =
+                !configDir.IsEmpty() && path.Left(configDir.GetLength()) == configDir;
+            if (markup.AddElem(name.Cstr(),
+                               inConfigDir ? path.Mid(configDir.GetLength()).Cstr() : path.Cstr()))
+                markup.SetAttrib("type", "external");
+        });
 }
 
 // ---------------------------------------------------------------- specialised loaders
@@ -403,18 +437,28 @@ void KrRegistryEpsFont::LoadDoc(const KrString& text)
 
 // ---------------------------------------------------------------- readers of the root registry
 
-// The screen resolution and the resource texts live in the configuration, so their readers are
-// defined here rather than beside the string and core helpers.
-int krdpi()
+namespace
 {
-    const int dpi = KrRegistry::Root().Value("dpi").ToInt(10);
-    return dpi > 0 ? dpi : 72;
+int dpiSetting()
+{
+    return KrRegistry::Root().Value("dpi").ToInt(10);
 }
 
-bool KrString::LoadString(unsigned int id)
+KrString resourceText(unsigned int id)
 {
-    *this = KrRegistry::Root().SubFile("resource").Value(From(static_cast<int>(id)));
-    return IsEmpty();
+    return KrRegistry::Root().SubFile("resource").Value(KrString::From(static_cast<int>(id)));
 }
+
+// The screen resolution and the resource texts live in the configuration; the lower families
+// read them through these hooks, in place from the moment the library is loaded.
+const struct RootReadersInstaller
+{
+    RootReadersInstaller()
+    {
+        krsetdpisource(dpiSetting);
+        KrString::SetResourceLoader(resourceText);
+    }
+} g_rootReaders;
+}  // namespace
 
 }  // namespace KRN

@@ -1,6 +1,7 @@
 #include "Base/KrString.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cerrno>
 #include <climits>
@@ -20,14 +21,26 @@ namespace
 {
 const char kBlanks[] = "\t\r\n ";
 
-bool isHighByte(char c) { return (static_cast<unsigned char>(c) & 0x80) != 0; }
-char asciiUpper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
-char asciiLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+std::atomic<KrString::ResourceLoader> g_resourceLoader{nullptr};
+
+bool isHighByte(char c)
+{
+    return (static_cast<unsigned char>(c) & 0x80) != 0;
+}
+char asciiUpper(char c)
+{
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+char asciiLower(char c)
+{
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
 
 size_t zeroTerminatedLength(const std::string& s)
 {
     const void* zero = std::memchr(s.data(), 0, s.size());
-    return zero != nullptr ? static_cast<size_t>(static_cast<const char*>(zero) - s.data()) : s.size();
+    return zero != nullptr ? static_cast<size_t>(static_cast<const char*>(zero) - s.data())
+                           : s.size();
 }
 
 int hexDigit(char c)
@@ -58,7 +71,8 @@ unsigned long long lenientDigits(const char* text, size_t length, int base)
     else if (base == 10)
     {
         for (size_t i = 0; i < length; ++i)
-            if (text[i] >= '0' && text[i] <= '9') value = value * 10 + static_cast<unsigned>(text[i] - '0');
+            if (text[i] >= '0' && text[i] <= '9')
+                value = value * 10 + static_cast<unsigned>(text[i] - '0');
     }
     return value;
 }
@@ -88,7 +102,8 @@ KrString digitsOf(unsigned long long value, int base, bool negative)
 KrString::KrString(const char* s) : std::string(s != nullptr ? s : "") {}
 
 KrString::KrString(const char* s, int n)
-    : std::string(s != nullptr && n > 0 ? s : "", s != nullptr && n > 0 ? static_cast<size_t>(n) : 0)
+    : std::string(s != nullptr && n > 0 ? s : "",
+                  s != nullptr && n > 0 ? static_cast<size_t>(n) : 0)
 {
 }
 
@@ -119,7 +134,10 @@ KrString& KrString::operator=(const char* s)
     return *this;
 }
 
-void KrString::SetLength(int n) { resize(n > 0 ? static_cast<size_t>(n) : 0); }
+void KrString::SetLength(int n)
+{
+    resize(n > 0 ? static_cast<size_t>(n) : 0);
+}
 
 void KrString::SetCapacity(int n)
 {
@@ -141,8 +159,9 @@ int compareNoCase(const char* a, size_t lengthA, const char* b, size_t lengthB)
     for (size_t i = 0; i < lengthA; ++i)
     {
         // A byte with the high bit set is a lead or trail byte and must match exactly.
-        const bool same = (isHighByte(a[i]) || isHighByte(b[i])) ? a[i] == b[i]
-                                                                 : asciiLower(a[i]) == asciiLower(b[i]);
+        const bool same = (isHighByte(a[i]) || isHighByte(b[i]))
+                              ? a[i] == b[i]
+                              : asciiLower(a[i]) == asciiLower(b[i]);
         if (!same) return static_cast<signed char>(a[i]) - static_cast<signed char>(b[i]);
     }
     return 0;
@@ -177,7 +196,10 @@ int KrString::FindOneOf(const char* set) const
     return Detail::FoundAt(find_first_of(set));
 }
 
-int KrString::ReverseFind(char c) const { return Detail::FoundAt(rfind(c)); }
+int KrString::ReverseFind(char c) const
+{
+    return Detail::FoundAt(rfind(c));
+}
 
 // ---------------------------------------------------------------- editing
 
@@ -193,9 +215,15 @@ int KrString::Insert(int pos, char c, int count)
     return GetLength();
 }
 
-int KrString::Delete(int start, int count) { return Detail::DeleteClamped<char>(*this, start, count); }
+int KrString::Delete(int start, int count)
+{
+    return Detail::DeleteClamped<char>(*this, start, count);
+}
 
-int KrString::Remove(char c) { return Detail::RemoveEvery<char>(*this, c); }
+int KrString::Remove(char c)
+{
+    return Detail::RemoveEvery<char>(*this, c);
+}
 
 int KrString::Replace(char oldChar, char newChar)
 {
@@ -208,8 +236,14 @@ int KrString::Replace(const char* oldText, const char* newText)
     return Detail::ReplaceAll(static_cast<std::string&>(*this), oldText, newText);
 }
 
-KrString& KrString::TrimLeft() { return TrimLeft(kBlanks); }
-KrString& KrString::TrimRight() { return TrimRight(kBlanks); }
+KrString& KrString::TrimLeft()
+{
+    return TrimLeft(kBlanks);
+}
+KrString& KrString::TrimRight()
+{
+    return TrimRight(kBlanks);
+}
 
 KrString& KrString::TrimLeft(char c)
 {
@@ -307,7 +341,8 @@ KrString KrString::Mid(int start) const
 KrString KrString::Mid(int start, int count) const
 {
     if (count <= 0 || start >= GetLength()) return KrString();
-    return KrString(std::string(*this, Detail::ClampPosition(start, size()), static_cast<size_t>(count)));
+    return KrString(
+        std::string(*this, Detail::ClampPosition(start, size()), static_cast<size_t>(count)));
 }
 
 KrString KrString::SpanIncluding(const char* set) const
@@ -418,20 +453,35 @@ long long KrString::ToLong(int base) const
     return static_cast<long long>(lenientDigits(text, length, base));
 }
 
-unsigned long long KrString::ToULong(int base) const { return lenientDigits(data(), size(), base); }
+unsigned long long KrString::ToULong(int base) const
+{
+    return lenientDigits(data(), size(), base);
+}
 
-float KrString::ToFloat() const { return static_cast<float>(std::strtod(c_str(), nullptr)); }
+float KrString::ToFloat() const
+{
+    return static_cast<float>(std::strtod(c_str(), nullptr));
+}
 
-double KrString::ToDouble() const { return std::strtod(c_str(), nullptr); }
+double KrString::ToDouble() const
+{
+    return std::strtod(c_str(), nullptr);
+}
 
-KrString KrString::From(int value, int base) { return From(static_cast<long long>(value), base); }
+KrString KrString::From(int value, int base)
+{
+    return From(static_cast<long long>(value), base);
+}
 
 KrString KrString::From(unsigned int value, int base)
 {
     return From(static_cast<unsigned long long>(value), base);
 }
 
-KrString KrString::From(long value, int base) { return From(static_cast<long long>(value), base); }
+KrString KrString::From(long value, int base)
+{
+    return From(static_cast<long long>(value), base);
+}
 
 KrString KrString::From(unsigned long value, int base)
 {
@@ -440,11 +490,15 @@ KrString KrString::From(unsigned long value, int base)
 
 KrString KrString::From(long long value, int base)
 {
-    if (base == 10 && value < 0) return digitsOf(0ull - static_cast<unsigned long long>(value), 10, true);
+    if (base == 10 && value < 0)
+        return digitsOf(0ull - static_cast<unsigned long long>(value), 10, true);
     return digitsOf(static_cast<unsigned long long>(value), base, false);
 }
 
-KrString KrString::From(unsigned long long value, int base) { return digitsOf(value, base, false); }
+KrString KrString::From(unsigned long long value, int base)
+{
+    return digitsOf(value, base, false);
+}
 
 // ---------------------------------------------------------------- formatting and resources
 
@@ -486,7 +540,17 @@ void KrString::FormatV(const char* format, va_list args)
     Detail::FormatGrowing(*this, std::strlen(format) + 5, format, args);
 }
 
-// LoadString is defined with the configuration registry, which holds the resource texts.
+bool KrString::LoadString(unsigned int id)
+{
+    const ResourceLoader loader = g_resourceLoader.load(std::memory_order_acquire);
+    *this = loader != nullptr ? loader(id) : KrString();
+    return IsEmpty();
+}
+
+KrString::ResourceLoader KrString::SetResourceLoader(ResourceLoader loader)
+{
+    return g_resourceLoader.exchange(loader, std::memory_order_acq_rel);
+}
 
 unsigned int KrString::HashVal() const
 {
@@ -520,9 +584,8 @@ int KrString::Split(KrArray<KrString>& out, const KrString& delimiter, bool exac
         out.AddNew(data() + from, static_cast<int>(size() - from));
         return out.GetSize();
     }
-    const auto addPiece = [&out](const char* piece, size_t length) {
-        out.AddNew(piece, static_cast<int>(length));
-    };
+    const auto addPiece = [&out](const char* piece, size_t length)
+    { out.AddNew(piece, static_cast<int>(length)); };
     Detail::SplitOnSet(static_cast<const std::string&>(*this), delimiter, addPiece);
     return out.GetSize();
 }

@@ -37,28 +37,6 @@ bool overlaps(const std::string& out, const char* in, size_t length)
     return begin < last && begin + length > first;
 }
 
-struct NameTest
-{
-    const char* text;
-    KrTextCodec::Charset charset;
-    bool whole = false;  // the name must equal text rather than contain it
-};
-
-// Substring tests, in the order they are tried: the first hit decides.
-const NameTest kNameTests[] = {
-    {"MACINTOSH", KrTextCodec::MAC_CHARSET},    {"SHIFT_JIS", KrTextCodec::SHIFTJIS_CHARSET},
-    {"CP949", KrTextCodec::HANGUL_CHARSET},     {"JOHAB", KrTextCodec::JOHAB_CHARSET},
-    {"GB18030", KrTextCodec::GB2312_CHARSET},   {"GB2312", KrTextCodec::GB2312_CHARSET},
-    {"GBK", KrTextCodec::GB2312_CHARSET},       {"ZH", KrTextCodec::GB2312_CHARSET, true},
-    {"BIG5", KrTextCodec::CHINESEBIG5_CHARSET}, {"GREEK", KrTextCodec::GREEK_CHARSET},
-    {"CP1254", KrTextCodec::TURKISH_CHARSET},   {"CP1258", KrTextCodec::VIETNAMESE_CHARSET},
-    {"HEBREW", KrTextCodec::HEBREW_CHARSET},    {"ARABIC", KrTextCodec::ARABIC_CHARSET},
-    {"CP1257", KrTextCodec::BALTIC_CHARSET},    {"CP1251", KrTextCodec::RUSSIAN_CHARSET},
-    {"CP874", KrTextCodec::THAI_CHARSET},       {"CP1250", KrTextCodec::EASTEUROPE_CHARSET},
-    {"UTF-8", KrTextCodec::UTF8_CHARSET},       {"UCS-2LE", KrTextCodec::UCS2LE_CHARSET},
-    {"UCS-2BE", KrTextCodec::UCS2BE_CHARSET},   {"UCS-4LE", KrTextCodec::UCS4LE_CHARSET},
-    {"UCS-4BE", KrTextCodec::UCS4BE_CHARSET},
-};
 // ---------------------------------------------------------------- ASCII without iconv
 
 // The forms ASCII takes in a target charset; see asciiForm.
@@ -461,14 +439,122 @@ constexpr size_t kStretchGap = 32;
 // ASCII runs this long are written straight into the output rather than through the staging.
 constexpr size_t kLongAsciiRun = 64;
 
+// Bytes per ASCII character in the target form.
+template <unsigned char Form>
+constexpr size_t kFormWidth = Form == kAsciiBytes  ? 1
+                              : Form <= kAscii16BE ? 2
+                                                   : 4;
+
+// Moves the staged output [staging, o) into out.
+inline void flushStaging(std::string& out, const unsigned char* staging, const unsigned char* o,
+                         size_t& outputBudget)
+{
+    out.append(reinterpret_cast<const char*>(staging), static_cast<size_t>(o - staging));
+    outputBudget -= static_cast<size_t>(o - staging);
+}
+
+#if defined(__SSE2__)
+// At an ASCII byte with at least sixteen bytes left: stages the ASCII bytes of the next sixteen,
+// or writes a long ASCII run straight into out after the staged output. Returns the staging
+// position after what it staged.
+template <unsigned char Form>
+inline unsigned char* takeAsciiBlock(const unsigned char*& p, const unsigned char* end,
+                                     unsigned char* o, unsigned char* staging, std::string& out,
+                                     size_t& outputBudget)
+{
+    const int high = _mm_movemask_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+    if (high != 0)
+    {
+        const auto run = static_cast<unsigned>(__builtin_ctz(static_cast<unsigned>(high)));
+        for (unsigned i = 0; i < run; ++i) o = encode<Form>(o, p[i]);
+        p += run;
+        return o;
+    }
+    const size_t run = 16 + asciiPrefix(p + 16, static_cast<size_t>(end - p) - 16);
+    if (run < kLongAsciiRun)
+    {
+        expandAscii(p, 16, Form, o);
+        p += 16;
+        return o + 16 * kFormWidth<Form>;
+    }
+    flushStaging(out, staging, o, outputBudget);
+    appendAscii(out, p, run, Form);
+    outputBudget -= run * kFormWidth<Form>;
+    p += run;
+    return staging;
+}
+#endif
+
+// Appends what the fast decoder takes from p on; returns where it stopped: the first character
+// it refuses, or end. The position is a local, not a reference, so that the stores of the
+// output bytes cannot be taken to change it.
+template <unsigned char Form, bool FromUtf8>
+const unsigned char* appendAccepted(const unsigned char* p, const unsigned char* end,
+                                    const uint16_t* codes, std::string& out, size_t& outputBudget)
+{
+    unsigned char staging[16384];
+    // Room for the widest step: sixteen ASCII bytes in the widest form.
+    unsigned char* const stagingLimit = staging + sizeof staging - 16 * 4;
+    unsigned char* o = staging;
+    for (;;)
+    {
+        if (o > stagingLimit)
+        {
+            flushStaging(out, staging, o, outputBudget);
+            o = staging;
+        }
+        if (p == end) break;
+        if (*p < 0x80)
+        {
+#if defined(__SSE2__)
+            if (end - p >= 16)
+            {
+                o = takeAsciiBlock<Form>(p, end, o, staging, out, outputBudget);
+                continue;
+            }
+#endif
+            o = encode<Form>(o, *p++);
+            continue;
+        }
+        uint32_t c = 0;
+        const size_t n = FromUtf8 ? decodeUtf8(p, end, c) : decodeDoubleByte(p, end, codes, c);
+        if (n == 0) break;
+        o = encode<Form>(o, c);
+        p += n;
+    }
+    flushStaging(out, staging, o, outputBudget);
+    return p;
+}
+
+// Where the refused stretch from at ends. Stretches only a few characters apart go to iconv
+// together, the characters between them included: one call costs more than iconv takes to
+// convert those.
+template <bool FromUtf8>
+size_t refusedStretchEnd(const unsigned char* in, size_t at, size_t length, const uint16_t* codes)
+{
+    auto refusedEnd = [&](size_t from) {
+        return FromUtf8 ? refusedUtf8(in, from, length)
+                        : refusedDoubleByte(in, from, length, codes);
+    };
+    size_t stretchEnd = refusedEnd(at);
+    for (size_t next = stretchEnd; next < length && next - stretchEnd < kStretchGap;)
+    {
+        uint32_t c = 0;
+        const size_t n = in[next] < 0x80 ? 1
+                         : FromUtf8      ? decodeUtf8(in + next, in + length, c)
+                                         : decodeDoubleByte(in + next, in + length, codes, c);
+        if (n != 0)
+            next += n;
+        else
+            next = stretchEnd = refusedEnd(next);
+    }
+    return stretchEnd;
+}
+
 template <unsigned char Form, bool FromUtf8>
 bool appendDecoded(void* descriptor, std::string& out, const unsigned char* in, size_t length,
                    size_t& outputBudget, const uint16_t* codes)
 {
-    constexpr size_t kWidth = Form == kAsciiBytes ? 1 : Form <= kAscii16BE ? 2 : 4;
-    unsigned char staging[16384];
-    // Room for the widest step: sixteen ASCII bytes in the widest form.
-    unsigned char* const stagingLimit = staging + sizeof staging - 16 * 4;
     size_t at = 0;
     while (at < length)
     {
@@ -477,86 +563,12 @@ bool appendDecoded(void* descriptor, std::string& out, const unsigned char* in, 
         if (outputBudget / 4 < length - at)
             return convertThrough(descriptor, out, reinterpret_cast<const char*>(in) + at,
                                   length - at, outputBudget) == length - at;
-        const unsigned char* p = in + at;
-        const unsigned char* const end = in + length;
-        unsigned char* o = staging;
-        for (;;)
-        {
-            if (o > stagingLimit)
-            {
-                out.append(reinterpret_cast<const char*>(staging),
-                           static_cast<size_t>(o - staging));
-                outputBudget -= static_cast<size_t>(o - staging);
-                o = staging;
-            }
-            if (p == end) break;
-            if (*p < 0x80)
-            {
-#if defined(__SSE2__)
-                if (end - p >= 16)
-                {
-                    const int high =
-                        _mm_movemask_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
-                    if (high == 0)
-                    {
-                        const size_t run =
-                            16 + asciiPrefix(p + 16, static_cast<size_t>(end - p) - 16);
-                        if (run < kLongAsciiRun)
-                        {
-                            expandAscii(p, 16, Form, o);
-                            p += 16;
-                            o += 16 * kWidth;
-                            continue;
-                        }
-                        // A long run: staged output first, then the run straight into out.
-                        out.append(reinterpret_cast<const char*>(staging),
-                                   static_cast<size_t>(o - staging));
-                        outputBudget -= static_cast<size_t>(o - staging);
-                        o = staging;
-                        appendAscii(out, p, run, Form);
-                        outputBudget -= run * kWidth;
-                        p += run;
-                        continue;
-                    }
-                    const auto run =
-                        static_cast<unsigned>(__builtin_ctz(static_cast<unsigned>(high)));
-                    for (unsigned i = 0; i < run; ++i) o = encode<Form>(o, p[i]);
-                    p += run;
-                    continue;
-                }
-#endif
-                o = encode<Form>(o, *p++);
-                continue;
-            }
-            uint32_t c = 0;
-            const size_t n = FromUtf8 ? decodeUtf8(p, end, c) : decodeDoubleByte(p, end, codes, c);
-            if (n == 0) break;
-            o = encode<Form>(o, c);
-            p += n;
-        }
-        out.append(reinterpret_cast<const char*>(staging), static_cast<size_t>(o - staging));
-        outputBudget -= static_cast<size_t>(o - staging);
+        const unsigned char* const p =
+            appendAccepted<Form, FromUtf8>(in + at, in + length, codes, out, outputBudget);
         at = static_cast<size_t>(p - in);
         if (at == length) break;
 
-        // Stretches only a few characters apart go to iconv together, the characters between
-        // them included: one call costs more than iconv takes to convert those.
-        auto refusedEnd = [&](size_t from) {
-            return FromUtf8 ? refusedUtf8(in, from, length)
-                            : refusedDoubleByte(in, from, length, codes);
-        };
-        size_t stretchEnd = refusedEnd(at);
-        for (size_t next = stretchEnd; next < length && next - stretchEnd < kStretchGap;)
-        {
-            uint32_t c = 0;
-            const size_t n = in[next] < 0x80 ? 1
-                             : FromUtf8      ? decodeUtf8(in + next, in + length, c)
-                                             : decodeDoubleByte(in + next, in + length, codes, c);
-            if (n != 0)
-                next += n;
-            else
-                next = stretchEnd = refusedEnd(next);
-        }
+        const size_t stretchEnd = refusedStretchEnd<FromUtf8>(in, at, length, codes);
         const char* const stretch = reinterpret_cast<const char*>(in) + at;
         const size_t taken =
             convertThrough(descriptor, out, stretch, stretchEnd - at, outputBudget);
@@ -722,65 +734,6 @@ bool KrTextCodec::appendConverted(std::string& out, const char* in, size_t lengt
         }
     }
     return true;
-}
-
-KrString KrTextCodec::GetCharsetName(Charset charset)
-{
-    switch (charset)
-    {
-        case MAC_CHARSET:
-        case OEM_CHARSET:
-            return "MACINTOSH";
-        case SHIFTJIS_CHARSET:
-            return "SHIFT_JIS";
-        case HANGUL_CHARSET:
-            return "CP949";
-        case JOHAB_CHARSET:
-            return "JOHAB";
-        case CHINESEBIG5_CHARSET:
-            return "BIG5-HKSCS";
-        case GREEK_CHARSET:
-            return "Greek";
-        case TURKISH_CHARSET:
-            return "CP1254";
-        case VIETNAMESE_CHARSET:
-            return "CP1258";
-        case HEBREW_CHARSET:
-            return "Hebrew";
-        case ARABIC_CHARSET:
-            return "Arabic";
-        case BALTIC_CHARSET:
-            return "CP1257";
-        case RUSSIAN_CHARSET:
-            return "CP1251";
-        case THAI_CHARSET:
-            return "CP874";
-        case EASTEUROPE_CHARSET:
-            return "CP1250";
-        case UTF8_CHARSET:
-            return "UTF-8";
-        case UCS2LE_CHARSET:
-            return "UCS-2LE";
-        case UCS2BE_CHARSET:
-            return "UCS-2BE";
-        case UCS4LE_CHARSET:
-            return "UCS-4LE";
-        case UCS4BE_CHARSET:
-            return "UCS-4BE";
-        default:
-            return "GB18030";  // the default, ANSI and simplified-Chinese charsets among others
-    }
-}
-
-KrTextCodec::Charset KrTextCodec::GetCharset(const KrString& name)
-{
-    KrString upper(name);
-    upper.MakeUpper();
-    for (const NameTest& test : kNameTests)
-    {
-        if (test.whole ? upper == test.text : upper.Find(test.text) >= 0) return test.charset;
-    }
-    return DEFAULT_CHARSET;
 }
 
 }  // namespace KRN

@@ -94,27 +94,23 @@ KrReadWriteLock::~KrReadWriteLock()
 
 void KrReadWriteLock::readLock()
 {
-    KrMutexLock hold(m_countLock);
-    hold.lock();
+    KrMutexGuard hold(m_countLock);
     if (++m_nReaders == 1) m_pResource->Wait();
 }
 
 unsigned char KrReadWriteLock::tryReadLock()
 {
     if (!m_countLock.trylock()) return 0;
-    KrMutexLock hold(m_countLock);
-    if (++m_nReaders == 1 && !m_pResource->TryWait())
-    {
-        --m_nReaders;
-        return 0;
-    }
-    return 1;
+    // Taken without waiting, so no guard can take it; nothing below can throw or be cancelled.
+    const bool entered = ++m_nReaders != 1 || m_pResource->TryWait();
+    if (!entered) --m_nReaders;
+    m_countLock.unlock();
+    return entered ? 1 : 0;
 }
 
 void KrReadWriteLock::readUnlock()
 {
-    KrMutexLock hold(m_countLock);
-    hold.lock();
+    KrMutexGuard hold(m_countLock);
     if (--m_nReaders == 0) m_pResource->Post();
 }
 
@@ -179,16 +175,16 @@ void KrCondition::broadcast()
 
 bool KrCondition::hasWaiters()
 {
-    KrMutexLock hold(m_countLock);
-    hold.lock();
+    KrMutexGuard hold(m_countLock);
     return m_nWaiters > 0;
 }
 
 void KrCondition::wait(KrMutex& mutex)
 {
-    m_countLock.lock();
-    ++m_nWaiters;
-    m_countLock.unlock();
+    {
+        KrMutexGuard hold(m_countLock);
+        ++m_nWaiters;
+    }
     mutex.unlock();
     const int woken = m_pEvents->WaitEither(Platform::kWaitForever);
     leaveWait(woken);
@@ -197,9 +193,10 @@ void KrCondition::wait(KrMutex& mutex)
 
 unsigned char KrCondition::wait(KrMutex& mutex, unsigned int deadlineNs)
 {
-    m_countLock.lock();
-    ++m_nWaiters;
-    m_countLock.unlock();
+    {
+        KrMutexGuard hold(m_countLock);
+        ++m_nWaiters;
+    }
     mutex.unlock();
     const int woken = m_pEvents->WaitEither(msUntil(deadlineNs));
     leaveWait(woken);
@@ -210,9 +207,11 @@ unsigned char KrCondition::wait(KrMutex& mutex, unsigned int deadlineNs)
 // The last waiter released by a broadcast closes it again.
 void KrCondition::leaveWait(int woken)
 {
-    m_countLock.lock();
-    const bool last = --m_nWaiters == 0 && woken == kBroadcastEvent;
-    m_countLock.unlock();
+    bool last = false;
+    {
+        KrMutexGuard hold(m_countLock);
+        last = --m_nWaiters == 0 && woken == kBroadcastEvent;
+    }
     if (last) m_pEvents->Reset(kBroadcastEvent);
 }
 
@@ -251,8 +250,7 @@ KrThread::KrThread() = default;
 
 KrThread::~KrThread()
 {
-    KrMutexLock hold(attachLock());
-    hold.lock();
+    KrMutexGuard hold(attachLock());
     Record* record = m_hThread;
     if (record == nullptr || record->claimed) return;
     record->claimed = true;
@@ -276,8 +274,7 @@ int KrThread::execute(void* argument)
         Record& record;
         ~Finish()
         {
-            KrMutexLock hold(attachLock());
-            hold.lock();
+            KrMutexGuard hold(attachLock());
             if (!record.claimed)
             {
                 record.claimed = true;
@@ -303,8 +300,7 @@ unsigned char KrThread::start(unsigned long stackSize)
     Record* record = new Record;
     record->owner = this;
     // The new thread cannot finish before its record is attached: its end takes this lock.
-    KrMutexLock hold(attachLock());
-    hold.lock();
+    KrMutexGuard hold(attachLock());
     if (m_hThread != nullptr && !m_hThread->claimed) abandon(*m_hThread);
     m_hThread = nullptr;
     if (!record->thread.Start(stackSize, &KrThread::execute, record))
@@ -318,8 +314,7 @@ unsigned char KrThread::start(unsigned long stackSize)
 
 unsigned char KrThread::running() const
 {
-    KrMutexLock hold(attachLock());
-    hold.lock();
+    KrMutexGuard hold(attachLock());
     return m_hThread != nullptr;
 }
 
@@ -337,21 +332,18 @@ unsigned char KrThread::join()
 unsigned char KrThread::join(int& exitCode)
 {
     KrMutex& lock = attachLock();
-    lock.lock();
-    Record* record = m_hThread;
-    if (record == nullptr || record->claimed)
+    Record* record = nullptr;
     {
-        lock.unlock();
-        return 0;
+        KrMutexGuard hold(lock);
+        record = m_hThread;
+        if (record == nullptr || record->claimed) return 0;
+        record->claimed = true;
     }
-    record->claimed = true;
-    lock.unlock();
 
     int code = 0;
     const bool joined = record->thread.Join(code);
 
-    KrMutexLock hold(lock);
-    hold.lock();
+    KrMutexGuard hold(lock);
     if (!joined)
     {
         record->claimed = false;  // the thread joining itself: it stays attached
@@ -365,8 +357,7 @@ unsigned char KrThread::join(int& exitCode)
 
 unsigned char KrThread::cancel()
 {
-    KrMutexLock hold(attachLock());
-    hold.lock();
+    KrMutexGuard hold(attachLock());
     Record* record = m_hThread;
     if (record == nullptr || record->claimed) return 0;
     record->claimed = true;
@@ -381,8 +372,7 @@ unsigned char KrThread::priority(Priority value)
 {
     unsigned int kernelId = 0;
     {
-        KrMutexLock hold(attachLock());
-        hold.lock();
+        KrMutexGuard hold(attachLock());
         if (m_hThread == nullptr) return 0;
         kernelId = m_hThread->thread.KernelId();
     }
@@ -396,8 +386,7 @@ int KrThread::priority() const
 {
     unsigned int kernelId = 0;
     {
-        KrMutexLock hold(attachLock());
-        hold.lock();
+        KrMutexGuard hold(attachLock());
         if (m_hThread == nullptr) return -1;
         kernelId = m_hThread->thread.KernelId();
     }

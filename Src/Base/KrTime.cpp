@@ -20,7 +20,79 @@ const long long kDaysTo1899_12_30 = 693959;
 // Days before month m, m = 1..13.
 const int kMonthDays[13] = {0, 31, 59, 90, 120, 151, 181, 212, 243, 273, 304, 334, 365};
 
-bool isLeapYear(long long year) { return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0); }
+bool isLeapYear(long long year)
+{
+    return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+}
+
+constexpr double kSecondsPerDay = 86400.0;
+constexpr long long kDaysPer400Years = 146097;
+constexpr long long kDaysPerCentury = 36524;  // a century whose first year has no leap day
+constexpr long long kDaysPer4Years = 1461;
+
+// A day number (from 1 January of year 0) as a year and the day of that year (from 0), with
+// what the month lookup needs: whether the year is the first of a four-year block that has a
+// leap day (only such a year has one).
+struct YearAndDay
+{
+    long long year;
+    long long dayOfYear;
+    bool leapYear;
+};
+
+// Splits into 400-year blocks, centuries, four-year blocks and years. The first century of a
+// block has one day more, and the first four years of a century other than the first have no
+// leap day.
+YearAndDay splitDayNumber(long long absolute)
+{
+    const long long q400 = absolute / kDaysPer400Years;
+    long long r = absolute - q400 * kDaysPer400Years;
+    bool leap4 = true;
+    const long long century = (r - 1) / kDaysPerCentury;
+    long long q4 = 0;
+    long long d4 = 0;
+    if (century != 0)
+    {
+        r = (r - 1) % kDaysPerCentury;
+        q4 = (r + 1) / kDaysPer4Years;
+        leap4 = q4 != 0;
+        d4 = leap4 ? (r + 1) % kDaysPer4Years : r;
+    }
+    else
+    {
+        q4 = r / kDaysPer4Years;
+        d4 = r % kDaysPer4Years;
+    }
+
+    long long y4 = 0;
+    if (leap4)
+    {
+        y4 = (d4 - 1) / 365;
+        if (y4 != 0) d4 = (d4 - 1) % 365;
+    }
+    else
+    {
+        y4 = d4 / 365;
+        d4 = d4 % 365;
+    }
+    return {q400 * 400 + century * 100 + q4 * 4 + y4, d4, y4 == 0 && leap4};
+}
+
+void monthAndDay(const YearAndDay& split, int& month, int& day)
+{
+    long long d = split.dayOfYear;
+    if (split.leapYear && d == 59)
+    {
+        month = 2;
+        day = 29;
+        return;
+    }
+    if (split.leapYear && d >= 60) --d;
+    ++d;
+    month = static_cast<int>(d / 32) + 1;
+    while (d > kMonthDays[month]) ++month;
+    day = static_cast<int>(d) - kMonthDays[month - 1];
+}
 
 // Truncation toward zero that saturates instead of overflowing (NaN gives 0).
 int truncToInt(double value)
@@ -49,17 +121,38 @@ int clockPart(double fraction, int unit)
 // ---------------------------------------------------------------- KrTimeSpan
 
 KrTimeSpan::KrTimeSpan(int days, int hours, int minutes, int seconds)
-    : m_dSpan(hours / 24.0 + days + minutes / 1440.0 + seconds / 86400.0)
+    : m_dSpan(hours / 24.0 + days + minutes / 1440.0 + seconds / kSecondsPerDay)
 {
 }
 
-int KrTimeSpan::GetDays() const { return truncToInt(m_dSpan); }
-int KrTimeSpan::GetTotalHours() const { return truncToInt(m_dSpan * 24 + HALF_SECOND); }
-int KrTimeSpan::GetTotalMinutes() const { return truncToInt(m_dSpan * 24 * 60 + HALF_SECOND); }
-int KrTimeSpan::GetTotalSeconds() const { return truncToInt(m_dSpan * 24 * 60 * 60 + HALF_SECOND); }
-int KrTimeSpan::GetHours() const { return clockPart(fractionOf(m_dSpan), 24); }
-int KrTimeSpan::GetMinutes() const { return clockPart(fractionOf(m_dSpan * 24), 60); }
-int KrTimeSpan::GetSeconds() const { return clockPart(fractionOf(m_dSpan * 24 * 60), 60); }
+int KrTimeSpan::GetDays() const
+{
+    return truncToInt(m_dSpan);
+}
+int KrTimeSpan::GetTotalHours() const
+{
+    return truncToInt(m_dSpan * 24 + HALF_SECOND);
+}
+int KrTimeSpan::GetTotalMinutes() const
+{
+    return truncToInt(m_dSpan * 24 * 60 + HALF_SECOND);
+}
+int KrTimeSpan::GetTotalSeconds() const
+{
+    return truncToInt(m_dSpan * 24 * 60 * 60 + HALF_SECOND);
+}
+int KrTimeSpan::GetHours() const
+{
+    return clockPart(fractionOf(m_dSpan), 24);
+}
+int KrTimeSpan::GetMinutes() const
+{
+    return clockPart(fractionOf(m_dSpan * 24), 60);
+}
+int KrTimeSpan::GetSeconds() const
+{
+    return clockPart(fractionOf(m_dSpan * 24 * 60), 60);
+}
 
 KrTimeSpan& KrTimeSpan::operator+=(const KrTimeSpan& other)
 {
@@ -75,14 +168,20 @@ KrTimeSpan& KrTimeSpan::operator-=(const KrTimeSpan& other)
 
 // ---------------------------------------------------------------- construction and clock
 
-KrTime::KrTime(int year, int month, int day) { SetDateTime(year, month, day, 0, 0, 0); }
+KrTime::KrTime(int year, int month, int day)
+{
+    SetDateTime(year, month, day, 0, 0, 0);
+}
 
 KrTime::KrTime(int year, int month, int day, int hour, int minute, int second)
 {
     SetDateTime(year, month, day, hour, minute, second);
 }
 
-KrTime::KrTime(long long unixTime) { *this = unixTime; }
+KrTime::KrTime(long long unixTime)
+{
+    *this = unixTime;
+}
 
 KrTime& KrTime::operator=(long long unixTime)
 {
@@ -93,9 +192,15 @@ KrTime& KrTime::operator=(long long unixTime)
     return *this;
 }
 
-KrTime KrTime::GetCurrentTime() { return KrTime(Platform::CurrentUnixTime()); }
+KrTime KrTime::GetCurrentTime()
+{
+    return KrTime(Platform::CurrentUnixTime());
+}
 
-int KrTime::GetMillisecond() { return static_cast<int>(Platform::TickCountMs()); }
+int KrTime::GetMillisecond()
+{
+    return static_cast<int>(Platform::TickCountMs());
+}
 
 // ---------------------------------------------------------------- calendar
 
@@ -112,7 +217,8 @@ void KrTime::SetDateTime(int year, int month, int day, int hour, int minute, int
     if (month <= 2 && isLeapYear(year)) --n;
     n -= kDaysTo1899_12_30;
     const double t =
-        (static_cast<double>(hour) * 3600 + static_cast<double>(minute) * 60 + second) / 86400.0;
+        (static_cast<double>(hour) * 3600 + static_cast<double>(minute) * 60 + second) /
+        kSecondsPerDay;
     m_dTime = n >= 0 ? static_cast<double>(n) + t : static_cast<double>(n) - t;
 }
 
@@ -124,69 +230,16 @@ bool KrTime::GetDateTime(std::tm& fields) const
     const double rounded = m_dTime > 0 ? m_dTime + HALF_SECOND : m_dTime - HALF_SECOND;
     const long long days = static_cast<long long>(rounded);
     const double magnitude = std::fabs(rounded);
-    const int secsInDay = static_cast<int>((magnitude - std::floor(magnitude)) * 86400.0);
+    const int secsInDay = static_cast<int>((magnitude - std::floor(magnitude)) * kSecondsPerDay);
 
     const long long absolute = days + kDaysTo1899_12_30;
     const int dayOfWeek = static_cast<int>((absolute - 1) % 7) + 1;
-
-    // Split into 400-year blocks, centuries, four-year blocks and years. The first century of a
-    // block has one day more, and the first four years of a century other than the first have
-    // no leap day.
-    const long long q400 = absolute / 146097;
-    long long r = absolute - q400 * 146097;
-    bool leap4 = true;
-    const long long century = (r - 1) / 36524;
-    long long q4 = 0;
-    long long d4 = 0;
-    if (century != 0)
-    {
-        r = (r - 1) % 36524;
-        q4 = (r + 1) / 1461;
-        if (q4 != 0)
-        {
-            d4 = (r + 1) % 1461;
-        }
-        else
-        {
-            leap4 = false;
-            d4 = r;
-        }
-    }
-    else
-    {
-        q4 = r / 1461;
-        d4 = r % 1461;
-    }
-
-    long long y4 = 0;
-    if (leap4)
-    {
-        y4 = (d4 - 1) / 365;
-        if (y4 != 0) d4 = (d4 - 1) % 365;
-    }
-    else
-    {
-        y4 = d4 / 365;
-        d4 = d4 % 365;
-    }
-
-    const int dayOfYear = static_cast<int>(d4) + 1;
-    const int year = static_cast<int>(q400 * 400 + century * 100 + q4 * 4 + y4);
+    const YearAndDay split = splitDayNumber(absolute);
+    const int year = static_cast<int>(split.year);
+    const int dayOfYear = static_cast<int>(split.dayOfYear) + 1;
     int month = 0;
     int day = 0;
-    if (y4 == 0 && leap4 && d4 == 59)
-    {
-        month = 2;
-        day = 29;
-    }
-    else
-    {
-        if (y4 == 0 && leap4 && d4 >= 60) --d4;
-        ++d4;
-        month = static_cast<int>(d4 / 32) + 1;
-        while (d4 > kMonthDays[month]) ++month;
-        day = static_cast<int>(d4) - kMonthDays[month - 1];
-    }
+    monthAndDay(split, month, day);
 
     fields.tm_year = year;
     fields.tm_mon = month;
@@ -216,14 +269,38 @@ std::tm KrTime::calendarFields() const
     return fields;
 }
 
-int KrTime::GetYear() const { return calendarFields().tm_year; }
-int KrTime::GetMonth() const { return calendarFields().tm_mon; }
-int KrTime::GetDay() const { return calendarFields().tm_mday; }
-int KrTime::GetHour() const { return calendarFields().tm_hour; }
-int KrTime::GetMinute() const { return calendarFields().tm_min; }
-int KrTime::GetSecond() const { return calendarFields().tm_sec; }
-int KrTime::GetDayOfWeek() const { return calendarFields().tm_wday; }
-int KrTime::GetDayOfYear() const { return calendarFields().tm_yday; }
+int KrTime::GetYear() const
+{
+    return calendarFields().tm_year;
+}
+int KrTime::GetMonth() const
+{
+    return calendarFields().tm_mon;
+}
+int KrTime::GetDay() const
+{
+    return calendarFields().tm_mday;
+}
+int KrTime::GetHour() const
+{
+    return calendarFields().tm_hour;
+}
+int KrTime::GetMinute() const
+{
+    return calendarFields().tm_min;
+}
+int KrTime::GetSecond() const
+{
+    return calendarFields().tm_sec;
+}
+int KrTime::GetDayOfWeek() const
+{
+    return calendarFields().tm_wday;
+}
+int KrTime::GetDayOfYear() const
+{
+    return calendarFields().tm_yday;
+}
 
 // ---------------------------------------------------------------- formatting and parsing
 
@@ -254,7 +331,10 @@ const char* const kMonthNames[12] = {"January",   "February", "March",    "April
                                      "May",       "June",     "July",     "August",
                                      "September", "October",  "November", "December"};
 
-bool isAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isAsciiLetter(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
 
 // 1-based month of a full month name, 0 when there is none.
 int fullMonthNumber(const KrString& word)
@@ -271,6 +351,96 @@ int abbreviatedMonthIndex(const KrString& word)
         if (word.CompareNoCase(KrString(kMonthNames[i], 3)) == 0) return i;
     return -1;
 }
+
+// The text being parsed, the reading position in it and the fields read so far.
+struct DateTimeFields
+{
+    const KrString& text;
+    int length;
+    int p = 0;
+    int year = 0, month = 0, day = 1, hour = 0, minute = 0, second = 0;
+
+    // Reads what one format byte stands for; false for a byte that is no format or a month
+    // name that is not there.
+    bool read(char c)
+    {
+        int width = 0;
+        if (int* field = numericField(c, width))
+        {
+            *field = number(p, width);
+            advance(width);
+            return true;
+        }
+        switch (c)
+        {
+            case ' ':
+            case ',':
+            case '-':
+            case ':':
+                advance(1);
+                return true;
+            case '%':
+                return true;
+            case 'X':
+                hour = number(p, 2);
+                minute = number(p + 3, 2);
+                second = number(p + 6, 2);
+                advance(8);
+                return true;
+            case 'B':
+                return readMonthName();
+            case 'b':
+                return readMonthAbbreviation();
+            default:
+                return false;
+        }
+    }
+
+private:
+    // The text's length is never checked: reads past its end give short or empty numbers.
+    int number(int at, int count) const { return text.Mid(at, count).ToInt(10); }
+    void advance(int count) { p = p + count < length ? p + count : length; }
+
+    // The field a numeric format byte fills, with its width; null for any other byte.
+    int* numericField(char c, int& width)
+    {
+        width = c == 'Y' ? 4 : 2;
+        switch (c)
+        {
+            case 'Y':
+            case 'y':
+                return &year;
+            case 'm':
+                return &month;
+            case 'd':
+                return &day;
+            case 'H':
+                return &hour;
+            case 'M':
+                return &minute;
+            case 'S':
+                return &second;
+            default:
+                return nullptr;
+        }
+    }
+
+    bool readMonthName()
+    {
+        int end = p;
+        while (end < length && isAsciiLetter(text[end])) ++end;
+        month = fullMonthNumber(text.Mid(p, end - p));
+        p = end;
+        return month != 0;
+    }
+
+    bool readMonthAbbreviation()
+    {
+        month = abbreviatedMonthIndex(text.Mid(p, 3));
+        advance(3);
+        return month >= 0;
+    }
+};
 }  // namespace
 
 unsigned char KrTime::ParseDateTime(KrString dateTime, KrString format)
@@ -279,58 +449,10 @@ unsigned char KrTime::ParseDateTime(KrString dateTime, KrString format)
     format.TrimLeft().TrimRight();
     if (format.IsEmpty()) return 0;
 
-    int year = 0, month = 0, day = 1, hour = 0, minute = 0, second = 0;
-    const int length = dateTime.GetLength();
-    int p = 0;
-    // The text's length is never checked: reads past its end give short or empty numbers.
-    auto number = [&](int at, int count) { return dateTime.Mid(at, count).ToInt(10); };
-    auto advance = [&](int count) { p = p + count < length ? p + count : length; };
-    auto readField = [&](int& field, int width) {
-        field = number(p, width);
-        advance(width);
-    };
-
+    DateTimeFields fields{dateTime, dateTime.GetLength()};
     for (const char c : static_cast<const std::string&>(format))
-    {
-        if (c < 32 || c > 121) return 0;
-        switch (c)
-        {
-        case ' ':
-        case ',':
-        case '-':
-        case ':': advance(1); break;
-        case '%': break;
-        case 'Y': readField(year, 4); break;
-        case 'y': readField(year, 2); break;
-        case 'm': readField(month, 2); break;
-        case 'd': readField(day, 2); break;
-        case 'H': readField(hour, 2); break;
-        case 'M': readField(minute, 2); break;
-        case 'S': readField(second, 2); break;
-        case 'X':
-            hour = number(p, 2);
-            minute = number(p + 3, 2);
-            second = number(p + 6, 2);
-            advance(8);
-            break;
-        case 'B':
-        {
-            int end = p;
-            while (end < length && isAsciiLetter(dateTime[end])) ++end;
-            month = fullMonthNumber(dateTime.Mid(p, end - p));
-            if (month == 0) return 0;
-            p = end;
-            break;
-        }
-        case 'b':
-            month = abbreviatedMonthIndex(dateTime.Mid(p, 3));
-            if (month < 0) return 0;
-            advance(3);
-            break;
-        default: return 0;
-        }
-    }
-    SetDateTime(year, month, day, hour, minute, second);
+        if (c < 32 || c > 121 || !fields.read(c)) return 0;
+    SetDateTime(fields.year, fields.month, fields.day, fields.hour, fields.minute, fields.second);
     return 1;
 }
 
@@ -382,7 +504,13 @@ KrTime KrTime::operator-(const KrTimeSpan& span) const
     return KrTime(FromDoubleValue(GetDoubleValue() - span.GetTimeSpan()));
 }
 
-KrTime& KrTime::operator+=(const KrTimeSpan& span) { return *this = *this + span; }
-KrTime& KrTime::operator-=(const KrTimeSpan& span) { return *this = *this - span; }
+KrTime& KrTime::operator+=(const KrTimeSpan& span)
+{
+    return *this = *this + span;
+}
+KrTime& KrTime::operator-=(const KrTimeSpan& span)
+{
+    return *this = *this - span;
+}
 
 }  // namespace KRN

@@ -24,7 +24,10 @@ const size_t kMaxKernelItems = size_t(1) << 18;
 // Names at least this long are run through the cached states.
 const size_t kCachedFromLength = 64;
 
-bool isSeparator(unsigned char c) { return c == '/' || c == '\\'; }
+bool isSeparator(unsigned char c)
+{
+    return c == '/' || c == '\\';
+}
 unsigned char lower(unsigned char c)
 {
     return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + 32) : c;
@@ -39,7 +42,8 @@ size_t readClass(const char* pattern, size_t length, size_t at, unsigned int fla
 {
     const bool escaping = (flags & kNoEscape) == 0;
     const bool fold = (flags & kCaseFold) != 0;
-    auto fetch = [&](unsigned char& c) {
+    auto fetch = [&](unsigned char& c)
+    {
         if (at >= length) return false;
         c = static_cast<unsigned char>(pattern[at++]);
         if (c != '\\' || !escaping) return true;
@@ -79,24 +83,14 @@ void WildcardMatcher::compile(const char* pattern, size_t length)
 {
     const bool escaping = (m_nFlags & kNoEscape) == 0;
     const bool fold = (m_nFlags & kCaseFold) != 0;
-    // Open groups, innermost last, each with the last Alt of its chain. The whole pattern is
-    // group 0, so that "|" outside parentheses separates alternatives of the whole pattern.
-    struct Group
-    {
-        int open;
-        int lastAlt;
-    };
-    std::vector<Group> groups{{0, -1}};
+    // Open groups, innermost last. The whole pattern is group 0, so that "|" outside
+    // parentheses separates alternatives of the whole pattern.
+    std::vector<OpenGroup> groups{{0, -1}};
     m_nodes.reserve(length + 2);
     m_nodes.push_back(Node{Kind::Open, 0, -1, 0});
 
     auto literal = [&](unsigned char c) {
         m_nodes.push_back(Node{Kind::Literal, fold ? lower(c) : c, -1, 0});
-    };
-    auto closeGroup = [&](const Group& group, int exit)
-    {
-        for (int alt = m_nodes[group.open].link; alt >= 0; alt = m_nodes[alt].link)
-            m_nodes[alt].exit = exit;
     };
 
     size_t i = 0;
@@ -105,50 +99,72 @@ void WildcardMatcher::compile(const char* pattern, size_t length)
         const unsigned char c = static_cast<unsigned char>(pattern[i]);
         switch (c)
         {
-        case '*':
-            while (i < length && pattern[i] == '*') ++i;
-            m_nodes.push_back(Node{Kind::Star, 0, -1, 0});
-            continue;
-        case '?': m_nodes.push_back(Node{Kind::Any, 0, -1, 0}); break;
-        case '[': i = compileClass(pattern, length, i + 1); continue;
-        case '(':
-            groups.push_back(Group{static_cast<int>(m_nodes.size()), -1});
-            m_nodes.push_back(Node{Kind::Open, 0, -1, 0});
-            break;
-        case '|':
-        case ',':
-        {
-            Group& group = groups.back();
-            const int alt = static_cast<int>(m_nodes.size());
-            m_nodes.push_back(Node{Kind::Alt, 0, -1, 0});
-            (group.lastAlt < 0 ? m_nodes[group.open].link : m_nodes[group.lastAlt].link) = alt;
-            group.lastAlt = alt;
-            break;
-        }
-        case ')':
-            // A stray ")" is skipped; otherwise the group's alternatives continue after it.
-            if (groups.size() > 1)
-            {
-                closeGroup(groups.back(), static_cast<int>(m_nodes.size()));
-                groups.pop_back();
-            }
-            break;
-        case '\\':
-            if (escaping && i + 1 < length)
-            {
-                literal(static_cast<unsigned char>(pattern[++i]));
+            case '*':
+                while (i < length && pattern[i] == '*') ++i;
+                m_nodes.push_back(Node{Kind::Star, 0, -1, 0});
+                continue;
+            case '?':
+                m_nodes.push_back(Node{Kind::Any, 0, -1, 0});
                 break;
-            }
-            literal(c);
-            break;
-        default: literal(c); break;
+            case '[':
+                i = compileClass(pattern, length, i + 1);
+                continue;
+            case '(':
+            case '|':
+            case ',':
+            case ')':
+                compileGroupMark(c, groups);
+                break;
+            case '\\':
+                if (escaping && i + 1 < length)
+                {
+                    literal(static_cast<unsigned char>(pattern[++i]));
+                    break;
+                }
+                literal(c);
+                break;
+            default:
+                literal(c);
+                break;
         }
         ++i;
     }
     const int end = static_cast<int>(m_nodes.size());
     m_nodes.push_back(Node{Kind::End, 0, -1, 0});
     // Groups left open, and the whole pattern, end with the pattern.
-    for (const Group& group : groups) closeGroup(group, end);
+    for (const OpenGroup& group : groups) closeGroup(group, end);
+}
+
+void WildcardMatcher::compileGroupMark(unsigned char c, std::vector<OpenGroup>& groups)
+{
+    if (c == '(')
+    {
+        groups.push_back(OpenGroup{static_cast<int>(m_nodes.size()), -1});
+        m_nodes.push_back(Node{Kind::Open, 0, -1, 0});
+    }
+    else if (c == ')')
+    {
+        // A stray ")" is skipped; otherwise the group's alternatives continue after it.
+        if (groups.size() > 1)
+        {
+            closeGroup(groups.back(), static_cast<int>(m_nodes.size()));
+            groups.pop_back();
+        }
+    }
+    else
+    {
+        OpenGroup& group = groups.back();
+        const int alt = static_cast<int>(m_nodes.size());
+        m_nodes.push_back(Node{Kind::Alt, 0, -1, 0});
+        (group.lastAlt < 0 ? m_nodes[group.open].link : m_nodes[group.lastAlt].link) = alt;
+        group.lastAlt = alt;
+    }
+}
+
+void WildcardMatcher::closeGroup(const OpenGroup& group, int exit)
+{
+    for (int alt = m_nodes[group.open].link; alt >= 0; alt = m_nodes[alt].link)
+        m_nodes[alt].exit = exit;
 }
 
 // Compiles the class whose "[" is just before `at`; returns the index after its "]", or the
@@ -157,7 +173,8 @@ size_t WildcardMatcher::compileClass(const char* pattern, size_t length, size_t 
 {
     const bool fold = (m_nFlags & kCaseFold) != 0;
     std::bitset<256> members;
-    auto addRange = [&](unsigned char lo, unsigned char hi) {
+    auto addRange = [&](unsigned char lo, unsigned char hi)
+    {
         for (int t = 0; t < 256; ++t)
         {
             const auto c = static_cast<unsigned char>(t);
@@ -193,6 +210,150 @@ bool inClass(const char* pattern, size_t length, size_t at, unsigned char c, uns
     end = after == 0 ? length : after;
     return after != 0 && member != negate;
 }
+
+// One match of a pattern without groups, going back only to the last "*" when a byte fails.
+class FlatMatch
+{
+public:
+    FlatMatch(const char* pattern, size_t patternLength, const char* name, size_t length,
+              unsigned int flags)
+        : m_pattern(pattern),
+          m_patternLength(patternLength),
+          m_name(name),
+          m_length(length),
+          m_flags(flags),
+          m_fileName((flags & kFileName) != 0),
+          m_escaping((flags & kNoEscape) == 0),
+          m_fold((flags & kCaseFold) != 0),
+          m_periodRule((flags & kPeriod) != 0)
+    {
+    }
+
+    int Run()
+    {
+        for (;;)
+        {
+            if (m_p < m_patternLength && m_pattern[m_p] == '*')
+            {
+                if (!enterStar()) return 0;
+                continue;
+            }
+            if (m_n < m_length && m_p < m_patternLength)
+            {
+                if (takeOne()) continue;
+            }
+            else if (m_n == m_length && m_p == m_patternLength)
+                return 1;
+            if (!retryLastStar()) return 0;
+        }
+    }
+
+private:
+    unsigned char nameAt(size_t n) const { return static_cast<unsigned char>(m_name[n]); }
+    unsigned char folded(unsigned char c) const { return m_fold ? lower(c) : c; }
+
+    bool leadingDot(size_t n) const
+    {
+        return m_name[n] == '.' && (n == 0 || (m_fileName && isSeparator(nameAt(n - 1))));
+    }
+
+    bool enterStar()
+    {
+        // The period rule holds until the first "*", and is off for the rest of the pattern.
+        // Not even an empty "*" starts on a leading "." under it.
+        if (m_periodRule && m_n < m_length && leadingDot(m_n)) return false;
+        while (m_p < m_patternLength && m_pattern[m_p] == '*') ++m_p;
+        m_periodRule = false;
+        m_starSeen = true;
+        m_starP = m_p;
+        m_starN = m_n;
+        if (!advanceStar()) return false;
+        m_n = m_starN;
+        return true;
+    }
+
+    // Lets the last "*" take bytes up to the first place from m_starN where what follows it
+    // can start: false when there is none. Only a literal after it, or its end, is looked ahead.
+    bool advanceStar()
+    {
+        if (m_starP == m_patternLength)
+        {
+            if (m_fileName)
+                for (size_t k = m_starN; k < m_length; ++k)
+                    if (isSeparator(nameAt(k))) return false;
+            m_starN = m_length;
+            return true;
+        }
+        unsigned char t = static_cast<unsigned char>(m_pattern[m_starP]);
+        if (t == '?' || t == '[') return true;
+        if (t == '\\' && m_escaping && m_starP + 1 < m_patternLength)
+            t = static_cast<unsigned char>(m_pattern[m_starP + 1]);
+        const unsigned char want = folded(t);
+        for (; m_starN < m_length; ++m_starN)
+        {
+            const unsigned char c = nameAt(m_starN);
+            if (folded(c) == want) return true;
+            if (m_fileName && isSeparator(c)) return false;
+        }
+        return false;
+    }
+
+    // Matches one name byte against the pattern element at m_p and moves past both.
+    bool takeOne()
+    {
+        const unsigned char c = nameAt(m_n);
+        const unsigned char t = static_cast<unsigned char>(m_pattern[m_p]);
+        const bool wildcardMayTake =
+            !(m_fileName && isSeparator(c)) && !(m_periodRule && leadingDot(m_n));
+        size_t next = m_p + 1;
+        bool taken;
+        if (t == '?')
+            taken = wildcardMayTake;
+        else if (t == '[')
+            taken =
+                inClass(m_pattern, m_patternLength, m_p + 1, c, m_flags, next) && wildcardMayTake;
+        else
+        {
+            unsigned char literal = t;
+            if (t == '\\' && m_escaping && m_p + 1 < m_patternLength)
+            {
+                literal = static_cast<unsigned char>(m_pattern[m_p + 1]);
+                next = m_p + 2;
+            }
+            taken = folded(c) == folded(literal);
+        }
+        if (!taken) return false;
+        m_p = next;
+        ++m_n;
+        return true;
+    }
+
+    bool retryLastStar()
+    {
+        // A separator is matched only by a separator of the pattern, never by a "*" in
+        // file-name mode: an earlier "*" cannot help either.
+        if (!m_starSeen || m_starN == m_length || (m_fileName && isSeparator(nameAt(m_starN))))
+            return false;
+        ++m_starN;
+        if (!advanceStar()) return false;
+        m_p = m_starP;
+        m_n = m_starN;
+        return true;
+    }
+
+    const char* const m_pattern;
+    const size_t m_patternLength;
+    const char* const m_name;
+    const size_t m_length;
+    const unsigned int m_flags;
+    const bool m_fileName;
+    const bool m_escaping;
+    const bool m_fold;
+    bool m_periodRule;
+    size_t m_p = 0, m_n = 0;
+    size_t m_starP = 0, m_starN = 0;  // where to go on after the last "*" takes one byte more
+    bool m_starSeen = false;
+};
 }  // namespace
 
 int MatchWithoutGroups(const char* pattern, size_t patternLength, const char* name, size_t length,
@@ -202,100 +363,7 @@ int MatchWithoutGroups(const char* pattern, size_t patternLength, const char* na
     for (size_t i = 0; i < patternLength; ++i)
         if (pattern[i] == '(' || pattern[i] == ')' || pattern[i] == '|' || pattern[i] == ',')
             return -1;
-    const bool fileName = (flags & kFileName) != 0;
-    const bool escaping = (flags & kNoEscape) == 0;
-    const bool fold = (flags & kCaseFold) != 0;
-    const auto leadingDot = [&](size_t n)
-    {
-        return name[n] == '.' &&
-               (n == 0 || (fileName && isSeparator(static_cast<unsigned char>(name[n - 1]))));
-    };
-    // The period rule holds until the first "*", and is off for the rest of the pattern.
-    bool periodRule = (flags & kPeriod) != 0;
-    size_t p = 0, n = 0;
-    size_t starP = 0, starN = 0;  // where to go on after the last "*" takes one byte more
-    bool starSeen = false;
-    // Lets the last "*" take bytes up to the first place from starN where what follows it can
-    // start: false when there is none. Only a literal after it, or its end, is looked ahead.
-    const auto advanceStar = [&]
-    {
-        if (starP == patternLength)
-        {
-            if (fileName)
-                for (size_t k = starN; k < length; ++k)
-                    if (isSeparator(static_cast<unsigned char>(name[k]))) return false;
-            starN = length;
-            return true;
-        }
-        unsigned char t = static_cast<unsigned char>(pattern[starP]);
-        if (t == '?' || t == '[') return true;
-        if (t == '\\' && escaping && starP + 1 < patternLength)
-            t = static_cast<unsigned char>(pattern[starP + 1]);
-        const unsigned char want = fold ? lower(t) : t;
-        for (; starN < length; ++starN)
-        {
-            const unsigned char c = static_cast<unsigned char>(name[starN]);
-            if ((fold ? lower(c) : c) == want) return true;
-            if (fileName && isSeparator(c)) return false;
-        }
-        return false;
-    };
-    for (;;)
-    {
-        if (p < patternLength && pattern[p] == '*')
-        {
-            // Not even an empty "*" starts on a leading "." under the period rule.
-            if (periodRule && n < length && leadingDot(n)) return 0;
-            while (p < patternLength && pattern[p] == '*') ++p;
-            periodRule = false;
-            starSeen = true;
-            starP = p;
-            starN = n;
-            if (!advanceStar()) return 0;
-            n = starN;
-            continue;
-        }
-        if (n < length && p < patternLength)
-        {
-            const unsigned char c = static_cast<unsigned char>(name[n]);
-            const unsigned char t = static_cast<unsigned char>(pattern[p]);
-            const bool wildcardMayTake =
-                !(fileName && isSeparator(c)) && !(periodRule && leadingDot(n));
-            size_t next = p + 1;
-            bool taken;
-            if (t == '?')
-                taken = wildcardMayTake;
-            else if (t == '[')
-                taken = inClass(pattern, patternLength, p + 1, c, flags, next) && wildcardMayTake;
-            else
-            {
-                unsigned char literal = t;
-                if (t == '\\' && escaping && p + 1 < patternLength)
-                {
-                    literal = static_cast<unsigned char>(pattern[p + 1]);
-                    next = p + 2;
-                }
-                taken = (fold ? lower(c) : c) == (fold ? lower(literal) : literal);
-            }
-            if (taken)
-            {
-                p = next;
-                ++n;
-                continue;
-            }
-        }
-        else if (n == length && p == patternLength)
-            return 1;
-        // A separator is matched only by a separator of the pattern, never by a "*" in
-        // file-name mode: an earlier "*" cannot help either.
-        if (!starSeen || starN == length ||
-            (fileName && isSeparator(static_cast<unsigned char>(name[starN]))))
-            return 0;
-        ++starN;
-        if (!advanceStar()) return 0;
-        p = starP;
-        n = starN;
-    }
+    return FlatMatch(pattern, patternLength, name, length, flags).Run();
 }
 
 // ---------------------------------------------------------------- running
@@ -306,14 +374,17 @@ bool WildcardMatcher::consumes(const Node& node, bool periodRule, unsigned char 
     const bool fileName = (m_nFlags & kFileName) != 0;
     switch (node.kind)
     {
-    case Kind::Literal: return ((m_nFlags & kCaseFold) != 0 ? lower(c) : c) == node.byte;
-    case Kind::Star: return !(fileName && isSeparator(c));
-    case Kind::Any:
-    case Kind::Class:
-        if (fileName && isSeparator(c)) return false;
-        if (periodRule && leadingDot) return false;
-        return node.kind == Kind::Any || m_classes[static_cast<size_t>(node.link)].test(c);
-    default: return false;
+        case Kind::Literal:
+            return ((m_nFlags & kCaseFold) != 0 ? lower(c) : c) == node.byte;
+        case Kind::Star:
+            return !(fileName && isSeparator(c));
+        case Kind::Any:
+        case Kind::Class:
+            if (fileName && isSeparator(c)) return false;
+            if (periodRule && leadingDot) return false;
+            return node.kind == Kind::Any || m_classes[static_cast<size_t>(node.link)].test(c);
+        default:
+            return false;
     }
 }
 
@@ -327,7 +398,8 @@ void WildcardMatcher::closure(const Kernel& kernel, bool leadingDot, std::vector
     }
     std::vector<int>& pending = m_pending;
     pending.clear();
-    auto reach = [&](int node, int periodRule) {
+    auto reach = [&](int node, int periodRule)
+    {
         const int state = node * 2 + periodRule;
         if (m_marks[static_cast<size_t>(state)] == m_nMark) return;
         m_marks[static_cast<size_t>(state)] = m_nMark;
@@ -343,20 +415,24 @@ void WildcardMatcher::closure(const Kernel& kernel, bool leadingDot, std::vector
         const Node& node = m_nodes[static_cast<size_t>(index)];
         switch (node.kind)
         {
-        case Kind::Open:
-            reach(index + 1, periodRule);
-            for (int alt = node.link; alt >= 0; alt = m_nodes[static_cast<size_t>(alt)].link)
-                reach(alt + 1, periodRule);
-            break;
-        case Kind::Alt: reach(node.exit, periodRule); break;
-        case Kind::Star:
-            // A "*" cannot start on a leading "." under the period rule, not even empty; after
-            // it the rule is off for the rest of the pattern.
-            if (periodRule != 0 && leadingDot) break;
-            states.push_back(state);
-            reach(index + 1, 0);
-            break;
-        default: states.push_back(state); break;
+            case Kind::Open:
+                reach(index + 1, periodRule);
+                for (int alt = node.link; alt >= 0; alt = m_nodes[static_cast<size_t>(alt)].link)
+                    reach(alt + 1, periodRule);
+                break;
+            case Kind::Alt:
+                reach(node.exit, periodRule);
+                break;
+            case Kind::Star:
+                // A "*" cannot start on a leading "." under the period rule, not even empty; after
+                // it the rule is off for the rest of the pattern.
+                if (periodRule != 0 && leadingDot) break;
+                states.push_back(state);
+                reach(index + 1, 0);
+                break;
+            default:
+                states.push_back(state);
+                break;
         }
     }
 }
@@ -420,7 +496,8 @@ bool WildcardMatcher::Matches(const char* name, size_t length)
 {
     const bool fileName = (m_nFlags & kFileName) != 0;
     const bool leadingDir = (m_nFlags & kLeadingDir) != 0;
-    auto columnAt = [&](size_t n) {
+    auto columnAt = [&](size_t n)
+    {
         const unsigned char c = static_cast<unsigned char>(name[n]);
         const bool leading =
             n == 0 || (fileName && isSeparator(static_cast<unsigned char>(name[n - 1])));

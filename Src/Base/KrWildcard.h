@@ -48,7 +48,18 @@ private:
     };
     using Kernel = std::vector<int>;  // live (node * 2 + period rule on) before closure
 
+    // A group still open while compiling, with the last Alt of its chain (-1: none yet).
+    struct OpenGroup
+    {
+        int open;
+        int lastAlt;
+    };
+
     void compile(const char* pattern, size_t length);
+    // "(", "|" or ",", and ")": the structure of the groups.
+    void compileGroupMark(unsigned char c, std::vector<OpenGroup>& groups);
+    // Points every Alt of the group at exit, where its alternatives continue.
+    void closeGroup(const OpenGroup& group, int exit);
     size_t compileClass(const char* pattern, size_t length, size_t at);
     bool consumes(const Node& node, bool periodRule, unsigned char c, bool leadingDot) const;
     // The live states of kernel at a position: those that consume a byte, or End. leadingDot
@@ -70,8 +81,8 @@ private:
     std::vector<const Kernel*> m_kernels;  // keys of m_stateIds by state
     size_t m_nKernelItems = 0;
     std::vector<int32_t> m_table;
-    unsigned int m_nGeneration = 0;  // counts restarts of the cache
-    int m_nDeadState = -1;           // the state with no live position, once met
+    unsigned int m_nGeneration = 0;      // counts restarts of the cache
+    int m_nDeadState = -1;               // the state with no live position, once met
     Kernel m_current, m_next;            // scratch of Matches
     mutable std::vector<int> m_live;     // scratch of step
     mutable std::vector<int> m_pending;  // scratch of closure

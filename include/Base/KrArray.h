@@ -2,6 +2,9 @@
 // positions), KrDict (ordered dictionary) and KrContainer (ring of the N most recent items).
 // They wrap the standard containers to give one index- and position-based vocabulary across
 // the library boundary; all are values (copies are deep) and none of them locks.
+//   KrArray<int> ids;  ids.Add(7);  int first = ids[0];
+//   KrList<KrString> names;  names.AddTail("a");
+//   for (auto pos = names.GetHeadPosition(); !names.IsEOF(pos);) use(names.GetNext(pos));
 #pragma once
 
 #include <functional>
@@ -34,7 +37,10 @@ public:
     int GetSize() const { return static_cast<int>(m_vecData.size()); }
     // Grows with default-constructed (zero) elements or destroys the tail; keeps the capacity.
     // A negative size empties the array.
-    void SetSize(int nNewSize) { m_vecData.resize(nNewSize > 0 ? static_cast<size_t>(nNewSize) : 0); }
+    void SetSize(int nNewSize)
+    {
+        m_vecData.resize(nNewSize > 0 ? static_cast<size_t>(nNewSize) : 0);
+    }
 
     // Appends and returns the new element's index.
     int Add(const T& value)
@@ -148,10 +154,19 @@ public:
 
     int GetCount() const { return static_cast<int>(m_lstData.size()); }
 
-    POSITION AddHead(const T& value) { return POSITION{m_lstData.insert(m_lstData.begin(), value), 0}; }
-    POSITION AddTail(const T& value) { return POSITION{m_lstData.insert(m_lstData.end(), value), 0}; }
+    POSITION AddHead(const T& value)
+    {
+        return POSITION{m_lstData.insert(m_lstData.begin(), value), 0};
+    }
+    POSITION AddTail(const T& value)
+    {
+        return POSITION{m_lstData.insert(m_lstData.end(), value), 0};
+    }
     // Inserts before pos; pos at EOF appends.
-    POSITION InsertBefore(POSITION pos, const T& value) { return POSITION{m_lstData.insert(pos.it, value), 0}; }
+    POSITION InsertBefore(POSITION pos, const T& value)
+    {
+        return POSITION{m_lstData.insert(pos.it, value), 0};
+    }
     void RemoveAt(POSITION pos) { m_lstData.erase(pos.it); }
     void RemoveAll() { m_lstData.clear(); }
 

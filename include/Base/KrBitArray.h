@@ -2,6 +2,7 @@
 // significant bit first), with the index vocabulary of KrArray. GetAt and SetAt throw
 // std::out_of_range ("invalid vector<bool> subscript") for an index outside [0, size);
 // operator[] does not check, so callers keep its index in range. InsertAt clamps its index.
+//   KrBitArray visible(layerCount, true);  visible.SetAt(3, false);  if (visible[i]) draw(i);
 #pragma once
 
 #include <cstdint>
@@ -19,16 +20,16 @@ public:
     KrBitArray(int nSize, bool bValue);
 
     int GetSize() const { return m_nSize; }
-    int GetCapacity() const;                       // allocated words * 32
-    void SetCapacity(int nCapacity);               // never shrinks
+    int GetCapacity() const;                          // allocated words * 32
+    void SetCapacity(int nCapacity);                  // never shrinks
     void SetSize(int nNewSize, bool bValue = false);  // new bits take bValue; capacity is kept
 
     bool GetAt(int nIndex) const;
     void SetAt(int nIndex, bool bValue);
     bool operator[](int nIndex) const { return bit(static_cast<unsigned int>(nIndex)); }
 
-    int Add(bool bValue);                         // returns the new bit's index
-    int Append(const KrBitArray& other);          // returns the size before the call
+    int Add(bool bValue);                 // returns the new bit's index
+    int Append(const KrBitArray& other);  // returns the size before the call
     void InsertAt(int nIndex, bool bValue);
     void InsertAt(int nIndex, const KrBitArray& other);
 

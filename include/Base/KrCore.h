@@ -1,7 +1,11 @@
 // Core helpers used everywhere in the library: checked memory blocks handed out through an
 // out-parameter, the non-fatal assertion reporter, the debugger trace, floating-point equality,
 // the byte-order query and the 32-bit colour word (red in the low byte, alpha in the high byte).
-// None of these keeps state of its own; all may be called from any thread.
+// None of them locks; all may be called from any thread. The only state is the trace sink and
+// the source of the dpi setting, set once at start-up.
+//   void* block = nullptr;
+//   if (krmalloc(&block, size)) { ...; krfree(&block); }
+//   KRASSERT(count >= 0);  // reports and carries on
 #pragma once
 
 #include "Base/KrDefs.h"
@@ -44,6 +48,11 @@ KRN_API double krinfinitebig();  // positive infinity
 // Screen resolution in dots per inch from the "dpi" setting of the configuration; 72 when the
 // setting is missing, not a number, zero or negative.
 KRN_API int krdpi();
+// Where krdpi reads the setting; a result below 1 means "not set". The configuration registry
+// installs its reader when the library loads; with none (null) krdpi is 72. Returns the
+// source it replaces.
+using KrDpiSource = int (*)();
+KRN_API KrDpiSource krsetdpisource(KrDpiSource source);
 
 // The colour word: red in bits 0-7, green 8-15, blue 16-23, alpha 24-31. A colour built
 // without alpha has alpha 0, not 255.
@@ -55,10 +64,22 @@ constexpr unsigned int KrRGBA(unsigned char r, unsigned char g, unsigned char b,
 {
     return (unsigned int)a << 24 | KrRGB(r, g, b);
 }
-constexpr unsigned char KrREDVAL(unsigned int c) { return (unsigned char)(c & 0xFF); }
-constexpr unsigned char KrGREENVAL(unsigned int c) { return (unsigned char)(c >> 8 & 0xFF); }
-constexpr unsigned char KrBLUEVAL(unsigned int c) { return (unsigned char)(c >> 16 & 0xFF); }
-constexpr unsigned char KrALPHAVAL(unsigned int c) { return (unsigned char)(c >> 24); }
+constexpr unsigned char KrREDVAL(unsigned int c)
+{
+    return (unsigned char)(c & 0xFF);
+}
+constexpr unsigned char KrGREENVAL(unsigned int c)
+{
+    return (unsigned char)(c >> 8 & 0xFF);
+}
+constexpr unsigned char KrBLUEVAL(unsigned int c)
+{
+    return (unsigned char)(c >> 16 & 0xFF);
+}
+constexpr unsigned char KrALPHAVAL(unsigned int c)
+{
+    return (unsigned char)(c >> 24);
+}
 // True when red, green and blue agree; alpha is ignored.
 constexpr bool KrISSAMERGB(unsigned int c1, unsigned int c2)
 {
@@ -66,8 +87,14 @@ constexpr bool KrISSAMERGB(unsigned int c1, unsigned int c2)
 }
 // Both layouts keep red in the low byte, so the two directions are the same operation: they
 // clear the alpha byte. They exist so that callers state which way they convert.
-constexpr unsigned int KrWinColortoCurrentColor(unsigned int c) { return c & 0x00FFFFFFu; }
-constexpr unsigned int KrCurrentColortoWinColor(unsigned int c) { return c & 0x00FFFFFFu; }
+constexpr unsigned int KrWinColortoCurrentColor(unsigned int c)
+{
+    return c & 0x00FFFFFFu;
+}
+constexpr unsigned int KrCurrentColortoWinColor(unsigned int c)
+{
+    return c & 0x00FFFFFFu;
+}
 
 }  // namespace KRN
 

@@ -1,6 +1,8 @@
 // Export macro and common definitions shared by every public header of the library.
 // Every exported class and free function carries KRN_API; everything else in the shared
 // library is hidden, so the exported surface is exactly what these headers declare.
+//   class KRN_API KrThing { ... };
+//   KRN_API void krlog(const char* format, ...) KRN_PRINTF_LIKE(1, 2);
 #pragma once
 
 #if defined(_WIN32)

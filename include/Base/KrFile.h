@@ -2,6 +2,8 @@
 // paths, resolve absolute and relative paths, match names against wildcards, list a
 // directory, query and change files and directories, make temporary names, and find the
 // directories of the program and of a loaded library module.
+//   KrString dir, title, ext;  KrFile::SplitPath("maps/roads.xml", dir, title, ext);
+//   if (!KrFile::IsExist(dir)) KrFile::MkDirEx(dir);
 // Both "/" and "\" are separators everywhere; a path starting with a letter and ":" has a
 // two-character drive prefix that is never split. On this platform "\" in a path handed to
 // the file system is read as "/", and a drive prefix has no meaning there.
@@ -41,13 +43,13 @@ public:
     // Flags of ListFiles (only the low byte is used).
     enum ListFlags : unsigned int
     {
-        LIST_NO_FILES = 1,        // directories only
-        LIST_NO_DIRS = 2,         // files only
-        LIST_ALL_FILES = 4,       // files without matching the pattern
-        LIST_ALL_DIRS = 8,        // directories without matching the pattern
-        LIST_HIDDEN_FILES = 16,   // include hidden files (names starting with ".")
-        LIST_HIDDEN_DIRS = 32,    // include hidden directories
-        LIST_NO_PARENT = 64,      // skip ".." (it is skipped in any case)
+        LIST_NO_FILES = 1,       // directories only
+        LIST_NO_DIRS = 2,        // files only
+        LIST_ALL_FILES = 4,      // files without matching the pattern
+        LIST_ALL_DIRS = 8,       // directories without matching the pattern
+        LIST_HIDDEN_FILES = 16,  // include hidden files (names starting with ".")
+        LIST_HIDDEN_DIRS = 32,   // include hidden directories
+        LIST_NO_PARENT = 64,     // skip ".." (it is skipped in any case)
         LIST_CASE_INSENSITIVE = 128
     };
 
@@ -56,7 +58,7 @@ public:
     // With a drive and no separator it is the first three characters: "C:f" for "C:f.txt",
     // deliberately.
     static KrString GetDir(const KrString& path);
-    static KrString GetName(const KrString& path);   // after the last separator or the drive
+    static KrString GetName(const KrString& path);  // after the last separator or the drive
     // The name up to its last "."; a "." that starts the name does not count, so ".profile"
     // is its own title and has no extension.
     static KrString GetTitle(const KrString& path);

@@ -1,6 +1,9 @@
 // KrFileStdio: a KrFileStream for text files read and written line by line, with a choice of
 // line end (CR LF or LF). Call IsEOF() before each ReadLine: at the end of the data ReadLine
 // does not return an empty line (see below).
+//   KrFileStdio text;  KrString line;
+//   if (text.Open("list.txt", KrStreamLoad))
+//       while (!text.IsEOF()) { text.ReadLine(line); use(line); }
 #pragma once
 
 #include "Base/KrDefs.h"

@@ -4,7 +4,7 @@
 // another group, merged into the parent, and the items of a whole subtree counted and indexed.
 // A derived class creates its entries in AddItem and frees its item data in DeleteItem.
 //   KrGroup root;  KrGroup* roads = root.CreateChildGroup("Roads", 0);
-//   roads->Add(new KrGroup::KrGroupItem{layer, 0, nullptr}, 0);
+//   roads->Add(new KrGroup::KrGroupItem{layer, KrGroup::ItemEntry, nullptr}, 0);
 //
 // Ownership: entries are heap records (new KrGroupItem) that the group takes over on Add. An
 // entry can be listed by more than one group (see entry 0 below), and the library keeps count
@@ -40,10 +40,14 @@ namespace KRN
 class KRN_API KrGroup
 {
 public:
+    // The kinds of entry, as stored in KrGroupItem::nType.
+    static constexpr int ItemEntry = 0;   // an application item
+    static constexpr int GroupEntry = 1;  // a child group
+
     struct KrGroupItem
     {
         void* pItem;       // the application's item, or the child KrGroup* of a group entry
-        int nType;         // 1 for a child group, 0 for an ordinary item
+        int nType;         // GroupEntry for a child group, ItemEntry for an ordinary item
         KrGroup* pParent;  // the group whose list holds the entry
     };
     using POSITION = KrList<KrGroupItem*>::POSITION;

@@ -3,6 +3,9 @@
 // out of the text on demand, and edits splice the text and shift the offsets behind the splice.
 // Navigate with a three-level cursor (parent, main, child): FindElem walks the main level,
 // FindChildElem the level below it, IntoElem / OutOfElem move the cursor down and up.
+//   KrMarkup xml("<layers><layer name=\"roads\"/></layers>");
+//   xml.FindElem();  xml.IntoElem();
+//   while (xml.FindElem("layer")) use(xml.GetAttrib("name"));
 #pragma once
 
 #include <map>

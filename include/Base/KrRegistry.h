@@ -12,13 +12,13 @@
 
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "Base/KrArray.h"
 #include "Base/KrDefs.h"
 #include "Base/KrHash.h"
 #include "Base/KrString.h"
+#include "Base/KrThread.h"
 
 namespace KRN
 {
@@ -104,16 +104,17 @@ private:
     using Table = std::map<std::string, std::unique_ptr<T>>;
 
     static ElemType Convert(const KrString& type);
-    void loadEntry(KrMarkup& markup, const KrString& name, ElemType type, const KrString& configDir);
+    void loadEntry(KrMarkup& markup, const KrString& name, ElemType type,
+                   const KrString& configDir);
     void copyFrom(const KrRegistry& other);
 
     Table<KrHash<KrString>> m_tableObjects;
     Table<KrArray<KrString>> m_tableSequences;
     Table<KrArray<KrHash<KrString>>> m_tableObjectSequences;
     Table<KrRegistry> m_tableSubRegs;
-    KrHash<KrString> m_hashExternals;  // name -> absolute path
+    KrHash<KrString> m_hashExternals;              // name -> absolute path
     mutable Table<KrRegistry> m_tableLoadedFiles;  // path -> registry, filled by SubFile
-    mutable std::mutex m_mutexFiles;
+    mutable KrMutex m_mutexFiles;
     KrString m_strName;
     KrString m_strFileName;
     int m_nDepth = 0;  // nesting of sub-registries, bounded against hostile documents

@@ -5,6 +5,9 @@
 // loads a whole record and tests GetStatus() (or IsEOF()) once at the end.
 // The concrete streams are KrMemoryStream and KrFileStream; they decide where bytes go when the
 // buffer is full or empty by overriding WriteBuffer and ReadBuffer.
+//   stream << version << name << points;            // saving a record
+//   stream >> version >> name >> points;            // loading it back, in the same order
+//   if (stream.GetStatus() != KrStreamOK) ...       // one test for the whole record
 #pragma once
 
 #include <cstddef>
@@ -29,8 +32,8 @@ enum KrStreamDirection : int
 enum KrStreamStatus : int
 {
     KrStreamOK = 0,
-    KrStreamLoadError = 1,       // end of data, a failed read, or a failed seek while loading
-    KrStreamSaveError = 2,       // no room for a save, a failed write, or a failed seek while saving
+    KrStreamLoadError = 1,  // end of data, a failed read, or a failed seek while loading
+    KrStreamSaveError = 2,  // no room for a save, a failed write, or a failed seek while saving
     KrStreamOpenSaveFailed = 3,  // a file could not be opened for saving
     KrStreamOpenLoadFailed = 4,  // a file could not be opened for loading
     KrStreamNoMemory = 5         // allocating or resizing the buffer failed
@@ -116,7 +119,10 @@ public:
     KrStream& Save(const unsigned int* p, unsigned int nCount) { return saveArray(p, nCount); }
     KrStream& Save(const float* p, unsigned int nCount) { return saveArray(p, nCount); }
     KrStream& Save(const long long* p, unsigned int nCount) { return saveArray(p, nCount); }
-    KrStream& Save(const unsigned long long* p, unsigned int nCount) { return saveArray(p, nCount); }
+    KrStream& Save(const unsigned long long* p, unsigned int nCount)
+    {
+        return saveArray(p, nCount);
+    }
     KrStream& Save(const double* p, unsigned int nCount) { return saveArray(p, nCount); }
 
     KrStream& Load(char* p, unsigned int nCount) { return loadArray(p, nCount); }
@@ -253,7 +259,8 @@ private:
         if (m_nDirection == KrStreamLoadSave) SetSignLoadSave(1);
         if (m_nStatus == KrStreamOK)
         {
-            if (static_cast<size_t>(m_pBufEnd - m_pWrite) < sizeof(T) && !makeRoom(sizeof(T))) return *this;
+            if (static_cast<size_t>(m_pBufEnd - m_pWrite) < sizeof(T) && !makeRoom(sizeof(T)))
+                return *this;
             store(m_pWrite, value);
             m_pWrite += sizeof(T);
             m_nPosition += sizeof(T);
@@ -324,28 +331,28 @@ KRN_API KrStream& operator>>(KrStream& stream, KrStringUCS2LE& text);
 
 // Repeats every number operator and array Save/Load of KrStream inside a concrete stream with
 // that stream as the result type, so chains keep the concrete type. Strings forward too.
-#define KRN_STREAM_RESULT_TYPE(Class)                                                     \
-    template <class T>                                                                    \
-    Class& operator<<(const T& value)                                                     \
-    {                                                                                     \
-        static_cast<::KRN::KrStream&>(*this) << value;                                    \
-        return *this;                                                                     \
-    }                                                                                     \
-    template <class T>                                                                    \
-    Class& operator>>(T& value)                                                           \
-    {                                                                                     \
-        static_cast<::KRN::KrStream&>(*this) >> value;                                    \
-        return *this;                                                                     \
-    }                                                                                     \
-    template <class T>                                                                    \
-    Class& Save(const T* p, unsigned int nCount)                                          \
-    {                                                                                     \
-        ::KRN::KrStream::Save(p, nCount);                                                 \
-        return *this;                                                                     \
-    }                                                                                     \
-    template <class T>                                                                    \
-    Class& Load(T* p, unsigned int nCount)                                                \
-    {                                                                                     \
-        ::KRN::KrStream::Load(p, nCount);                                                 \
-        return *this;                                                                     \
+#define KRN_STREAM_RESULT_TYPE(Class)                  \
+    template <class T>                                 \
+    Class& operator<<(const T& value)                  \
+    {                                                  \
+        static_cast<::KRN::KrStream&>(*this) << value; \
+        return *this;                                  \
+    }                                                  \
+    template <class T>                                 \
+    Class& operator>>(T& value)                        \
+    {                                                  \
+        static_cast<::KRN::KrStream&>(*this) >> value; \
+        return *this;                                  \
+    }                                                  \
+    template <class T>                                 \
+    Class& Save(const T* p, unsigned int nCount)       \
+    {                                                  \
+        ::KRN::KrStream::Save(p, nCount);              \
+        return *this;                                  \
+    }                                                  \
+    template <class T>                                 \
+    Class& Load(T* p, unsigned int nCount)             \
+    {                                                  \
+        ::KRN::KrStream::Load(p, nCount);              \
+        return *this;                                  \
     }

@@ -1,6 +1,9 @@
 // KrString: the library's byte string. A std::string that also remembers the charset of its
 // bytes (a KrTextCodec::Charset, 1 by default), with a vocabulary of its own for searching,
 // editing, trimming, number conversion, formatting, hashing and splitting.
+//   KrString path = "Maps/Roads.xml";
+//   KrString ext = path.Mid(path.ReverseFind('.'));  ext.MakeLower();
+//   KrArray<KrString> parts;  path.Split(parts, "/");
 //
 // Positions and lengths are int; a failed search returns -1. Out-of-range positions and counts
 // are clamped or give empty results; null C strings are treated as empty. Only GetAt, SetAt and
@@ -30,10 +33,10 @@ public:
     KrString() = default;
     KrString(const std::string& s) : std::string(s) {}
     KrString(std::string&& s) noexcept : std::string(std::move(s)) {}
-    KrString(const char* s);     // null gives an empty string
-    KrString(const char* s, int n);  // the first n bytes; null or n < 0 gives empty
-    KrString(char c, int n);     // n copies of c; n < 1 gives empty
-    KrString(const KrString& other);  // bytes up to the first zero, and the charset
+    KrString(const char* s);                        // null gives an empty string
+    KrString(const char* s, int n);                 // the first n bytes; null or n < 0 gives empty
+    KrString(char c, int n);                        // n copies of c; n < 1 gives empty
+    KrString(const KrString& other);                // bytes up to the first zero, and the charset
     KrString(KrString&& other) noexcept = default;  // takes every byte and the charset
     ~KrString() = default;
 
@@ -46,9 +49,9 @@ public:
     int GetLength() const { return static_cast<int>(size()); }
     bool IsEmpty() const { return empty(); }
     int GetCapacity() const { return static_cast<int>(capacity()); }
-    void SetLength(int n);    // pads with zero bytes; a negative length empties
-    void SetCapacity(int n);  // reserves; a negative capacity changes nothing
-    void Empty() { clear(); }  // the charset stays
+    void SetLength(int n);              // pads with zero bytes; a negative length empties
+    void SetCapacity(int n);            // reserves; a negative capacity changes nothing
+    void Empty() { clear(); }           // the charset stays
     void Append(const char* s, int n);  // n bytes at s; null or n < 1 appends nothing
 
     char GetAt(int i) const { return at(asIndex(i)); }
@@ -65,7 +68,10 @@ public:
     bool operator!=(const char* s) const { return Compare(s) != 0; }
     bool operator==(const KrString& s) const { return static_cast<const std::string&>(*this) == s; }
     bool operator!=(const KrString& s) const { return !(*this == s); }
-    bool operator==(const std::string& s) const { return static_cast<const std::string&>(*this) == s; }
+    bool operator==(const std::string& s) const
+    {
+        return static_cast<const std::string&>(*this) == s;
+    }
     bool operator!=(const std::string& s) const { return !(*this == s); }
     bool operator<(const KrString& s) const { return static_cast<const std::string&>(*this) < s; }
     // Strings of different length compare by length only: the result is the length difference,
@@ -80,16 +86,16 @@ public:
     int ReverseFind(char c) const;
 
     // Editing. Insert and Delete return the new length; Remove and Replace a count.
-    int Insert(int pos, const char* s);             // pos clamped to [0, length]
-    int Insert(int pos, char c, int count);         // count < 1 inserts nothing
-    int Delete(int start, int count = 1);           // start < 0 is 0; cut at the end
+    int Insert(int pos, const char* s);      // pos clamped to [0, length]
+    int Insert(int pos, char c, int count);  // count < 1 inserts nothing
+    int Delete(int start, int count = 1);    // start < 0 is 0; cut at the end
     int Remove(char c);
     int Replace(char oldChar, char newChar);
     // Replaces every occurrence of oldText; text produced by a replacement is never searched
     // again, so Replace("a", "aa") always terminates.
     int Replace(const char* oldText, const char* newText);
 
-    KrString& TrimLeft();   // strips tab, CR, LF and space
+    KrString& TrimLeft();  // strips tab, CR, LF and space
     KrString& TrimRight();
     KrString& TrimLeft(char c);
     KrString& TrimRight(char c);
@@ -103,10 +109,10 @@ public:
     // Reverses the bytes, keeping each double-byte character's two bytes in order.
     KrString& MakeReverse();
 
-    KrString Left(int n) const;               // n > length gives the whole string
-    KrString Right(int n) const;              // n > length gives the whole string
-    KrString Mid(int start) const;            // start <= 0 gives the whole string
-    KrString Mid(int start, int count) const;  // start < 0 is 0; cut at the end
+    KrString Left(int n) const;                     // n > length gives the whole string
+    KrString Right(int n) const;                    // n > length gives the whole string
+    KrString Mid(int start) const;                  // start <= 0 gives the whole string
+    KrString Mid(int start, int count) const;       // start < 0 is 0; cut at the end
     KrString SpanIncluding(const char* set) const;  // leading run of bytes in set
     KrString SpanExcluding(const char* set) const;  // leading run of bytes not in set
 
@@ -149,6 +155,12 @@ public:
     // (the string is then empty) and false when it was: the result is a not-found flag.
     bool LoadString(unsigned int id);
     bool LoadResString(unsigned int id) { return LoadString(id); }
+
+    // Where LoadString finds its texts: loader returns the text of an id, empty when it has
+    // none. The configuration registry installs its resource table when the library loads;
+    // with no loader (null) every id is not found. Returns the loader it replaces.
+    using ResourceLoader = KrString (*)(unsigned int id);
+    static ResourceLoader SetResourceLoader(ResourceLoader loader);
 
     // h = h * 33 ^ byte, each byte sign-extended; stored hash tables depend on this exact value.
     unsigned int HashVal() const;

@@ -3,6 +3,8 @@
 // followed by one terminating zero unit. Both are made from a KrString plus the charset its
 // bytes are in, and give a KrString back in a requested charset. No byte-order mark is ever
 // written or expected.
+//   KrStringUTF8 utf8(gbText, KrTextCodec::GB2312_CHARSET);  // the bytes to store or send
+//   KrString back = utf8.ToString(KrTextCodec::GB2312_CHARSET);
 #pragma once
 
 #include <string>

@@ -1,5 +1,6 @@
 // KrStringW: the library's wide string, UTF-16/UCS-2 units (char16_t) in host byte order, with
 // the vocabulary of KrString and conversion to and from a KrString in any charset.
+//   KrStringW wide(KrString("road"));  wide.MakeUpper();
 //
 // Several operations deliberately differ from their narrow namesakes:
 // - Right(n) with n at or past the length gives an EMPTY string (the narrow one gives all).
@@ -87,9 +88,9 @@ public:
     void MakeLower();
     void MakeInverse();  // reverses the order of the units
 
-    KrStringW Left(int n) const;               // n < 0 gives empty, n >= length all
-    KrStringW Right(int n) const;              // n < 0 gives all, n >= length EMPTY
-    KrStringW Mid(int start) const;            // start <= 0 gives the whole string
+    KrStringW Left(int n) const;                // n < 0 gives empty, n >= length all
+    KrStringW Right(int n) const;               // n < 0 gives all, n >= length EMPTY
+    KrStringW Mid(int start) const;             // start <= 0 gives the whole string
     KrStringW Mid(int start, int count) const;  // count < 0 gives empty; start < 0 is 0
     KrStringW SpanIncluding(const char16_t* set) const;
     KrStringW SpanExcluding(const char16_t* set) const;

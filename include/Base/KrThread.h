@@ -1,9 +1,9 @@
-// Threads and locks: KrMutex (recursive lock) with its guard KrMutexLock, KrReadWriteLock (many
-// readers or one writer, readers preferred), KrSemaphore, KrCondition (signal and broadcast
-// over two events) and KrThread, an abstract thread whose body is run().
+// Threads and locks: KrMutex (recursive lock) with its guard KrMutexGuard, KrReadWriteLock
+// (many readers or one writer, readers preferred), KrSemaphore, KrCondition (signal and
+// broadcast over two events) and KrThread, an abstract thread whose body is run().
 //   KrMutexGuard hold(mutex);  // locks now, unlocks when it goes out of scope
-//   KrMutexLock guard(mutex);
-//   guard.lock();              // this guard does not lock by itself; it unlocks when destroyed
+//   class Loader : public KrThread { int run() override; };  Loader t;  t.start();  t.join();
+// KrMutexLock, the older two-step guard (construct, then lock()), is kept for existing callers.
 // Nothing here throws or reports more than a boolean. Times are nanoseconds; the waits take
 // them as 32-bit values (see KrThread::sleep).
 #pragma once
@@ -160,7 +160,7 @@ private:
 // cancellation: the thread ends at its next cancellation point, i.e. a sleep, wakeat, yield,
 // a wait of KrCondition or KrSemaphore, a join, or blocking I/O; a thread that computes
 // without reaching one keeps running, and cancel() returns without waiting. On ending, its
-// stack is unwound: destructors of its local objects run (a KrMutexLock guard releases its
+// stack is unwound: destructors of its local objects run (a KrMutexGuard releases its
 // mutex), but a KrMutex taken with a bare lock() stays held for ever, and counts that the
 // thread would have restored (a KrCondition's waiters) stay as they were. A catch (...) in
 // run() must rethrow what it catches during that unwinding, or the process aborts.

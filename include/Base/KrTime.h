@@ -3,6 +3,9 @@
 // KrTimeSpan: a signed length in days, the difference of two KrTime values.
 // All arithmetic is proleptic Gregorian, local time, whole seconds. The range is 1 January 100
 // (-657434.0) to 31 December 9999 (2958465.0).
+//   KrTime due(2024, 3, 1, 12, 0, 0);
+//   KrTimeSpan left = due - KrTime::GetCurrentTime();
+//   KrString text = due.Format("%Y-%m-%d %H:%M");
 #pragma once
 
 #include <ctime>
@@ -89,8 +92,8 @@ public:
 
     // Calendar fields, rounded to the nearest second. A value outside the range gives 0.
     int GetYear() const;
-    int GetMonth() const;      // 1-12
-    int GetDay() const;        // 1-31
+    int GetMonth() const;  // 1-12
+    int GetDay() const;    // 1-31
     int GetHour() const;
     int GetMinute() const;
     int GetSecond() const;

@@ -1,4 +1,7 @@
-// The whole public interface of the library in one include.
+// The whole public interface of the library in one include, for programs that would rather
+// not pick the families one by one. The headers come in the order of the layers, lowest first.
+//   #include "Base/ZoBase.h"
+//   using namespace KRN;
 #pragma once
 
 #include "Base/KrDefs.h"

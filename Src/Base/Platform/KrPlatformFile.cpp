@@ -1,9 +1,9 @@
 #include "Base/Platform/KrPlatformFile.h"
 
-#include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cerrno>
 
 #include <algorithm>
 #include <utility>
@@ -37,13 +37,16 @@ FileDescriptor& FileDescriptor::operator=(FileDescriptor&& other) noexcept
     return *this;
 }
 
-int FileDescriptor::Release() { return std::exchange(m_nFd, -1); }
+int FileDescriptor::Release()
+{
+    return std::exchange(m_nFd, -1);
+}
 
-void FileDescriptor::Close()
+bool FileDescriptor::Close()
 {
     // close(2) is not retried: on Linux the descriptor is gone even when EINTR is reported.
-    if (m_nFd >= 0) ::close(m_nFd);
-    m_nFd = -1;
+    const int fd = std::exchange(m_nFd, -1);
+    return fd < 0 || ::close(fd) == 0;
 }
 
 bool IsRegularFile(int fd)
@@ -147,9 +150,12 @@ bool WriteWholeAt(int fd, const void* buffer, size_t size, long long offset)
     while (done < size)
     {
         const size_t chunk = std::min(size - done, kMaxTransfer);
-        const long long put = retryOnInterrupt([&] {
-            return ::pwrite(fd, bytes + done, chunk, static_cast<off_t>(offset + static_cast<long long>(done)));
-        });
+        const long long put = retryOnInterrupt(
+            [&]
+            {
+                return ::pwrite(fd, bytes + done, chunk,
+                                static_cast<off_t>(offset + static_cast<long long>(done)));
+            });
         if (put <= 0) return false;
         done += static_cast<size_t>(put);
     }
@@ -158,7 +164,9 @@ bool WriteWholeAt(int fd, const void* buffer, size_t size, long long offset)
 
 long long SeekFile(int fd, long long offset, SeekOrigin origin)
 {
-    const int whence = origin == SeekOrigin::Begin ? SEEK_SET : origin == SeekOrigin::Current ? SEEK_CUR : SEEK_END;
+    const int whence = origin == SeekOrigin::Begin     ? SEEK_SET
+                       : origin == SeekOrigin::Current ? SEEK_CUR
+                                                       : SEEK_END;
     return ::lseek(fd, static_cast<off_t>(offset), whence);
 }
 

@@ -24,7 +24,8 @@ public:
     int Get() const { return m_nFd; }
     // Gives up ownership; the caller must hand the descriptor back to a FileDescriptor.
     int Release();
-    void Close();
+    // Closes now; false when the close failed (the last chance to see a write error).
+    bool Close();
 
 private:
     int m_nFd = -1;
@@ -44,7 +45,7 @@ enum class FileAccess
 // writing accesses create a missing file (read-write for everyone less the umask) and also
 // open a device or a FIFO that has a reader, which are written but never truncated; a
 // directory, or a FIFO without a reader, gives a descriptor that is not open. A null or empty
-// path gives a descriptor that is not open.
+// path gives a descriptor that is not open. When the open itself fails, errno says why.
 FileDescriptor OpenFile(const char* path, FileAccess access);
 // Whether the descriptor is a regular file.
 bool IsRegularFile(int fd);

@@ -5,7 +5,6 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <errno.h>
-#include <fcntl.h>
 #include <link.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -35,61 +34,14 @@ struct DirectoryCloser
 };
 using DirectoryHandle = std::unique_ptr<DIR, DirectoryCloser>;
 
-class Descriptor
-{
-public:
-    explicit Descriptor(int fd) : m_nFd(fd) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor()
-    {
-        if (m_nFd >= 0) ::close(m_nFd);
-    }
-    int Get() const { return m_nFd; }
-    bool IsOpen() const { return m_nFd >= 0; }
-    // Closes now and reports whether the close (the last chance for a write error) succeeded.
-    bool Close()
-    {
-        const int fd = m_nFd;
-        m_nFd = -1;
-        return fd < 0 || ::close(fd) == 0;
-    }
-
-private:
-    int m_nFd;
-};
-
-int openRetrying(const std::string& path, int flags, mode_t mode = 0)
-{
-    int fd;
-    do fd = ::open(path.c_str(), flags | O_CLOEXEC, mode);
-    while (fd < 0 && errno == EINTR);
-    return fd;
-}
-
-bool writeAll(int fd, const char* data, size_t size)
-{
-    while (size > 0)
-    {
-        const ssize_t written = ::write(fd, data, size);
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return false;
-        data += written;
-        size -= static_cast<size_t>(written);
-    }
-    return true;
-}
-
 bool copyBytes(int from, int to)
 {
     char buffer[65536];
     for (;;)
     {
-        const ssize_t got = ::read(from, buffer, sizeof buffer);
-        if (got < 0 && errno == EINTR) continue;
-        if (got < 0) return false;
-        if (got == 0) return true;
-        if (!writeAll(to, buffer, static_cast<size_t>(got))) return false;
+        const long long got = ReadFile(from, buffer, sizeof buffer);
+        if (got <= 0) return got == 0;
+        if (!WriteWhole(to, buffer, static_cast<size_t>(got))) return false;
     }
 }
 
@@ -97,7 +49,9 @@ bool isDirectoryEntry(const std::string& dir, const dirent* entry)
 {
     if (entry->d_type == DT_DIR) return true;
     if (entry->d_type != DT_LNK && entry->d_type != DT_UNKNOWN) return false;
-    struct stat info{};
+    struct stat info
+    {
+    };
     const std::string path = dir + (dir.empty() || dir.back() == '/' ? "" : "/") + entry->d_name;
     return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
@@ -143,7 +97,9 @@ std::string absoluteFile(const char* path)
 
 bool QueryStatus(const std::string& path, FileStatus& status)
 {
-    struct stat info{};
+    struct stat info
+    {
+    };
     if (::stat(nativePath(path).c_str(), &info) != 0) return false;
     status.changeTime = static_cast<long long>(info.st_ctime);
     status.accessTime = static_cast<long long>(info.st_atime);
@@ -163,11 +119,20 @@ bool ReadDirectory(const std::string& dir, std::vector<DirectoryEntry>& entries)
     return true;
 }
 
-bool MakeDirectory(const std::string& path) { return ::mkdir(nativePath(path).c_str(), 0777) == 0; }
+bool MakeDirectory(const std::string& path)
+{
+    return ::mkdir(nativePath(path).c_str(), 0777) == 0;
+}
 
-bool RemoveDirectory(const std::string& path) { return ::rmdir(nativePath(path).c_str()) == 0; }
+bool RemoveDirectory(const std::string& path)
+{
+    return ::rmdir(nativePath(path).c_str()) == 0;
+}
 
-bool RemoveFile(const std::string& path) { return std::remove(nativePath(path).c_str()) == 0; }
+bool RemoveFile(const std::string& path)
+{
+    return std::remove(nativePath(path).c_str()) == 0;
+}
 
 bool RenameFile(const std::string& from, const std::string& to)
 {
@@ -179,9 +144,13 @@ bool CopyFile(const std::string& from, const std::string& to, bool failIfExists)
     const std::string source = nativePath(from);
     const std::string target = nativePath(to);
     FileDescriptor in = OpenFile(source.c_str(), FileAccess::Read);
-    struct stat sourceInfo{};
+    struct stat sourceInfo
+    {
+    };
     if (!in.IsOpen() || ::fstat(in.Get(), &sourceInfo) != 0) return false;
-    struct stat targetInfo{};
+    struct stat targetInfo
+    {
+    };
     if (::stat(target.c_str(), &targetInfo) == 0 && targetInfo.st_dev == sourceInfo.st_dev &&
         targetInfo.st_ino == sourceInfo.st_ino)
         return false;
@@ -191,16 +160,20 @@ bool CopyFile(const std::string& from, const std::string& to, bool failIfExists)
         target.c_str(), failIfExists ? FileAccess::ReadWriteNew : FileAccess::ReadWriteTruncate);
     if (!out.IsOpen()) return false;
     const bool copied = ::fchmod(out.Get(), mode) == 0 && copyBytes(in.Get(), out.Get());
-    if (::close(out.Release()) == 0 && copied) return true;
+    if (out.Close() && copied) return true;
     // The partial copy goes; a symbolic link to it stays.
-    struct stat written{};
-    if (::lstat(target.c_str(), &written) == 0 && S_ISREG(written.st_mode)) ::unlink(target.c_str());
+    struct stat written
+    {
+    };
+    if (::lstat(target.c_str(), &written) == 0 && S_ISREG(written.st_mode))
+        ::unlink(target.c_str());
     return false;
 }
 
 bool CreateFileExclusive(const std::string& path, bool& exists)
 {
-    Descriptor file(openRetrying(nativePath(path), O_WRONLY | O_CREAT | O_EXCL, 0666));
+    errno = 0;  // an empty path fails before any system call
+    const FileDescriptor file = OpenFile(nativePath(path).c_str(), FileAccess::ReadWriteNew);
     exists = !file.IsOpen() && errno == EEXIST;
     return file.IsOpen();
 }
