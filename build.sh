@@ -35,6 +35,7 @@ BENCH_PACKAGES=(
     libpugixml-dev libtinyxml2-dev  # peers of bench_KrMarkup
     libabsl-dev                     # peer of bench_KrHash (absl::flat_hash_map)
     libspdlog-dev                   # peer of bench_KrLogFile
+    libdeflate-dev                  # peer of bench_KrCompress (UnZip)
 )
 CLANG_PACKAGES=(
     clang  # ./build.sh fuzz (libFuzzer) and ./build.sh clang

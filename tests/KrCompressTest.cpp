@@ -269,9 +269,10 @@ TEST(KrCompress, UnZipFailuresMatchUncompress)
     }
 }
 
-// Hand-made streams that the deflate format forbids but a lenient decoder would take: more
-// than 286 length codes or 30 distance codes in a block header, and the unused distance codes
-// 30 and 31. zlib refuses them, and a stream that needs a preset dictionary; so must UnZip.
+// Hand-made streams that the deflate format forbids but a lenient decoder (libdeflate among them)
+// would take: more than 286 length codes or 30 distance codes in a block header, and the unused
+// length codes 286 and 287 and distance codes 30 and 31 of the fixed code. zlib refuses them, and a
+// stream that needs a preset dictionary; so must UnZip.
 TEST(KrCompress, UnZipRefusesWhatZlibRefuses)
 {
     const Bytes data = mixedData(2000, 6);
@@ -332,6 +333,18 @@ TEST(KrCompress, UnZipRefusesWhatZlibRefuses)
         w.fixedLiteral(256);
         return zlibWrap(w.out, Bytes(1 + 200 * 258 + copied, 'a'));
     };
+    // One fixed block: "a", then length symbol `symbol` at distance 1, then the end.
+    const auto reservedLength = [&](int symbol)
+    {
+        BitWriter w;
+        w.bits(1, 1);
+        w.bits(1, 2);
+        w.fixedLiteral('a');
+        w.fixedLiteral(symbol);
+        w.code(0, 5);
+        w.fixedLiteral(256);
+        return zlibWrap(w.out, Bytes(1 + 258, 'a'));
+    };
     // Dynamic block with nlen length codes and ndist distance codes; symbols 'a', 256 and the
     // last two length symbols get 2-bit codes, distance code 0 a 1-bit one. Body: "aa".
     const auto wideHeader = [&](int nlen, int ndist)
@@ -369,9 +382,10 @@ TEST(KrCompress, UnZipRefusesWhatZlibRefuses)
     EXPECT_TRUE(
         krUnZip(longRun(29, 8191, 13, 3), big).result);  // distance 32768 is the farthest allowed
     EXPECT_TRUE(krUnZip(wideHeader(286, 30), 10).result);
-    for (const Bytes& stream :
-         {longRun(30, 0, 14, 3), longRun(31, 0, 14, 3), wideHeader(287, 30), wideHeader(288, 30),
-          wideHeader(286, 31), wideHeader(286, 32), needsDictionary})
+    EXPECT_TRUE(krUnZip(reservedLength(285), big).result);
+    for (const Bytes& stream : {longRun(30, 0, 14, 3), longRun(31, 0, 14, 3), reservedLength(286),
+                                reservedLength(287), wideHeader(287, 30), wideHeader(288, 30),
+                                wideHeader(286, 31), wideHeader(286, 32), needsDictionary})
     {
         expectSameAsZlib(stream, big);
         EXPECT_FALSE(krUnZip(stream, big).result);

@@ -3,6 +3,12 @@
 // strings into the 32-bit codes that stored tables depend on; KrDesEncrypt enciphers and
 // deciphers blocks with DES or two-key triple DES. The compressed and enciphered bytes and the
 // hash values are part of the data format and never change.
+//
+//     unsigned int packedLen = capacity;  // zlib's compressBound(size) is always enough
+//     KrCompress::Zip(packed, packedLen, data, size, 6);
+//     unsigned int expandedLen = size;     // the caller stores size beside the block
+//     KrCompress::UnZip(data, expandedLen, packed, packedLen);
+//     const int code = KrHashCode::FastStringToHashCode(name);
 #pragma once
 
 #include "Base/KrDefs.h"
