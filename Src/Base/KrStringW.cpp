@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "Base/KrCore.h"
-#include "Base/KrToolkit.h"
 #include "KrStringAlgorithms.h"
+#include "KrSystemCharset.h"
 
 namespace KRN
 {
@@ -23,7 +23,7 @@ char16_t asciiLower(char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<ch
 // DEFAULT_CHARSET stands for the system's charset in wide conversions.
 KrTextCodec::Charset resolved(KrTextCodec::Charset charset)
 {
-    return charset == KrTextCodec::DEFAULT_CHARSET ? KrToolkit::GetCurCharset() : charset;
+    return charset == KrTextCodec::DEFAULT_CHARSET ? Detail::SystemCharset() : charset;
 }
 
 // Wide text is UCS-2 in the host's byte order.

@@ -1,6 +1,9 @@
-// The names of the charsets: the iconv name of each code, and the code a name stands for.
+// The names of the charsets: the iconv name of each code, and the code a name stands for; and
+// the charset of the system's code page.
 #include "Base/KrString.h"
 #include "Base/KrTextCodec.h"
+#include "Base/Platform/KrPlatformSystem.h"
+#include "KrSystemCharset.h"
 
 namespace KRN
 {
@@ -88,6 +91,24 @@ KrTextCodec::Charset KrTextCodec::GetCharset(const KrString& name)
         if (test.whole ? upper == test.text : upper.Find(test.text) >= 0) return test.charset;
     }
     return DEFAULT_CHARSET;
+}
+
+KrTextCodec::Charset Detail::SystemCharset()
+{
+    switch (Platform::AnsiCodePage())
+    {
+    case 874: return KrTextCodec::THAI_CHARSET;
+    case 932: return KrTextCodec::SHIFTJIS_CHARSET;
+    case 936: return KrTextCodec::GB2312_CHARSET;
+    case 950: return KrTextCodec::CHINESEBIG5_CHARSET;
+    case 1250: return KrTextCodec::EASTEUROPE_CHARSET;
+    case 1253: return KrTextCodec::GREEK_CHARSET;
+    case 1254: return KrTextCodec::TURKISH_CHARSET;
+    case 1255: return KrTextCodec::HEBREW_CHARSET;
+    case 1256: return KrTextCodec::ARABIC_CHARSET;
+    case 1257: return KrTextCodec::BALTIC_CHARSET;
+    default: return KrTextCodec::DEFAULT_CHARSET;  // 1251, 1252, 949 and 1258 included
+    }
 }
 
 }  // namespace KRN
