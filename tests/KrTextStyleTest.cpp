@@ -5,6 +5,7 @@
 #include <functional>
 #include <iterator>
 #include <random>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,14 +18,16 @@ namespace
 {
 
 // The document the writer builds: one pml: child element a line, CR LF line ends, an empty
-// element for an empty value.
-std::string document(const std::vector<std::pair<const char*, const char*>>& fields)
+// element for an empty value. Names are separated by spaces, values by '|'.
+std::string document(const char* names, const std::string& values)
 {
-    std::string text = "<pml:TextStyle>\r\n";
-    for (const auto& [name, value] : fields)
+    std::istringstream nameList(names), valueList(values + "|");
+    std::string text = "<pml:TextStyle>\r\n", name, value;
+    while (nameList >> name && std::getline(valueList, value, '|'))
     {
-        const std::string tag = std::string("pml:") + name;
-        text += *value ? "<" + tag + ">" + value + "</" + tag + ">\r\n" : "<" + tag + "/>\r\n";
+        const std::string tag = "pml:" + name;
+        text +=
+            value.empty() ? "<" + tag + "/>\r\n" : "<" + tag + ">" + value + "</" + tag + ">\r\n";
     }
     return text + "</pml:TextStyle>\r\n";
 }
@@ -148,43 +151,35 @@ TEST(KrTextStyleTest, EqualityComparesHeightWithToleranceAndTheRestExactly)
 
 TEST(KrTextStyleTest, DefaultAndSampleStylesInBothDialects)
 {
+    const char* const newer =
+        "FaceName Align ForeColor BackColor BackOpaque Height Width Weight IsFixedSize FixedSize "
+        "Angle Bold Italic ItalicAngle StrikeOut Underline Shadow Halo Charset";
+    const char* const older =
+        "FontName Align Bold Italic ItalicAngle Stroke Underline Shadow Outline FontHeight "
+        "FontWidth FontWeight FixedSize FixedTextSize Rotation ForeColor BackColor Transparent";
     const KrTextStyle style;
-    // clang-format off
-    EXPECT_EQ(std::string(style.ToXML(0)), document({
-        {"FaceName", ""}, {"Align", "TopLeft"}, {"ForeColor", "RGB(0,0,0)"},
-        {"BackColor", "RGB(0,0,0)"}, {"BackOpaque", "FALSE"}, {"Height", "6"}, {"Width", "0"},
-        {"Weight", "0"}, {"IsFixedSize", "FALSE"}, {"FixedSize", "0"}, {"Angle", "0"},
-        {"Bold", "FALSE"}, {"Italic", "FALSE"}, {"ItalicAngle", "0.00"}, {"StrikeOut", "FALSE"},
-        {"Underline", "FALSE"}, {"Shadow", "FALSE"}, {"Halo", "FALSE"}, {"Charset", ""}}));
+    EXPECT_EQ(std::string(style.ToXML(0)),
+              document(newer,
+                       "|TopLeft|RGB(0,0,0)|RGB(0,0,0)|FALSE|6|0|0|FALSE|0|0|FALSE|FALSE|"
+                       "0.00|FALSE|FALSE|FALSE|FALSE|"));
     // An empty face name is written as the GBK name of the Song typeface.
-    EXPECT_EQ(std::string(style.ToXML(20031211)), document({
-        {"FontName", "\xCB\xCE\xCC\xE5"}, {"Align", "0"}, {"Bold", "FALSE"}, {"Italic", "FALSE"},
-        {"ItalicAngle", "0.00"}, {"Stroke", "FALSE"}, {"Underline", "FALSE"}, {"Shadow", "FALSE"},
-        {"Outline", "FALSE"}, {"FontHeight", "6"}, {"FontWidth", "0"}, {"FontWeight", "0"},
-        {"FixedSize", "FALSE"}, {"FixedTextSize", "0"}, {"Rotation", "0.00"},
-        {"ForeColor", "RGB(0,0,0)"}, {"BackColor", "RGB(0,0,0)"}, {"Transparent", "TRUE"}}));
-    // clang-format on
+    EXPECT_EQ(std::string(style.ToXML(20031211)),
+              document(older,
+                       "\xCB\xCE\xCC\xE5|0|FALSE|FALSE|0.00|FALSE|FALSE|FALSE|FALSE|6|0|0|"
+                       "FALSE|0|0.00|RGB(0,0,0)|RGB(0,0,0)|TRUE"));
     for (int version : {20031210, 20040101, 20050302, -5})
         EXPECT_EQ(std::string(style.ToXML(version)), "");
     EXPECT_EQ(style.ToXML(20070522), style.ToXML(0));
-
     KrTextStyle sample = sampleStyle();
-    // clang-format off
-    EXPECT_EQ(std::string(sample.ToXML(0)), document({
-        {"FaceName", "Arial &amp; Co"}, {"Align", "Center"}, {"ForeColor", "RGB(1,2,3)"},
-        {"BackColor", "RGB(255,128,0)"}, {"BackOpaque", "TRUE"}, {"Height", "1.25"},
-        {"Width", "0.5"}, {"Weight", "700"}, {"IsFixedSize", "TRUE"}, {"FixedSize", "2.5"},
-        {"Angle", "-12.3"}, {"Bold", "TRUE"}, {"Italic", "FALSE"}, {"ItalicAngle", "15.50"},
-        {"StrikeOut", "FALSE"}, {"Underline", "TRUE"}, {"Shadow", "FALSE"}, {"Halo", "TRUE"},
-        {"Charset", ""}}));
+    EXPECT_EQ(std::string(sample.ToXML(0)),
+              document(newer,
+                       "Arial &amp; Co|Center|RGB(1,2,3)|RGB(255,128,0)|TRUE|1.25|0.5|700|"
+                       "TRUE|2.5|-12.3|TRUE|FALSE|15.50|FALSE|TRUE|FALSE|TRUE|"));
     // Fixed-size text: heights and widths ten times larger.
-    EXPECT_EQ(std::string(sample.ToXML(20031211)), document({
-        {"FontName", "Arial &amp; Co"}, {"Align", "10"}, {"Bold", "TRUE"}, {"Italic", "FALSE"},
-        {"ItalicAngle", "15.50"}, {"Stroke", "FALSE"}, {"Underline", "TRUE"}, {"Shadow", "FALSE"},
-        {"Outline", "TRUE"}, {"FontHeight", "12.5"}, {"FontWidth", "5"}, {"FontWeight", "700"},
-        {"FixedSize", "TRUE"}, {"FixedTextSize", "25"}, {"Rotation", "-12.30"},
-        {"ForeColor", "RGB(1,2,3)"}, {"BackColor", "RGB(255,128,0)"}, {"Transparent", "FALSE"}}));
-    // clang-format on
+    EXPECT_EQ(std::string(sample.ToXML(20031211)),
+              document(older,
+                       "Arial &amp; Co|10|TRUE|FALSE|15.50|FALSE|TRUE|FALSE|TRUE|12.5|5|700|"
+                       "TRUE|25|-12.30|RGB(1,2,3)|RGB(255,128,0)|FALSE"));
     sample.SetAlign(12);  // an alignment without a name is written as an empty element
     EXPECT_NE(std::string(sample.ToXML(0)).find("\r\n<pml:Align/>\r\n"), std::string::npos);
     EXPECT_NE(std::string(sample.ToXML(20031211)).find(">12</pml:Align>"), std::string::npos);
