@@ -45,23 +45,17 @@ TEST(KrColorTableTest, InterColorOverTheLandRun)
     const unsigned int black = KrRGBA(0, 0, 0, 1), white = KrRGBA(255, 255, 255, 2);
     const double big = std::numeric_limits<double>::max();
     // clang-format off
-    const struct { Colors colors; double floor, ceiling, z; unsigned int want; }
-    cases[] = {
+    const Colors bw = {black, white};
+    const struct { Colors colors; double floor, ceiling, z; unsigned int want; } cases[] = {
         {{}, 0, 100, 50, kRed},  // red marks a missing table
         {{KrRGBA(1, 2, 3, 4)}, 0, 100, -1e9, KrRGBA(1, 2, 3, 4)},
-        {{black, white}, 0, 100, 50, KrRGB(127, 127, 127)},  // 127.5 truncated
-        {{black, white}, 0, 100, 100, white},
-        {{black, white}, 0, 100, -1, black},
-        {{black, white}, 0, 100, 0, KrRGB(0, 0, 0)},
-        {{black, white}, 0, 100, 99.9, KrRGB(254, 254, 254)},
+        {bw, 0, 100, 50, grey(127)},  // 127.5 truncated
+        {bw, 0, 100, 100, white}, {bw, 0, 100, -1, black}, {bw, 0, 100, 0, 0},
+        {bw, 0, 100, 99.9, grey(254)}, {bw, 0, 100, kNaN, 0}, {bw, 0, 100, kInf, white},
         {{0, KrRGB(100, 0, 0), KrRGB(100, 200, 0)}, 0, 10, 7.5, KrRGB(100, 100, 0)},
-        {{black, white}, 0, 100, kNaN, KrRGB(0, 0, 0)},
-        {{black, white}, 0, 100, kInf, white},
-        {{black, white}, 100, 0, 50, black},  // floor above ceiling: every z is outside
-        {{black, white}, -1e308, 1e308, 1e308 * 0.99, KrRGB(0, 0, 0)},  // the range overflows
-        {{black, white}, -big, big, 1.0, KrRGB(0, 0, 0)},
-        {{black, white}, 0, 1e-310, 5e-311, KrRGB(127, 127, 127)},
-        {{black, white}, kNaN, kNaN, 3, KrRGB(0, 0, 0)}};
+        {bw, 100, 0, 50, black},  // floor above ceiling: every z is outside
+        {bw, -1e308, 1e308, 1e308 * 0.99, 0},  // the range overflows
+        {bw, -big, big, 1.0, 0}, {bw, 0, 1e-310, 5e-311, grey(127)}, {bw, kNaN, kNaN, 3, 0}};
     // clang-format on
     for (const auto& c : cases)
     {

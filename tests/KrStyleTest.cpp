@@ -130,7 +130,7 @@ TEST(KrStyleTest, EachComparisonLooksAtItsOwnFields)
     }
 }
 
-TEST(KrStyleTest, BinaryLayoutsOfEveryForm)
+TEST(KrStyleTest, EachFormWritesItsBytesAndReadsThemBack)
 {
     KrStyle style = sampleStyle();
     // Marker: style, size 24, angle -15. Line: style, width 3, colour. Fill: style, fore and back
@@ -141,25 +141,47 @@ TEST(KrStyleTest, BinaryLayoutsOfEveryForm)
                         0x30, 0, 50, 2, 0xC7, 0x01, 0xFE, 0xFF, 0x2C, 0x01};
     EXPECT_EQ(savedBytes([&](KrStream& s) { EXPECT_TRUE(style.SaveAll(s)); }),
               concat({marker, line, fill}));
+    // Forms 0-2 after their count; any other writes a zero count and reads nothing.
     const Bytes forms[] = {concat({{16, 0, 0, 0}, marker, Bytes(line.begin() + 8, line.end())}),
                            concat({{12, 0, 0, 0}, line}),
                            concat({{32, 0, 0, 0}, line, fill}),
                            {0, 0, 0, 0}};
-    for (int type = 0; type < 4; ++type)
+    KrStyle expected = style;
+    expected.SetLineColor(KrRGB(1, 2, 3));  // alpha bytes are not stored
+    expected.SetFillBackColor(KrRGB(16, 32, 48));
+    for (int type = -1; type < 4; ++type)
     {
-        EXPECT_EQ(savedBytes([&](KrStream& s)
-                             { EXPECT_EQ(style.Save(s, type), int(forms[type].size()) - 4); }),
-                  forms[type])
-            << type;
+        SCOPED_TRACE(type);
+        const Bytes& want = forms[type < 0 ? 3 : type];
+        Bytes form =
+            savedBytes([&](KrStream& s) { EXPECT_EQ(style.Save(s, type), int(want.size()) - 4); });
+        EXPECT_EQ(form, want);
+        KrMemoryStream in;
+        int count = -1;
+        openLoad(in, form) >> count;
+        KrStyle loaded;
+        EXPECT_EQ(loaded.Load(in, type), count);
+        EXPECT_TRUE(in.GetPosition() == 4u + count && in.GetStatus() == KrStreamOK);
+        const bool none = type < 0 || type > 2;  // nothing read: still the default style
+        const bool same =
+            KrStyle::IsSameDimensionStyle(loaded, none ? KrStyle() : expected, none ? 9 : type);
+        EXPECT_TRUE(same && (type != 2 || KrStyle::IsSameLineStyle(loaded, expected)));
     }
-    // A transparent back is written as all ones.
+    // A transparent back is written as all ones, but reading clears the alpha byte before it
+    // looks for all ones: it loads back as opaque white.
     style.SetFillBackOpaque(0);
     EXPECT_EQ(savedBytes([&](KrStream& s) { style.SaveAll(s); })[32], 0xFF);
-    const Bytes region = savedBytes([&](KrStream& s) { style.Save(s, 2); });
+    Bytes region = savedBytes([&](KrStream& s) { style.Save(s, 2); });
     EXPECT_EQ(Bytes(region.begin() + 24, region.begin() + 28), Bytes(4, 0xFF));
+    KrMemoryStream in;
+    KrStyle loaded;
+    int count = 0;
+    openLoad(in, region) >> count;
+    EXPECT_EQ(loaded.Load(in, 2), count);
+    EXPECT_TRUE(loaded.GetFillBackColor() == 0xFFFFFFu && loaded.GetFillBackOpaque() == 1);
 }
 
-TEST(KrStyleTest, LoadingReadsEachFormAndKeepsWhatDidNotArrive)
+TEST(KrStyleTest, LoadAllTakesEitherRecordAndKeepsWhatDidNotArrive)
 {
     Bytes bytes = savedBytes([](KrStream& s) { sampleStyle().SaveAll(s); });
     // LoadAll takes the older 36-byte record or the whole 44; less is refused.
@@ -189,27 +211,6 @@ TEST(KrStyleTest, LoadingReadsEachFormAndKeepsWhatDidNotArrive)
         EXPECT_EQ(style.GetFillForeColor(),
                   length >= 32 ? KrRGB(189, 235, 255) : KrRGBA(9, 9, 9, 9));
         EXPECT_EQ(style.GetMarkerStyle(), length >= 4 ? 7 : 0);
-    }
-    // Load reads what Save wrote after the count, for each form; a transparent back as white.
-    KrStyle source = sampleStyle(), expected = source;
-    source.SetFillBackOpaque(0);
-    expected.SetLineColor(KrRGB(1, 2, 3));  // alpha bytes are not stored
-    expected.SetFillBackColor(KrRGB(255, 255, 255));
-    for (int type = -1; type < 4; ++type)
-    {
-        SCOPED_TRACE(type);
-        Bytes form = savedBytes([&](KrStream& s) { source.Save(s, type); });
-        KrMemoryStream in;
-        int count = -1;
-        openLoad(in, form) >> count;
-        KrStyle loaded;
-        EXPECT_EQ(loaded.Load(in, type), count);
-        EXPECT_EQ(in.GetPosition(), 4u + count);
-        EXPECT_EQ(in.GetStatus(), KrStreamOK);
-        const bool none = type < 0 || type > 2;  // nothing read: still the default style
-        const bool same =
-            KrStyle::IsSameDimensionStyle(loaded, none ? KrStyle() : expected, none ? 9 : type);
-        EXPECT_TRUE(same && (type != 2 || KrStyle::IsSameLineStyle(loaded, expected)));
     }
 }
 

@@ -108,17 +108,12 @@ TEST(KrTextStyleTest, StyleWordPacksFlagsAlignmentWeightAndFixedSize)
 
 TEST(KrTextStyleTest, WeightAndFixedSizeReadBackFromTheirBytes)
 {
-    // clang-format off
-    const struct { int weight; int read; } weights[] = {
-        {0, 0}, {100, 100}, {400, 400}, {700, 700}, {900, 900}, {32, 0}, {33, 100}, {250, 300}};
-    // clang-format on
-    for (const auto& c : weights)
-    {
-        KrTextStyle style;
-        style.SetWeight(c.weight);
-        EXPECT_EQ(style.GetWeight(), c.read) << c.weight;
-    }
     KrTextStyle style;
+    for (const auto& [weight, read] : {std::pair{0, 0}, {32, 0}, {33, 100}, {250, 300}, {900, 900}})
+    {
+        style.SetWeight(weight);
+        EXPECT_EQ(style.GetWeight(), read) << weight;
+    }
     style.SetSizeForFixed(2.46);
     EXPECT_EQ(style.GetSizeForFixed(), 2.5);
     style.SetStyle(-1);
