@@ -93,7 +93,7 @@ void reverseInPlace(KrColorset& set)
     if (data != nullptr) std::reverse(data, data + set.GetSize());
 }
 
-// The process-wide generator's draw in the 0 to 32767 range the formulas assume.
+// A draw of the library's generator in the 0 to 32767 range the formulas assume.
 int draw15()
 {
     return Platform::NextRandom() % 32768;

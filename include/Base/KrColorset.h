@@ -2,7 +2,8 @@
 // linear gradient between two colours, a gradient through stops, 27 stock gradients and random
 // sets. Size, access and editing are those of KrArray<unsigned int>.
 //   KrColorset ramp; ramp.MakeStockGradient(64, QZ_STOCK_TERRAIN, 0); unsigned int c = ramp[10];
-// Sets lock nothing; the random generators share the process-wide rand() state.
+// Sets lock nothing. The random generators draw from the library's own generator: the numbers
+// srand(seed)/rand() would give, without moving the caller's rand() sequence.
 #pragma once
 
 #include "Base/KrArray.h"
@@ -88,15 +89,15 @@ public:
 
     // Random colours drawn inside the colour box of a stock gradient: each channel between the
     // smallest and largest value that channel takes in the style's colours (style 0 gives
-    // greys). Styles outside 0 to 26 behave as 13. reverse reverses the run. Reseeds rand() from
-    // the clock, as MakeRandom does.
+    // greys). Styles outside 0 to 26 behave as 13. reverse reverses the run. Reseeds the generator
+    // from the clock, as MakeRandom does.
     int MakeStockRandom(int count, int style, unsigned char reverse);
-    // Seeds rand() with the current time (in seconds), draws r and makes the stock random
+    // Seeds the generator with the current time (in seconds), draws r and makes the stock random
     // scheme r % 27, reversed when that number is odd. Two calls within one second therefore
     // give the same colours.
     int MakeRandom(int count);
-    // Seeds rand() with the current time, then each entry draws red, green and blue in that
-    // order, each low + truncate(|high - low| * (rand() % 32768) / 32767.0). With grey set all
+    // Seeds the generator with the current time, then each entry draws red, green and blue in
+    // that order, each low + truncate(|high - low| * (rand() % 32768) / 32767.0). With grey set all
     // three components take the red draw. Note: with low above high a channel can reach past
     // high and wraps modulo 256.
     int MakeRandom(int count, unsigned char redLow, unsigned char redHigh, unsigned char greenLow,

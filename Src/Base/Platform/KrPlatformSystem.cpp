@@ -5,9 +5,11 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <mutex>
 #include <string>
 
 namespace KRN::Platform
@@ -105,14 +107,40 @@ bool QueryMemory(MemoryFigures& figures)
     return true;
 }
 
+namespace
+{
+// glibc's rand() is random() over a 128-byte state; the same generator on a state of our own gives
+// the same numbers for the same seed without moving the process's rand() sequence.
+struct PrivateGenerator
+{
+    std::mutex lock;
+    char state[128] = {};
+    random_data data = {};
+
+    PrivateGenerator() { initstate_r(1, state, sizeof state, &data); }
+};
+
+PrivateGenerator& generator()
+{
+    static PrivateGenerator instance;
+    return instance;
+}
+}  // namespace
+
 void SeedRandom(unsigned int seed)
 {
-    std::srand(seed);
+    PrivateGenerator& g = generator();
+    std::lock_guard<std::mutex> guard(g.lock);
+    srandom_r(seed, &g.data);
 }
 
 int NextRandom()
 {
-    return std::rand();
+    PrivateGenerator& g = generator();
+    std::lock_guard<std::mutex> guard(g.lock);
+    int32_t value = 0;
+    random_r(&g.data, &value);
+    return value;
 }
 
 long long SecondsSinceEpoch()

@@ -38,8 +38,9 @@ struct MemoryFigures
 };
 bool QueryMemory(MemoryFigures& figures);
 
-// The C library's process-wide pseudo-random sequence (srand/rand), shared with every other
-// user of it in the process, and the wall clock in whole seconds since 1970.
+// The library's own pseudo-random sequence: the numbers srand(seed)/rand() would give, drawn from
+// a private state so that the caller's rand() sequence is left alone; and the wall clock in whole
+// seconds since 1970.
 void SeedRandom(unsigned int seed);
 int NextRandom();  // 0 to RAND_MAX, at least 32767
 long long SecondsSinceEpoch();
