@@ -230,8 +230,7 @@ void setCommon(benchmark::State& state, const std::string& text, size_t peak, lo
     state.counters["elems"] = static_cast<double>(elements);
     if (elements > 0)
         state.counters["B/elem_over_text"] =
-            (static_cast<double>(peak) - copied) /
-            static_cast<double>(elements);
+            (static_cast<double>(peak) - copied) / static_cast<double>(elements);
 }
 
 // ---- parsing ---------------------------------------------------------------------------------
@@ -413,12 +412,12 @@ void ReparseOf20MB_ZoBase(benchmark::State& state)
 }  // namespace
 
 // One parse case: ZoBase and each peer present on the same input.
-#define ZOBASE_PARSE_CASE(label, which, unit) \
+#define ZOBASE_PARSE_CASE(label, which, unit)                               \
     BENCHMARK(Parse_ZoBase)->Name(label "/ZoBase")->Arg(which)->Unit(unit); \
-    PUGIXML_PARSE_CASE(label, which, unit) \
+    PUGIXML_PARSE_CASE(label, which, unit)                                  \
     TINYXML2_PARSE_CASE(label, which, unit)
 #ifdef ZOBASE_BENCH_PUGIXML
-#define PUGIXML_PARSE_CASE(label, which, unit) \
+#define PUGIXML_PARSE_CASE(label, which, unit)                                \
     BENCHMARK(Parse_pugixml)->Name(label "/pugixml")->Arg(which)->Unit(unit); \
     BENCHMARK(Parse_pugixmlInPlace)->Name(label "/pugixml_inplace")->Arg(which)->Unit(unit);
 #else

@@ -142,7 +142,8 @@ void copyText(KrString& target, const char* text)
 {
     std::string& bytes = target;
     const std::less_equal<const char*> notAfter;
-    if (text != nullptr && notAfter(bytes.data(), text) && notAfter(text, bytes.data() + bytes.size()))
+    if (text != nullptr && notAfter(bytes.data(), text) &&
+        notAfter(text, bytes.data() + bytes.size()))
     {
         target = text;  // part of the target itself
         return;
