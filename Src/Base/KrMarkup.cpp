@@ -264,11 +264,12 @@ unsigned char KrMarkup::Load(const char* path)
         m_strError = kCannotOpen;
         return 0;
     }
-    std::string bytes(static_cast<size_t>(size), '\0');
+    // Read straight into the document: a large file is not copied a second time.
+    std::string& bytes = m_strDoc;
+    bytes.assign(static_cast<size_t>(size), '\0');
     if (size > 0) file.Load(&bytes[0], static_cast<unsigned int>(size));
     // A file that shrank since its size was taken gives what could still be read.
     bytes.resize(static_cast<size_t>(file.GetPosition()));
-    assignBytes(m_strDoc, bytes);
     m_strError.Format("%d bytes", static_cast<int>(size));
     return x_ParseDoc() ? 1 : 0;
 }
@@ -509,8 +510,6 @@ int KrMarkup::x_ParseElem(int parent)
     int scan = entry(parent).nEndL;
     int current = parent;  // the element whose content is being read
     int previous = 0;      // its last completed child
-    // Names of the open elements, innermost last, for matching their end tags.
-    std::vector<OpenName> open;
     // Any other end tag: '/', then a name token, then tokens up to an unquoted '>'. Returns the
     // failure message, or null with right set to the '>'.
     auto checkEndTag = [d](int left, const OpenName& name, int& right) -> const char*
@@ -559,17 +558,19 @@ int KrMarkup::x_ParseElem(int parent)
         if (first == '/')
         {
             if (current == parent) return 0;
-            entry(current).nEndL = left;
-            const OpenName& name = open.back();
+            PosEntry& closed = entry(current);
+            closed.nEndL = left;
+            // While an element is open its nEndR holds where its name ends.
+            int nameAt = closed.nStartL + 1;
+            while (isSpace(d[nameAt])) ++nameAt;
+            const OpenName name{nameAt, closed.nEndR - nameAt};
             int right = plainEndTag(d, left, d + name.offset, name.length);
             if (right < 0)
             {
                 const char* failure = checkEndTag(left, name, right);
                 if (failure != nullptr) return x_ParseError(failure, x_GetTagName(current));
             }
-            PosEntry& closed = entry(current);
             closed.nEndR = right;
-            open.pop_back();
             if (closed.iParent == parent) return current;
             previous = current;
             current = closed.iParent;
@@ -587,7 +588,7 @@ int KrMarkup::x_ParseElem(int parent)
         e.nStartL = left;
         e.nStartR = right;
         e.nEndL = empty ? right - 1 : right + 1;
-        e.nEndR = empty ? right : 0;
+        e.nEndR = empty ? right : nameEnd;
         e.nReserved = PosLinked;
         e.iParent = current;
         e.iFirstChild = 0;
@@ -609,7 +610,6 @@ int KrMarkup::x_ParseElem(int parent)
         {
             current = index;
             previous = 0;
-            open.push_back(OpenName{nameStart, nameEnd - nameStart});
         }
     }
 }
