@@ -507,6 +507,7 @@ int KrMarkup::x_ParseElem(int parent)
 {
     const char* d = m_strDoc.c_str();
     ZeroBoundedText text(d, m_strDoc.size(), m_bTextZeroFree);
+    m_bTextZeroFree = false;  // good for this parse only
     int scan = entry(parent).nEndL;
     int current = parent;  // the element whose content is being read
     int previous = 0;      // its last completed child
