@@ -1,8 +1,9 @@
-// KrMarkup against pugixml (load_buffer) and tinyxml2 (Parse) on the same inputs: two generated
-// 20 MB documents, one nested 10,000 deep and the largest XML file installed under /usr/share.
-// Each parse case reports MB/s and, from one extra parse outside the timing, the peak heap use
-// and the bytes per element beyond the text. Navigation over 100,000 children and one
-// AddChildElem into a 20 MB document are timed too.
+// KrMarkup against pugixml (load_buffer, and load_buffer_inplace as "pugixml_inplace") and
+// tinyxml2 (Parse) on the same inputs: two generated 20 MB documents, the attribute-heavy one also
+// at 2 MB and 200 MB to show how the speed holds as documents grow, two nested 10,000 deep and the
+// largest XML file installed under /usr/share. Each parse case reports MB/s and, from one extra
+// parse outside the timing, the peak heap use and the bytes per element beyond the text.
+// Navigation over 100,000 children and one AddChildElem into a 20 MB document are timed too.
 #include <benchmark/benchmark.h>
 
 #include <cstdlib>
@@ -93,11 +94,11 @@ size_t peakDuring(Fn fn)
 
 // ---- inputs ----------------------------------------------------------------------------------
 
-std::string attributeHeavy()
+std::string attributeHeavy(size_t megabytes)
 {
     std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<features>\r\n";
-    text.reserve(21u << 20);
-    for (int i = 0; text.size() < (20u << 20); ++i)
+    text.reserve((megabytes + 1) << 20);
+    for (int i = 0; text.size() < (megabytes << 20); ++i)
     {
         text += "  <feature id=\"" + std::to_string(i) + "\" name=\"road " +
                 std::to_string(i % 977) + "\" kind=\"primary\" x=\"" +
@@ -126,11 +127,11 @@ std::string textHeavy()
     return text + "</book>\r\n";
 }
 
-std::string nested()
+std::string nested(const std::string& name)
 {
     std::string text;
-    for (int i = 0; i < 10000; ++i) text += "<level d=\"" + std::to_string(i) + "\">";
-    for (int i = 0; i < 10000; ++i) text += "</level>";
+    for (int i = 0; i < 10000; ++i) text += "<" + name + " d=\"" + std::to_string(i) + "\">";
+    for (int i = 0; i < 10000; ++i) text += "</" + name + ">";
     return text;
 }
 
@@ -167,29 +168,51 @@ std::string largestInstalledXml(std::string& path)
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
+// Which generated text a case parses.
+enum Corpus
+{
+    kAttributes20MB,
+    kText20MB,
+    kNestedLevel,
+    kInstalled,
+    kAttributes2MB,
+    kAttributes200MB,
+    kNestedShort,
+    kCorpusCount
+};
+
 const std::string& corpus(int which)
 {
-    static std::string texts[4];
-    static bool made[4] = {};
+    static std::string texts[kCorpusCount];
+    static bool made[kCorpusCount] = {};
     if (!made[which])
     {
         static std::string installedPath;
         switch (which)
         {
-            case 0:
-                texts[0] = attributeHeavy();
+            case kAttributes20MB:
+                texts[which] = attributeHeavy(20);
                 break;
-            case 1:
-                texts[1] = textHeavy();
+            case kText20MB:
+                texts[which] = textHeavy();
                 break;
-            case 2:
-                texts[2] = nested();
+            case kNestedLevel:
+                texts[which] = nested("level");
                 break;
-            case 3:
-                texts[3] = largestInstalledXml(installedPath);
+            case kInstalled:
+                texts[which] = largestInstalledXml(installedPath);
                 if (!installedPath.empty())
                     std::printf("largest installed XML: %s (%zu bytes)\n", installedPath.c_str(),
-                                texts[3].size());
+                                texts[which].size());
+                break;
+            case kAttributes2MB:
+                texts[which] = attributeHeavy(2);
+                break;
+            case kAttributes200MB:
+                texts[which] = attributeHeavy(200);
+                break;
+            case kNestedShort:
+                texts[which] = nested("n");
                 break;
         }
         made[which] = true;
@@ -197,15 +220,17 @@ const std::string& corpus(int which)
     return texts[which];
 }
 
-void setCommon(benchmark::State& state, const std::string& text, size_t peak, long elements)
+// textInPeak: whether the parser keeps its own copy of the text, counted in peak.
+void setCommon(benchmark::State& state, const std::string& text, size_t peak, long elements,
+               bool textInPeak = true)
 {
+    const double copied = textInPeak ? static_cast<double>(text.size()) : 0.0;
     state.SetBytesProcessed(static_cast<int64_t>(text.size()) * state.iterations());
     state.counters["peak_MB"] = static_cast<double>(peak) / (1 << 20);
     state.counters["elems"] = static_cast<double>(elements);
     if (elements > 0)
         state.counters["B/elem_over_text"] =
-            (static_cast<double>(peak) - static_cast<double>(text.size())) /
-            static_cast<double>(elements);
+            (static_cast<double>(peak) - copied) / static_cast<double>(elements);
 }
 
 // ---- parsing ---------------------------------------------------------------------------------
@@ -230,6 +255,23 @@ void pugiFree(void* p)
     countedFree(p);
 }
 
+long pugiElementCount(const pugi::xml_document& doc)
+{
+    long elements = 0;
+    for (pugi::xml_node n = doc.first_child(); n;)
+    {
+        if (n.type() == pugi::node_element) ++elements;
+        if (n.first_child())
+            n = n.first_child();
+        else
+        {
+            while (n && !n.next_sibling()) n = n.parent();
+            if (n) n = n.next_sibling();
+        }
+    }
+    return elements;
+}
+
 void Parse_pugixml(benchmark::State& state)
 {
     const std::string& text = corpus(static_cast<int>(state.range(0)));
@@ -241,17 +283,7 @@ void Parse_pugixml(benchmark::State& state)
         {
             pugi::xml_document doc;
             doc.load_buffer(text.data(), text.size());
-            for (pugi::xml_node n = doc.first_child(); n;)
-            {
-                if (n.type() == pugi::node_element) ++elements;
-                if (n.first_child())
-                    n = n.first_child();
-                else
-                {
-                    while (n && !n.next_sibling()) n = n.parent();
-                    if (n) n = n.next_sibling();
-                }
-            }
+            elements = pugiElementCount(doc);
         });
     for (auto _ : state)
     {
@@ -259,6 +291,33 @@ void Parse_pugixml(benchmark::State& state)
         benchmark::DoNotOptimize(doc.load_buffer(text.data(), text.size()).status);
     }
     setCommon(state, text, peak, elements);
+    pugi::set_memory_management_functions(std::malloc, std::free);
+}
+
+// The parse rewrites its buffer, so each one gets a fresh copy, made outside the timing.
+void Parse_pugixmlInPlace(benchmark::State& state)
+{
+    const std::string& text = corpus(static_cast<int>(state.range(0)));
+    if (text.empty()) return state.SkipWithError("no installed XML file found");
+    std::string buffer = text;
+    pugi::set_memory_management_functions(countedAlloc, pugiFree);
+    long elements = 0;
+    const size_t peak = peakDuring(
+        [&]
+        {
+            pugi::xml_document doc;
+            doc.load_buffer_inplace(&buffer[0], buffer.size());
+            elements = pugiElementCount(doc);
+        });
+    for (auto _ : state)
+    {
+        state.PauseTiming();
+        std::memcpy(&buffer[0], text.data(), text.size());
+        state.ResumeTiming();
+        pugi::xml_document doc;
+        benchmark::DoNotOptimize(doc.load_buffer_inplace(&buffer[0], buffer.size()).status);
+    }
+    setCommon(state, text, peak, elements, false);
     pugi::set_memory_management_functions(std::malloc, std::free);
 }
 #endif
@@ -337,7 +396,7 @@ void Navigate100kChildren_tinyxml2(benchmark::State& state)
 // One splice and an offset walk, next to what a full parse of the same document costs.
 void AddChildElemInto20MB_ZoBase(benchmark::State& state)
 {
-    KrMarkup markup(corpus(0).c_str());
+    KrMarkup markup(corpus(kAttributes20MB).c_str());
     markup.FindElem();
     markup.FindChildElem();  // the first child: every later element moves
     for (auto _ : state) benchmark::DoNotOptimize(markup.InsertChildElem("added", "x"));
@@ -347,48 +406,37 @@ void AddChildElemInto20MB_ZoBase(benchmark::State& state)
 void ReparseOf20MB_ZoBase(benchmark::State& state)
 {
     KrMarkup markup;
-    for (auto _ : state) benchmark::DoNotOptimize(markup.SetDoc(corpus(0).c_str()));
+    for (auto _ : state) benchmark::DoNotOptimize(markup.SetDoc(corpus(kAttributes20MB).c_str()));
 }
 
 }  // namespace
 
-BENCHMARK(Parse_ZoBase)->Name("ParseAttributes20MB/ZoBase")->Arg(0)->Unit(benchmark::kMillisecond);
+// One parse case: ZoBase and each peer present on the same input.
+#define ZOBASE_PARSE_CASE(label, which, unit)                               \
+    BENCHMARK(Parse_ZoBase)->Name(label "/ZoBase")->Arg(which)->Unit(unit); \
+    PUGIXML_PARSE_CASE(label, which, unit)                                  \
+    TINYXML2_PARSE_CASE(label, which, unit)
 #ifdef ZOBASE_BENCH_PUGIXML
-BENCHMARK(Parse_pugixml)
-    ->Name("ParseAttributes20MB/pugixml")
-    ->Arg(0)
-    ->Unit(benchmark::kMillisecond);
+#define PUGIXML_PARSE_CASE(label, which, unit)                                \
+    BENCHMARK(Parse_pugixml)->Name(label "/pugixml")->Arg(which)->Unit(unit); \
+    BENCHMARK(Parse_pugixmlInPlace)->Name(label "/pugixml_inplace")->Arg(which)->Unit(unit);
+#else
+#define PUGIXML_PARSE_CASE(label, which, unit)
 #endif
 #ifdef ZOBASE_BENCH_TINYXML2
-BENCHMARK(Parse_tinyxml2)
-    ->Name("ParseAttributes20MB/tinyxml2")
-    ->Arg(0)
-    ->Unit(benchmark::kMillisecond);
+#define TINYXML2_PARSE_CASE(label, which, unit) \
+    BENCHMARK(Parse_tinyxml2)->Name(label "/tinyxml2")->Arg(which)->Unit(unit);
+#else
+#define TINYXML2_PARSE_CASE(label, which, unit)
 #endif
-BENCHMARK(Parse_ZoBase)->Name("ParseText20MB/ZoBase")->Arg(1)->Unit(benchmark::kMillisecond);
-#ifdef ZOBASE_BENCH_PUGIXML
-BENCHMARK(Parse_pugixml)->Name("ParseText20MB/pugixml")->Arg(1)->Unit(benchmark::kMillisecond);
-#endif
-#ifdef ZOBASE_BENCH_TINYXML2
-BENCHMARK(Parse_tinyxml2)->Name("ParseText20MB/tinyxml2")->Arg(1)->Unit(benchmark::kMillisecond);
-#endif
-BENCHMARK(Parse_ZoBase)->Name("ParseNested10000/ZoBase")->Arg(2)->Unit(benchmark::kMicrosecond);
-#ifdef ZOBASE_BENCH_PUGIXML
-BENCHMARK(Parse_pugixml)->Name("ParseNested10000/pugixml")->Arg(2)->Unit(benchmark::kMicrosecond);
-#endif
-#ifdef ZOBASE_BENCH_TINYXML2
-BENCHMARK(Parse_tinyxml2)->Name("ParseNested10000/tinyxml2")->Arg(2)->Unit(benchmark::kMicrosecond);
-#endif
-BENCHMARK(Parse_ZoBase)->Name("ParseInstalledXml/ZoBase")->Arg(3)->Unit(benchmark::kMillisecond);
-#ifdef ZOBASE_BENCH_PUGIXML
-BENCHMARK(Parse_pugixml)->Name("ParseInstalledXml/pugixml")->Arg(3)->Unit(benchmark::kMillisecond);
-#endif
-#ifdef ZOBASE_BENCH_TINYXML2
-BENCHMARK(Parse_tinyxml2)
-    ->Name("ParseInstalledXml/tinyxml2")
-    ->Arg(3)
-    ->Unit(benchmark::kMillisecond);
-#endif
+
+ZOBASE_PARSE_CASE("ParseAttributes2MB", kAttributes2MB, benchmark::kMillisecond)
+ZOBASE_PARSE_CASE("ParseAttributes20MB", kAttributes20MB, benchmark::kMillisecond)
+ZOBASE_PARSE_CASE("ParseAttributes200MB", kAttributes200MB, benchmark::kMillisecond)
+ZOBASE_PARSE_CASE("ParseText20MB", kText20MB, benchmark::kMillisecond)
+ZOBASE_PARSE_CASE("ParseNested10000", kNestedLevel, benchmark::kMicrosecond)
+ZOBASE_PARSE_CASE("ParseDeep10000", kNestedShort, benchmark::kMicrosecond)
+ZOBASE_PARSE_CASE("ParseInstalledXml", kInstalled, benchmark::kMillisecond)
 BENCHMARK(Navigate100kChildren_ZoBase)
     ->Name("Navigate100kChildren/ZoBase")
     ->Unit(benchmark::kMicrosecond);

@@ -76,6 +76,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const std::string document(reinterpret_cast<const char*>(data) + 1, documentLength);
     KrMarkup markup(document.c_str());
     check(markup, -1);
+    // A reader that held earlier inputs, and so has room to spare, reads this one alike.
+    static KrMarkup reused;
+    reused.SetDoc(document.c_str());
+    if (reused.GetDoc() != markup.GetDoc() || reused.GetError() != markup.GetError() ||
+        reused.IsWellFormed() != markup.IsWellFormed())
+    {
+        std::fprintf(stderr, "reused reader differs\ndocument: [%s]\n", markup.GetDoc().Cstr());
+        std::abort();
+    }
+    check(reused, -1);
     Driver in(data + 1 + documentLength, size - 1 - documentLength);
     for (int step = 0; step < 64 && in.More(); ++step)
     {

@@ -50,14 +50,18 @@ std::string repeat(const std::string& piece, int count)
 TEST(KrMarkupTest, ParseResultsAndMessages)
 {
     const std::tuple<std::string, bool, const char*, const char*> cases[] = {
-        {"", false, "", ""}, {"<a><b/></a><c/>", true, "", "a(b)"},
+        {"", false, "", ""},
+        {"<a><b/></a><c/>", true, "", "a(b)"},
         {"<?xml version=\"1.0\"?>\r\n<!-- c --><r>t<x a=\"1\"/><!DOCTYPE q [<!ENTITY e "
          "\"x>\">]><y></y ></r>",
          true, "", "r(x y)"},
-        {"<a><![CDATA[</a><b/>]]></a>", true, "", "a"}, {"</a><b/>", false, "", ""},
+        {"<a><![CDATA[</a><b/>]]></a>", true, "", "a"},
+        {"</a><b/>", false, "", ""},
         {"<\t!DOCTYPE r><r>< ?pi?><a/></r>", true, "", "r(a)"},
-        {"abc", false, "Element tag not found", ""}, {"<", false, "Abrupt end within tag", ""},
-        {"<'a'/>", false, "Tag starts with quote", ""}, {"<a><?pi </a>", false, "Invalid node", ""},
+        {"abc", false, "Element tag not found", ""},
+        {"<", false, "Abrupt end within tag", ""},
+        {"<'a'/>", false, "Tag starts with quote", ""},
+        {"<a><?pi </a>", false, "Invalid node", ""},
         {"<!-- open <a/>", false, "Invalid node", ""},
         {"<a><![CDATA[ open </a>", false, "Invalid node", ""},
         {"<a x='1'", false, "End of tag not found", ""},
@@ -70,6 +74,10 @@ TEST(KrMarkupTest, ParseResultsAndMessages)
         {"<a><b></", false, "End tag not completed for element b", ""},
         {"<a></a '>'", false, "End tag not completed for element a", ""},
         {std::string("<a>\0<b/></a>", 12), false, "Element tag not found", ""},
+        {"<a><b></ b ></a>", true, "", "a(b)"},  // blanks around an end tag's name
+        {"<a></ab>", false, "End tag does not correspond to a", ""},
+        {"<ab></a>", false, "End tag does not correspond to ab", ""},
+        {"<a></a x='>'>", true, "", "a"},
     };
     ScratchDir dir;
     for (const auto& [doc, wellFormed, error, tree] : cases)
@@ -84,6 +92,68 @@ TEST(KrMarkupTest, ParseResultsAndMessages)
         EXPECT_EQ(outline(m), tree) << doc;
         EXPECT_EQ(m.GetDoc().size(), doc.size());
     }
+}
+
+// Long texts are read a block at a time; what the parse sees may not depend on where a tag, or
+// a zero byte that ends the text early, falls against those blocks.
+TEST(KrMarkupTest, LongTextsParseAlikeWhereverTagsAndZerosFall)
+{
+    struct Case
+    {
+        const char* tail;  // follows the padding; '#' stands for a zero byte
+        const char* error;
+        const char* tree;
+    };
+    const Case cases[] = {
+        {"<a x='1'/></r>", "", "r(a)"},
+        {"#<a/></r>", "Element tag not found", ""},
+        {"<a x='#'/></r>", "End of tag not found", ""},
+        {"<a/>#</r>", "Element tag not found", ""},
+        {"<a/></r>#<b/>", "", "r(a)"},
+    };
+    ScratchDir dir;
+    KrMarkup reused;
+    for (const int block : {16384, 32768})
+    {
+        for (int shift = -12; shift <= 12; ++shift)
+        {
+            for (const Case& c : cases)
+            {
+                std::string doc = "<r>" + std::string(block + shift, ' ') + c.tail;
+                for (char& byte : doc)
+                    if (byte == '#') byte = '\0';
+                writeFile(dir.path("doc.xml"), doc);
+                KrMarkup loaded;
+                loaded.Load(dir.path("doc.xml").c_str());
+                const std::string where = c.tail + std::string(" at ") + std::to_string(shift);
+                const std::string bytes = std::to_string(doc.size()) + " bytes";
+                EXPECT_EQ(std::string(loaded.GetError()), *c.error ? bytes + ", " + c.error : bytes)
+                    << where;
+                EXPECT_EQ(outline(loaded), c.tree) << where;
+                // Through SetDoc the text ends at its first zero, whatever the reader held before.
+                const std::string text = doc.c_str();
+                reused.SetDoc(text.c_str());
+                KrMarkup fresh(text.c_str());
+                EXPECT_EQ(reused.GetDoc(), text) << where;
+                EXPECT_EQ(std::string(reused.GetError()), std::string(fresh.GetError())) << where;
+                EXPECT_EQ(outline(reused), outline(fresh)) << where;
+            }
+        }
+    }
+}
+
+TEST(KrMarkupTest, SetDocAcceptsItsOwnText)
+{
+    const std::string body = "<r>" + repeat("<item id=\"1\"/>", 5000) + "</r>";
+    KrMarkup m(("<x/>" + body).c_str());
+    m.SetDoc(m.GetDoc().Cstr());
+    EXPECT_EQ(m.GetDoc(), "<x/>" + body);
+    m.SetDoc(m.GetDoc().Cstr() + 4);  // a suffix of the text it replaces
+    EXPECT_EQ(m.GetDoc(), body);
+    ASSERT_TRUE(m.FindElem("r"));
+    int items = 0;
+    while (m.FindChildElem("item")) ++items;
+    EXPECT_EQ(items, 5000);
 }
 
 // Read step by step, the element parser reaches an unclosed element's content end while

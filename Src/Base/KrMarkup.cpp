@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <vector>
 
 #include "Base/KrFileStream.h"
@@ -48,6 +49,77 @@ inline int findChar(const char* d, int from, int end, char c)
     return found != nullptr ? static_cast<int>(static_cast<const char*>(found) - d) : -1;
 }
 
+// The parse may not look past the text's first zero byte. Measuring the whole text first would
+// read it from memory twice once it outgrows the caches, so the stretch known to be free of zeros
+// is extended a block at a time, just ahead of the parse, which then finds the block cached.
+class ZeroBoundedText
+{
+public:
+    // size: the bytes of d that may be read, its terminating zero excluded; zeroFree: d is
+    // known to hold no zero before it.
+    ZeroBoundedText(const char* d, size_t size, bool zeroFree)
+        : m_d(d), m_size(static_cast<int>(size)), m_end(zeroFree ? m_size : 0), m_final(zeroFree)
+    {
+    }
+
+    // The offset of the first c at or after from and before the first zero, or -1.
+    int find(int from, char c)
+    {
+        for (;;)
+        {
+            const int found = findChar(m_d, from, m_end, c);
+            if (found >= 0 || m_final) return found;
+            from = std::max(from, m_end);
+            extend();
+        }
+    }
+
+private:
+    static constexpr int kBlock = 16384;
+
+    void extend()
+    {
+        const int length = std::min(kBlock, m_size - m_end + 1);  // the terminator included
+        const void* zero = std::memchr(m_d + m_end, '\0', static_cast<size_t>(length));
+        if (zero != nullptr)
+        {
+            m_end = static_cast<int>(static_cast<const char*>(zero) - m_d);
+            m_final = true;
+        }
+        else
+        {
+            m_end += length;
+        }
+    }
+
+    const char* m_d;
+    int m_size;
+    int m_end;  // [0, m_end) holds no zero
+    bool m_final;
+};
+
+// An open element's name: its offset in the text and its length.
+struct OpenName
+{
+    int offset;
+    int length;
+};
+
+inline bool isNameEnd(char c)
+{
+    return c == '\0' || isDelimiter(c);
+}
+
+// The '>' of an end tag written exactly "</name>" at left, or -1 when it is written otherwise.
+inline int plainEndTag(const char* d, int left, const char* name, int length)
+{
+    const char* tag = d + left + 2;
+    if (d[left + 1] != '/') return -1;
+    for (int i = 0; i < length; ++i)  // stops at a mismatch, so never past the text's end
+        if (tag[i] != name[i]) return -1;
+    return tag[length] == '>' ? left + 2 + length : -1;
+}
+
 // A name we write must read back as one token: no blanks, delimiters or quotes.
 bool isWritableName(const char* name)
 {
@@ -61,6 +133,38 @@ bool isWritableName(const char* name)
 void assignBytes(KrString& target, const std::string& source)
 {
     static_cast<std::string&>(target) = source;
+}
+
+// As target = text. A reader given one document after another already has the room, and then
+// the text is copied a block at a time as its end is looked for, read from memory once instead
+// of being measured first and copied after.
+void copyText(KrString& target, const char* text)
+{
+    std::string& bytes = target;
+    const std::less_equal<const char*> notAfter;
+    if (text != nullptr && notAfter(bytes.data(), text) &&
+        notAfter(text, bytes.data() + bytes.size()))
+    {
+        target = text;  // part of the target itself
+        return;
+    }
+    bytes.clear();
+    target.SetCharset(KrTextCodec::DEFAULT_CHARSET);
+    if (text == nullptr) return;
+    constexpr size_t kBlock = 16384;
+    while (bytes.size() + kBlock <= bytes.capacity())
+    {
+        // memchr stops at the first zero, so it reads nothing past the text's end.
+        const void* zero = std::memchr(text, '\0', kBlock);
+        const size_t length =
+            zero != nullptr ? static_cast<size_t>(static_cast<const char*>(zero) - text) : kBlock;
+        bytes.append(text, length);
+        if (zero != nullptr) return;
+        text += kBlock;
+    }
+    const size_t rest = std::strlen(text);
+    bytes.reserve(bytes.size() + rest);
+    bytes.append(text, rest);
 }
 
 void appendUtf8(std::string& out, long n)
@@ -137,9 +241,12 @@ KrMarkup::~KrMarkup() = default;
 
 unsigned char KrMarkup::SetDoc(const char* text)
 {
-    m_strDoc = text;
+    copyText(m_strDoc, text);
     m_strError.Empty();
-    return x_ParseDoc() ? 1 : 0;
+    m_bTextZeroFree = true;
+    const bool parsed = x_ParseDoc();
+    m_bTextZeroFree = false;
+    return parsed ? 1 : 0;
 }
 
 unsigned char KrMarkup::IsWellFormed() const
@@ -157,11 +264,12 @@ unsigned char KrMarkup::Load(const char* path)
         m_strError = kCannotOpen;
         return 0;
     }
-    std::string bytes(static_cast<size_t>(size), '\0');
+    // Read straight into the document: a large file is not copied a second time.
+    std::string& bytes = m_strDoc;
+    bytes.assign(static_cast<size_t>(size), '\0');
     if (size > 0) file.Load(&bytes[0], static_cast<unsigned int>(size));
     // A file that shrank since its size was taken gives what could still be read.
     bytes.resize(static_cast<size_t>(file.GetPosition()));
-    assignBytes(m_strDoc, bytes);
     m_strError.Format("%d bytes", static_cast<int>(size));
     return x_ParseDoc() ? 1 : 0;
 }
@@ -398,22 +506,47 @@ int KrMarkup::x_ParseError(const char* format, const KrString& argument)
 int KrMarkup::x_ParseElem(int parent)
 {
     const char* d = m_strDoc.c_str();
-    const int end = static_cast<int>(std::strlen(d));
+    ZeroBoundedText text(d, m_strDoc.size(), m_bTextZeroFree);
+    m_bTextZeroFree = false;  // good for this parse only
     int scan = entry(parent).nEndL;
     int current = parent;  // the element whose content is being read
     int previous = 0;      // its last completed child
-    // Name lengths of the open elements, innermost last, for matching their end tags.
-    std::vector<int> openNameLengths;
-    TokenPos token;
-    token.szDoc = d;
+    // Any other end tag: '/', then a name token, then tokens up to an unquoted '>'. Returns the
+    // failure message, or null with right set to the '>'.
+    auto checkEndTag = [d](int left, const OpenName& name, int& right) -> const char*
+    {
+        TokenPos endTag;
+        endTag.szDoc = d;
+        endTag.nNext = left + 1;
+        if (!x_FindToken(endTag)) return "End tag not completed for element %s";
+        if (endTag.bQuoted || d[endTag.nFirst] != '/') return "Expecting end tag of element %s";
+        if (!x_FindToken(endTag)) return "End tag not completed for element %s";
+        const int length = endTag.nLast - endTag.nFirst + 1;
+        // The name rule of tokenMatches, with the start tag's name as the wanted one.
+        const char* wanted = d + name.offset;
+        const bool same = length <= name.length &&
+                          std::memcmp(d + endTag.nFirst, wanted, length) == 0 &&
+                          (length == name.length || wanted[length] == '[');
+        if (!same) return "End tag does not correspond to %s";
+        for (;;)
+        {
+            if (!x_FindToken(endTag)) return "End tag not completed for element %s";
+            if (!endTag.bQuoted && d[endTag.nFirst] == '>')
+            {
+                right = endTag.nFirst;
+                return nullptr;
+            }
+        }
+    };
     for (;;)
     {
-        const int left = findChar(d, scan, end, '<');
+        const int left = text.find(scan, '<');
         if (left < 0) return x_ParseError("Element tag not found", KrString());
-        token.nNext = left + 1;
-        if (!x_FindToken(token)) return x_ParseError("Abrupt end within tag", KrString());
-        if (token.bQuoted) return x_ParseError("Tag starts with quote", KrString());
-        const char first = d[token.nFirst];
+        int nameStart = left + 1;
+        while (isSpace(d[nameStart])) ++nameStart;
+        const char first = d[nameStart];
+        if (first == '\0') return x_ParseError("Abrupt end within tag", KrString());
+        if (first == '"' || first == '\'') return x_ParseError("Tag starts with quote", KrString());
         if (first == '?' || first == '!')
         {
             TokenPos node;
@@ -426,61 +559,41 @@ int KrMarkup::x_ParseElem(int parent)
         if (first == '/')
         {
             if (current == parent) return 0;
-            entry(current).nEndL = left;
-            int right = 0;
-            const char* failure = nullptr;
-            TokenPos endTag;
-            endTag.szDoc = d;
-            endTag.nNext = left + 1;
-            if (!x_FindToken(endTag))
-                failure = "End tag not completed for element %s";
-            else if (endTag.bQuoted || d[endTag.nFirst] != '/')
-                failure = "Expecting end tag of element %s";
-            else if (!x_FindToken(endTag))
-                failure = "End tag not completed for element %s";
-            else
-            {
-                const int nameLength = openNameLengths.back();
-                const char* name = d + entry(current).nStartL + 1;
-                while (isSpace(*name)) ++name;
-                const int length = endTag.nLast - endTag.nFirst + 1;
-                // The name rule of tokenMatches, with the start tag's name as the wanted one.
-                const bool same = length <= nameLength &&
-                                  std::memcmp(d + endTag.nFirst, name, length) == 0 &&
-                                  (length == nameLength || name[length] == '[');
-                if (!same) failure = "End tag does not correspond to %s";
-                while (failure == nullptr && right == 0)
-                {
-                    if (!x_FindToken(endTag))
-                        failure = "End tag not completed for element %s";
-                    else if (!endTag.bQuoted && d[endTag.nFirst] == '>')
-                        right = endTag.nFirst;
-                }
-            }
-            if (failure != nullptr) return x_ParseError(failure, x_GetTagName(current));
             PosEntry& closed = entry(current);
+            closed.nEndL = left;
+            // While an element is open its nEndR holds where its name ends.
+            int nameAt = closed.nStartL + 1;
+            while (isSpace(d[nameAt])) ++nameAt;
+            const OpenName name{nameAt, closed.nEndR - nameAt};
+            int right = plainEndTag(d, left, d + name.offset, name.length);
+            if (right < 0)
+            {
+                const char* failure = checkEndTag(left, name, right);
+                if (failure != nullptr) return x_ParseError(failure, x_GetTagName(current));
+            }
             closed.nEndR = right;
-            openNameLengths.pop_back();
             if (closed.iParent == parent) return current;
             previous = current;
             current = closed.iParent;
             scan = right + 1;
             continue;
         }
-        const int nameEnd = token.nNext;
-        const int right = findChar(d, nameEnd, end, '>');
+        int nameEnd = nameStart;
+        while (!isNameEnd(d[nameEnd])) ++nameEnd;
+        if (nameEnd == nameStart) ++nameEnd;  // a delimiter is a name of its own
+        const int right = text.find(nameEnd, '>');
         if (right < 0) return x_ParseError("End of tag not found", KrString());
         const bool empty = d[right - 1] == '/';
         const int index = x_GetFreePos();
         PosEntry& e = entry(index);
         e.nStartL = left;
         e.nStartR = right;
+        e.nEndL = empty ? right - 1 : right + 1;
+        e.nEndR = empty ? right : nameEnd;
         e.nReserved = PosLinked;
         e.iParent = current;
         e.iFirstChild = 0;
         e.iNextSibling = 0;
-        e.nEndL = empty ? right - 1 : right + 1;
-        e.nEndR = empty ? right : 0;
         if (current != parent)
         {
             if (previous != 0)
@@ -498,7 +611,6 @@ int KrMarkup::x_ParseElem(int parent)
         {
             current = index;
             previous = 0;
-            openNameLengths.push_back(token.nLast - token.nFirst + 1);
         }
     }
 }

@@ -214,6 +214,9 @@ protected:
     int m_nPosAllocated = 0;
 
 private:
+    // Set by SetDoc for the parse that follows it: the text has no zero byte before its end.
+    bool m_bTextZeroFree = false;
+
     bool tokenMatches(const TokenPos& token, const char* name) const;
     bool addRoot(const KrString& text);
     bool placeNew(const KrString& elementText, bool insert, bool child, const KrMarkup* fragment);
