@@ -137,7 +137,8 @@ TEST(KrToolkitTest, BrightnessContrastAndBitCounts)
         {KrToolkit::Contrast(KrRGB(200, 100, 1), 50), KrRGB(237, 86, 0)},
         {KrToolkit::Contrast(KrRGB(200, 100, 1), -100), KrRGB(127, 127, 127)},
         {KrToolkit::Contrast(KrRGB(200, 100, 1), INT_MAX), KrRGB(255, 0, 0)}};
-    for (const auto& [got, expected] : cases) EXPECT_EQ(got, expected) << &got - &cases[0].first;
+    int row = 0;
+    for (const auto& [got, expected] : cases) EXPECT_EQ(got, expected) << "row " << row++;
 
     const std::pair<int, int> bits[] = {{1, 1},     {4, 4},   {8, 8},   {16, 16},  {24, 24},
                                         {32, 32},   {48, 48}, {64, 64}, {320, 32}, {3200, 32},
