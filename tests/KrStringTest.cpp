@@ -177,15 +177,18 @@ TEST(KrStringTest, ReplaceMatchesTheOneAtATimeLoop)
         EXPECT_EQ(actual, expected) << text << " " << from << "->" << to;
     }
     // clang-format off
-    const std::tuple<const char*, const char*, int, const char*> cases[] = {
-        {"road", "highway", 2, "highway highway"}, {"", "x", 0, "abc"}, {nullptr, "x", 0, "abc"},
-        {"a", nullptr, 0, "abc"}};
+    const std::tuple<const char*, const char*, const char*, int, const char*> cases[] = {
+        {"aaa", "a", "aa", 3, "aaaaaa"}, {"abab", "ab", "b", 2, "bb"}, {"aaaa", "aa", "a", 2, "aa"},
+        {"road road", "road", "highway", 2, "highway highway"}, {"xyz", "q", "r", 0, "xyz"},
+        {"abcabc", "abc", "xyz", 2, "xyzxyz"}, {"abc", "", "x", 0, "abc"},
+        {"abc", "b", "", 1, "ac"},
+        {"abc", nullptr, "x", 0, "abc"},     {"abc", "a", nullptr, 0, "abc"}};
     // clang-format on
-    for (const auto& [from, to, count, result] : cases)
+    for (const auto& [text, from, to, count, result] : cases)
     {
-        KrString s(from != nullptr && *from == 'r' ? "road road" : "abc");
-        EXPECT_EQ(s.Replace(from, to), count) << result;
-        EXPECT_EQ(s, result);
+        KrString s(text);
+        EXPECT_EQ(s.Replace(from, to), count) << text;
+        EXPECT_EQ(s, result) << text;
     }
 }
 

@@ -66,8 +66,8 @@ std::string utf8Of(uint32_t c)  // also forms surrogates, which no encoder shoul
     return s += char(0x80 | (c >> 6 & 0x3f)), s += char(0x80 | (c & 0x3f));
 }
 
-const char* const kUnicodeTargets[] = {"UCS-2LE",  "UCS-2BE",  "UCS-4LE",  "UCS-4BE",
-                                       "UTF-16LE", "UTF-16BE", "UTF-32BE", "UTF-8"};
+const char* const kUnicodeTargets[] = {"UCS-2LE",  "UCS-2BE",  "UCS-4LE", "UCS-4BE", "UTF-16LE",
+                                       "UTF-16BE", "UTF-32BE", "UTF-8",   "GB18030"};
 const char* const kGbSources[] = {"GB18030", "GBK", "CP936"};
 const char* const kGbTargets[] = {"UTF-8", "UCS-2LE", "UCS-4LE", "UTF-16BE"};
 }  // namespace
@@ -356,6 +356,20 @@ TEST(KrTextCodecTest, RandomMixedTextsConvertAsIconvDoes)
         return convertsAsIconv(codec, oracle, s,
                                "text " + std::to_string(i) + " from " + from + " to " + to);
     };
+    // Fixed cases first: every byte below 0x80; runs cutting a GB four-byte form (U+0080, digits
+    // as its second and fourth bytes) or next to two-byte forms with an ASCII trailing byte; a
+    // lead byte cut off at the end or before a run.
+    std::string low, run(40, 'r');
+    for (int c = 0; c < 128; ++c) low += char(c);
+    for (const std::string& s :
+         {low + low, run + "\xe4" + run, run + "\x80" + run, run + "\xe4\xb8"})
+        for (const char* to : kUnicodeTargets) ASSERT_TRUE(check(to, "UTF-8", s, -1));
+    const std::string four = "\x81\x30\x81\x30", two = "\xd6\xd0", low2 = "\x81\x40";
+    for (const std::string& s :
+         {run + four + run + four + four + run, four + "01234567890123456789",
+          two + run + low2 + run.substr(0, 20) + low2 + "@" + run, run + "\x81",
+          run + "\x81\x30" + run})
+        for (const char* to : kGbTargets) ASSERT_TRUE(check(to, "GB18030", s, -1));
     for (int i = 0; i < 1500; ++i)
     {
         const std::string s = utf8Text();
