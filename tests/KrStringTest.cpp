@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "Base/ZoBase.h"
@@ -23,27 +24,13 @@ KrString bytes(std::initializer_list<unsigned char> values)
 
 // Results computed in a table and what each must equal; braced lists evaluate in order, so a
 // row sees the edits of the rows before it.
-struct TextCase
-{
-    KrString got, want;
-};
-struct IntCase
-{
-    long long got, want;
-};
+using TextCase = std::pair<KrString, KrString>;
+using IntCase = std::pair<long long, long long>;
 template <class Case>
 void expectAll(std::initializer_list<Case> cases)
 {
     int row = 0;
-    for (const Case& c : cases) EXPECT_EQ(c.got, c.want) << "row " << row++;
-}
-void expectTexts(std::initializer_list<TextCase> cases)
-{
-    expectAll(cases);
-}
-void expectInts(std::initializer_list<IntCase> cases)
-{
-    expectAll(cases);
+    for (const auto& [got, want] : cases) EXPECT_EQ(got, want) << "row " << row++;
 }
 
 const KrTextCodec::Charset kUtf8 = KrTextCodec::UTF8_CHARSET;
@@ -52,13 +39,13 @@ const KrTextCodec::Charset kDefault = KrTextCodec::DEFAULT_CHARSET;
 
 TEST(KrStringTest, ConstructionAccessAndCopiesTolerateBadArguments)
 {
-    expectTexts({{KrString(nullptr), ""},
-                 {KrString(nullptr, 5), ""},
-                 {KrString("abcdef", 3), "abc"},
-                 {KrString("abc", -2), ""},
-                 {KrString('x', 3), "xxx"},
-                 {KrString('x', 0), ""},
-                 {KrString('x', -4), ""}});
+    expectAll<TextCase>({{KrString(nullptr), ""},
+                         {KrString(nullptr, 5), ""},
+                         {KrString("abcdef", 3), "abc"},
+                         {KrString("abc", -2), ""},
+                         {KrString('x', 3), "xxx"},
+                         {KrString('x', 0), ""},
+                         {KrString('x', -4), ""}});
     KrString s("abc");
     EXPECT_EQ(s.GetCharset(), kDefault);
     s.SetLength(5);
@@ -135,14 +122,16 @@ TEST(KrStringTest, SearchAndEditingClampAndCount)
     const KrString s("abcabc");
     const char* none = nullptr;
     // clang-format off
-    expectInts({{s.Find('c'), 2}, {s.Find('c', 3), 5}, {s.Find('c', -10), 2}, {s.Find('c', 99), -1},
-                {s.Find("ca"), 2}, {s.Find("ca", 3), -1}, {s.Find(none), -1}, {s.Find("", 2), 2},
-                {s.FindOneOf("xc"), 2}, {s.FindOneOf("xyz"), -1}, {s.FindOneOf(nullptr), -1},
-                {s.ReverseFind('a'), 3}, {s.ReverseFind('q'), -1}});
+    expectAll<IntCase>({
+        {s.Find('c'), 2}, {s.Find('c', 3), 5}, {s.Find('c', -10), 2}, {s.Find('c', 99), -1},
+        {s.Find("ca"), 2}, {s.Find("ca", 3), -1}, {s.Find(none), -1}, {s.Find("", 2), 2},
+        {s.FindOneOf("xc"), 2}, {s.FindOneOf("xyz"), -1}, {s.FindOneOf(nullptr), -1},
+        {s.ReverseFind('a'), 3}, {s.ReverseFind('q'), -1}});
     KrString e("abc");
-    expectInts({{e.Insert(-5, "<"), 4}, {e.Insert(99, ">"), 5}, {e.Insert(2, none), 5},
-                {e.Insert(1, '-', 2), 7}, {e.Insert(1, '-', 0), 7}, {e.Delete(-3, 1), 6},
-                {e.Delete(4, 100), 4}, {e.Delete(4, 1), 4}, {e.Delete(1, 0), 4}});
+    expectAll<IntCase>({
+        {e.Insert(-5, "<"), 4}, {e.Insert(99, ">"), 5}, {e.Insert(2, none), 5},
+        {e.Insert(1, '-', 2), 7}, {e.Insert(1, '-', 0), 7}, {e.Delete(-3, 1), 6},
+        {e.Delete(4, 100), 4}, {e.Delete(4, 1), 4}, {e.Delete(1, 0), 4}});
     // clang-format on
     EXPECT_EQ(e, "--ab");
     EXPECT_EQ(e.Remove('-'), 2);
@@ -215,7 +204,7 @@ TEST(KrStringTest, TrimCaseAndReversal)
     KrString z("ab\0\0", 4);
     // A high byte and the byte after it are one character: neither changes case nor order.
     // clang-format off
-    expectTexts({
+    expectAll<TextCase>({
         {KrString(" \t\r\nab c\n ").TrimLeft(), "ab c\n "},
         {KrString(" \t\r\nab c\n ").TrimRight(), " \t\r\nab c"},
         {KrString("xxaxx").TrimLeft('x'), "axx"}, {KrString("xxaxx").TrimRight('x'), "xxa"},
@@ -246,21 +235,21 @@ TEST(KrStringTest, SubstringsClampAndConcatenationsKeepTheLeftCharset)
         {s.SpanIncluding("x"), ""},      {s.SpanExcluding("d"), "abc"},
         {s.SpanExcluding("xyz"), "abcdef"}, {s.SpanExcluding(nullptr), "abcdef"}};
     // clang-format on
-    for (const TextCase& c : cases)
+    for (const auto& [got, want] : cases)
     {
-        EXPECT_EQ(c.got, c.want);
-        EXPECT_EQ(c.got.GetCharset(), kDefault) << c.want.Cstr();  // substrings are untagged
+        EXPECT_EQ(got, want);
+        EXPECT_EQ(got.GetCharset(), kDefault) << want.Cstr();  // substrings are untagged
     }
     s.SetLength(2);  // concatenations keep the charset of the left operand
     const KrString& left = s;
     const KrString both = left + "c";
     EXPECT_EQ(both, "abc");
     EXPECT_EQ('x' + left, "xab");
-    expectInts({{both.GetCharset(), kUtf8},
-                {(left + KrString("c")).GetCharset(), kUtf8},
-                {(left + 'c').GetCharset(), kUtf8},
-                {('x' + left).GetCharset(), kDefault},
-                {("xy" + left).GetCharset(), kDefault}});
+    expectAll<IntCase>({{both.GetCharset(), kUtf8},
+                        {(left + KrString("c")).GetCharset(), kUtf8},
+                        {(left + 'c').GetCharset(), kUtf8},
+                        {('x' + left).GetCharset(), kDefault},
+                        {("xy" + left).GetCharset(), kDefault}});
 }
 
 // ToInt and ToUInt parse like a 32-bit strtol and strtoul: they saturate where a 64-bit one
@@ -284,7 +273,7 @@ TEST(KrStringTest, LenientNumberParsing)
             << text << " base " << base;
     }
     // clang-format off
-    expectInts({
+    expectAll<IntCase>({
         {KrString("  42xyz").ToInt(), 42},           {KrString("ff").ToInt(16), 255},
         {KrString("abc").ToInt(), 0},                {KrString("4294967295").ToUInt(), UINT_MAX},
         {KrString("4294967296").ToUInt(), UINT_MAX}, {KrString("-4294967296").ToUInt(), UINT_MAX},
@@ -305,7 +294,7 @@ TEST(KrStringTest, LenientNumberParsing)
 TEST(KrStringTest, NumbersToTextAndHashes)
 {
     // clang-format off
-    expectTexts({
+    expectAll<TextCase>({
         {KrString::From(0, 10), "0"}, {KrString::From(255, 16), "0XFF"},
         {KrString::From(-5, 10), "-5"}, {KrString::From(-1, 16), "0XFFFFFFFFFFFFFFFF"},
         {KrString::From(0xFFFFFFFFu, 16), "0XFFFFFFFF"},
@@ -317,10 +306,10 @@ TEST(KrStringTest, NumbersToTextAndHashes)
         {KrString::From(5, 0), ""}});
     // clang-format on
     // Bytes are sign-extended: 0xFF is -1, so the last step is 97 * 33 ^ 0xFFFFFFFF.
-    expectInts({{KrString("").HashVal(), 0},
-                {KrString("a").HashVal(), 97},
-                {KrString("ab").HashVal(), 3299},
-                {(KrString("a") + bytes({0xFF})).HashVal(), 3201u ^ 0xFFFFFFFFu}});
+    expectAll<IntCase>({{KrString("").HashVal(), 0},
+                        {KrString("a").HashVal(), 97},
+                        {KrString("ab").HashVal(), 3299},
+                        {(KrString("a") + bytes({0xFF})).HashVal(), 3201u ^ 0xFFFFFFFFu}});
 }
 
 TEST(KrStringTest, SplitExactAndAsASet)
