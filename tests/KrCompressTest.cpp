@@ -40,25 +40,18 @@ Bytes mixedData(size_t n, unsigned seed)
     Bytes out;
     while (out.size() < n)
     {
-        switch (rng() % 4)
+        const unsigned kind = rng() % 4;
+        if (kind == 0)
+            for (const char* w = words[rng() % 6]; *w != 0; ++w)
+                out.push_back(static_cast<unsigned char>(*w));
+        else if (kind == 1)
+            out.insert(out.end(), rng() % 300, static_cast<unsigned char>(rng()));
+        else if (kind == 2)
+            out.push_back(static_cast<unsigned char>(rng()));
+        else if (out.size() > 10)
         {
-            case 0:
-                for (const char* w = words[rng() % 6]; *w != 0; ++w)
-                    out.push_back(static_cast<unsigned char>(*w));
-                break;
-            case 1:
-                out.insert(out.end(), rng() % 300, static_cast<unsigned char>(rng()));
-                break;
-            case 2:
-                out.push_back(static_cast<unsigned char>(rng()));
-                break;
-            default:
-                if (out.size() > 10)
-                {
-                    const size_t from = rng() % out.size(), len = 3 + rng() % 200;
-                    for (size_t i = 0; i < len && out.size() < n + 300; ++i)
-                        out.push_back(out[from + i]);
-                }
+            const size_t from = rng() % out.size(), len = 3 + rng() % 200;
+            for (size_t i = 0; i < len && out.size() < n + 300; ++i) out.push_back(out[from + i]);
         }
     }
     out.resize(n);
@@ -67,38 +60,32 @@ Bytes mixedData(size_t n, unsigned seed)
 
 // ---------------------------------------------------------------- compression
 
-// What zlib's own uncompress gives for the same call: the reference for every UnZip result.
+// The result (1 on success) and the bytes of UnZip, or of zlib's own uncompress, the reference
+// for every UnZip result. Neither may write past the destination.
 struct Expanded
 {
     int result;
     Bytes bytes;
 };
 
-Expanded zlibUncompress(const Bytes& stream, size_t capacity)
+Expanded krUnZip(const Bytes& stream, size_t capacity, bool withZlib = false)
 {
     Bytes out(capacity + 1, 0xA5);
-    uLongf length = capacity;
-    const int result = uncompress(out.data(), &length, stream.data(), stream.size());
-    out.resize(length);
-    return {result, out};
-}
-
-Expanded krUnZip(const Bytes& stream, size_t capacity)
-{
-    Bytes out(capacity + 1, 0xA5);
+    uLongf zlibLength = capacity;
     unsigned int length = static_cast<unsigned int>(capacity);
-    const int ok = KrCompress::UnZip(out.data(), length, stream.data(),
-                                     static_cast<unsigned int>(stream.size()));
+    const int ok = withZlib
+                       ? uncompress(out.data(), &zlibLength, stream.data(), stream.size()) == Z_OK
+                       : KrCompress::UnZip(out.data(), length, stream.data(),
+                                           static_cast<unsigned int>(stream.size()));
     EXPECT_EQ(out[capacity], 0xA5) << "wrote past the destination";
-    out.resize(length);
+    out.resize(withZlib ? zlibLength : length);
     return {ok, out};
 }
 
 void expectSameAsZlib(const Bytes& stream, size_t capacity)
 {
-    const Expanded reference = zlibUncompress(stream, capacity);
-    const Expanded got = krUnZip(stream, capacity);
-    EXPECT_EQ(got.result, reference.result == Z_OK ? 1 : 0) << "zlib result " << reference.result;
+    const Expanded reference = krUnZip(stream, capacity, true), got = krUnZip(stream, capacity);
+    EXPECT_EQ(got.result, reference.result);
     EXPECT_EQ(got.bytes, reference.bytes);
 }
 
@@ -140,7 +127,6 @@ Bytes deflateWith(const Bytes& data, int level, int windowBits, int memLevel, in
 TEST(KrCompress, ZipGivesTheBytesOfCompress2)
 {
     for (const Bytes& data : {Bytes{}, Bytes{'a'}, mixedData(100000, 1)})
-    {
         for (int level = -1; level <= 9; ++level)
         {
             SCOPED_TRACE(level);
@@ -152,11 +138,7 @@ TEST(KrCompress, ZipGivesTheBytesOfCompress2)
             got.resize(length);
             EXPECT_EQ(got, expected);
         }
-    }
-}
-
-TEST(KrCompress, ZipFailsForASmallDestinationOrABadLevel)
-{
+    // It fails for a destination too small and for a level past 9.
     const Bytes data = mixedData(5000, 2);
     Bytes out(8000);
     unsigned int length = 10;
@@ -173,19 +155,16 @@ TEST(KrCompress, UnZipExpandsStreamsOfEveryEncoderSetting)
         int level, windowBits, memLevel, strategy;
         size_t piece;
     };
+    const size_t whole = ~size_t{0};
+    // clang-format off
     const Setting settings[] = {
-        {6, 15, 8, Z_DEFAULT_STRATEGY, ~size_t{0}},
-        {0, 15, 8, Z_DEFAULT_STRATEGY, ~size_t{0}},
-        {1, 15, 9, Z_DEFAULT_STRATEGY, ~size_t{0}},
-        {9, 15, 9, Z_DEFAULT_STRATEGY, 70000},
-        {6, 9, 1, Z_DEFAULT_STRATEGY, ~size_t{0}},
-        {6, 12, 4, Z_FILTERED, ~size_t{0}},
-        {6, 15, 8, Z_HUFFMAN_ONLY, ~size_t{0}},
-        {6, 15, 8, Z_RLE, ~size_t{0}},
-        {6, 15, 8, Z_FIXED, ~size_t{0}},
-        {3, 15, 8, Z_DEFAULT_STRATEGY, 1000},
-        {0, 15, 8, Z_DEFAULT_STRATEGY, 1},
-    };
+        {6, 15, 8, Z_DEFAULT_STRATEGY, whole}, {0, 15, 8, Z_DEFAULT_STRATEGY, whole},
+        {1, 15, 9, Z_DEFAULT_STRATEGY, whole}, {9, 15, 9, Z_DEFAULT_STRATEGY, 70000},
+        {6, 9, 1, Z_DEFAULT_STRATEGY, whole},  {6, 12, 4, Z_FILTERED, whole},
+        {6, 15, 8, Z_HUFFMAN_ONLY, whole},     {6, 15, 8, Z_RLE, whole},
+        {6, 15, 8, Z_FIXED, whole},            {3, 15, 8, Z_DEFAULT_STRATEGY, 1000},
+        {0, 15, 8, Z_DEFAULT_STRATEGY, 1}};
+    // clang-format on
     for (const Setting& s : settings)
     {
         SCOPED_TRACE(testing::Message()
@@ -307,10 +286,10 @@ TEST(KrCompress, UnZipRefusesWhatZlibRefuses)
                 code(0xC0 + symbol - 280, 8);
         }
     };
+    // A deflated body behind a zlib header and before the Adler-32 of what it expands to.
     const auto zlibWrap = [](const Bytes& deflated, const Bytes& expanded)
     {
-        Bytes stream(deflated.size() + 2);
-        stream[0] = 0x78;
+        Bytes stream(2 + deflated.size(), 0x78);
         stream[1] = 0x01;
         std::copy(deflated.begin(), deflated.end(), stream.begin() + 2);
         const uLong adler = adler32(1, expanded.data(), static_cast<uInt>(expanded.size()));
@@ -318,40 +297,35 @@ TEST(KrCompress, UnZipRefusesWhatZlibRefuses)
             stream.push_back(static_cast<unsigned char>(adler >> shift));
         return stream;
     };
-    // One fixed block: "a", 200 copies of length 258 at distance 1, then a copy at distance
-    // code dcode (with extra bits), then the end.
-    const auto longRun = [&](int dcode, unsigned extra, int extraBits, size_t copied)
+    // One final fixed block: "a", what body writes, the end; it expands to `length` times 'a'.
+    const auto fixedBlock = [&](auto body, size_t length)
     {
         BitWriter w;
-        w.bits(1, 1);
-        w.bits(1, 2);
+        w.bits(3, 3);
         w.fixedLiteral('a');
-        for (int i = 0; i < 200; ++i) w.fixedLiteral(285), w.code(0, 5);
-        w.fixedLiteral(257);
-        w.code(static_cast<unsigned>(dcode), 5);
-        w.bits(extra, extraBits);
+        body(w);
         w.fixedLiteral(256);
-        return zlibWrap(w.out, Bytes(1 + 200 * 258 + copied, 'a'));
+        return zlibWrap(w.out, Bytes(length, 'a'));
     };
-    // One fixed block: "a", then length symbol `symbol` at distance 1, then the end.
+    // 200 copies of length 258 at distance 1, then one of length 3 at distance code dcode.
+    const auto longRun = [&](unsigned dcode, unsigned extra, int extraBits)
+    {
+        const auto body = [&](BitWriter& w)
+        {
+            for (int i = 0; i < 200; ++i) w.fixedLiteral(285), w.code(0, 5);
+            w.fixedLiteral(257), w.code(dcode, 5), w.bits(extra, extraBits);
+        };
+        return fixedBlock(body, 1 + 200 * 258 + 3);
+    };
+    // Length symbol `symbol` at distance 1.
     const auto reservedLength = [&](int symbol)
-    {
-        BitWriter w;
-        w.bits(1, 1);
-        w.bits(1, 2);
-        w.fixedLiteral('a');
-        w.fixedLiteral(symbol);
-        w.code(0, 5);
-        w.fixedLiteral(256);
-        return zlibWrap(w.out, Bytes(1 + 258, 'a'));
-    };
+    { return fixedBlock([&](BitWriter& w) { w.fixedLiteral(symbol), w.code(0, 5); }, 1 + 258); };
     // Dynamic block with nlen length codes and ndist distance codes; symbols 'a', 256 and the
     // last two length symbols get 2-bit codes, distance code 0 a 1-bit one. Body: "aa".
     const auto wideHeader = [&](int nlen, int ndist)
     {
         BitWriter w;
-        w.bits(1, 1);
-        w.bits(2, 2);
+        w.bits(5, 3);  // final block, dynamic codes
         w.bits(static_cast<unsigned>(nlen - 257), 5);
         w.bits(static_cast<unsigned>(ndist - 1), 5);
         w.bits(19 - 4, 4);
@@ -379,11 +353,10 @@ TEST(KrCompress, UnZipRefusesWhatZlibRefuses)
         return zlibWrap(w.out, Bytes{'a', 'a'});
     };
     const size_t big = 60000;
-    EXPECT_TRUE(
-        krUnZip(longRun(29, 8191, 13, 3), big).result);  // distance 32768 is the farthest allowed
+    EXPECT_TRUE(krUnZip(longRun(29, 8191, 13), big).result);  // 32768 is the farthest distance
     EXPECT_TRUE(krUnZip(wideHeader(286, 30), 10).result);
     EXPECT_TRUE(krUnZip(reservedLength(285), big).result);
-    for (const Bytes& stream : {longRun(30, 0, 14, 3), longRun(31, 0, 14, 3), reservedLength(286),
+    for (const Bytes& stream : {longRun(30, 0, 14), longRun(31, 0, 14), reservedLength(286),
                                 reservedLength(287), wideHeader(287, 30), wideHeader(288, 30),
                                 wideHeader(286, 31), wideHeader(286, 32), needsDictionary})
     {
@@ -394,42 +367,34 @@ TEST(KrCompress, UnZipRefusesWhatZlibRefuses)
 
 // ---------------------------------------------------------------- DES
 
-TEST(KrDesEncrypt, ArgumentFaultsReturnFalseAndTouchNothing)
+TEST(KrDesEncrypt, ArgumentsPartialBlocksAndKeyLengths)
 {
+    // Argument faults return false and touch nothing.
     char in[16] = "plain text", out[16] = {};
-    const char key[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    const char key[20] = {1, 2, 3, 4, 5, 6, 7, 8, 0, 0, 0, 0, 0, 0, 0, 0, 11, 12, 13, 14};
     EXPECT_FALSE(KrDesEncrypt::Work(nullptr, in, 8, key, 8, KrDesEncrypt::Encrypt));
     EXPECT_FALSE(KrDesEncrypt::Work(out, nullptr, 8, key, 8, KrDesEncrypt::Encrypt));
     EXPECT_FALSE(KrDesEncrypt::Work(out, in, 8, nullptr, 8, KrDesEncrypt::Encrypt));
     for (int length : {0, -1, -8, -100, std::numeric_limits<int>::min()})
         EXPECT_FALSE(KrDesEncrypt::Work(out, in, length, key, 8, KrDesEncrypt::Decrypt)) << length;
     EXPECT_EQ(std::string(out, 16), std::string(16, '\0'));
-}
 
-TEST(KrDesEncrypt, PartialBlockIsWrittenWhole)
-{
-    char in[16] = "abcde", out[16];
+    // A partial block is written whole, and no further.
     std::memset(out, 0x5A, sizeof out);
-    const char key[8] = {9, 8, 7, 6, 5, 4, 3, 2};
     ASSERT_TRUE(KrDesEncrypt::Work(out, in, 5, key, 8, KrDesEncrypt::Encrypt));
-    EXPECT_NE(std::string(out + 5, 3), std::string(3, '\x5A'));  // bytes 5-7 belong to the block
+    EXPECT_NE(std::string(out + 5, 3), std::string(3, '\x5A'));
     EXPECT_EQ(std::string(out + 8, 8), std::string(8, '\x5A'));
     char back[8];
     ASSERT_TRUE(KrDesEncrypt::Work(back, out, 5, key, 8, KrDesEncrypt::Decrypt));
     EXPECT_EQ(std::string(back, 8), std::string(in, 8));
-}
 
-TEST(KrDesEncrypt, KeyLengthChoosesSingleOrTripleMode)
-{
-    const char key[20] = {1, 2, 3, 4, 5, 6, 7, 8, 0, 0, 0, 0, 0, 0, 0, 0, 11, 12, 13, 14};
+    // Keys are zero-filled to 16 bytes and cut at 16; zero key bytes past 8 still mean triple.
     const auto encrypt = [&](int from, int length)
     {
-        char in[9] = "12345678", out[8];
         EXPECT_TRUE(KrDesEncrypt::Work(out, in, 8, key + from, length, KrDesEncrypt::Encrypt));
         return std::string(out, 8);
     };
-    EXPECT_NE(encrypt(0, 8), encrypt(0, 16));  // zero key bytes past 8 still mean triple
-    // Keys are zero-filled to 16 bytes and cut at 16.
+    EXPECT_NE(encrypt(0, 8), encrypt(0, 16));
     EXPECT_EQ(encrypt(0, 0), encrypt(8, 8));
     EXPECT_EQ(encrypt(0, 20), encrypt(0, 16));
 }
@@ -500,38 +465,38 @@ TEST(KrDesEncrypt, MatchesStandardDesWithBitReversedBytes)
 
 TEST(KrHashCode, ScalarCodes)
 {
-    EXPECT_EQ(KrHashCode::BoolToHashCode(0), 0);
-    EXPECT_EQ(KrHashCode::BoolToHashCode(7), 1);
-    EXPECT_EQ(KrHashCode::ByteToHashCode(0xFF), 255);
-    EXPECT_EQ(KrHashCode::ShortToHashCode(-1), -1);
-    EXPECT_EQ(KrHashCode::ShortToHashCode(1), 0x00010001);
-    EXPECT_EQ(KrHashCode::ShortToHashCode(0x1234), 0x12341234);
-    EXPECT_EQ(KrHashCode::ShortToHashCode(-2), -2);  // the sign bits swamp the shifted copy
-    EXPECT_EQ(KrHashCode::LONGToHashCode(0x123456789ABCDEF0LL), static_cast<int>(0x9ABCDEF0u));
-    EXPECT_EQ(KrHashCode::LONGToHashCode(-1), -1);
-    EXPECT_EQ(KrHashCode::PointerToHashCode(nullptr), 0);
-    EXPECT_EQ(KrHashCode::PointerToHashCode(reinterpret_cast<void*>(std::uintptr_t{0x12345678})),
-              0x12345678);
-    if (sizeof(void*) == 8)
-    {
-        EXPECT_EQ(KrHashCode::PointerToHashCode(
-                      reinterpret_cast<void*>(static_cast<std::uintptr_t>(0x0000700012345678ULL))),
-                  0x12345678 ^ 0x7000);
-    }
+    const auto pointer = [](std::uintptr_t p) { return reinterpret_cast<void*>(p); };
+    // The sign bits of a short swamp its shifted copy; a pointer folds its high half in.
+    const std::pair<int, int> cases[] = {
+        {KrHashCode::BoolToHashCode(0), 0},
+        {KrHashCode::BoolToHashCode(7), 1},
+        {KrHashCode::ByteToHashCode(0xFF), 255},
+        {KrHashCode::ShortToHashCode(-1), -1},
+        {KrHashCode::ShortToHashCode(1), 0x00010001},
+        {KrHashCode::ShortToHashCode(0x1234), 0x12341234},
+        {KrHashCode::ShortToHashCode(-2), -2},
+        {KrHashCode::LONGToHashCode(0x123456789ABCDEF0LL), static_cast<int>(0x9ABCDEF0u)},
+        {KrHashCode::LONGToHashCode(-1), -1},
+        {KrHashCode::PointerToHashCode(nullptr), 0},
+        {KrHashCode::PointerToHashCode(pointer(0x12345678)), 0x12345678},
+        {KrHashCode::PointerToHashCode(pointer(static_cast<std::uintptr_t>(0x0000700012345678ULL))),
+         sizeof(void*) == 8 ? 0x12345678 ^ 0x7000 : 0x12345678},
+    };
+    int row = 0;
+    for (const auto& [got, expected] : cases) EXPECT_EQ(got, expected) << "row " << row++;
 }
 
 TEST(KrHashCode, FloatingCodesAreBitPatternsAndZeroForBothZeros)
 {
     // Patterns written out by hand from the IEEE 754 encodings.
+    const double inf = std::numeric_limits<double>::infinity();
+    // clang-format off
     const std::tuple<double, unsigned int, unsigned int> rows[] = {
-        {0.0, 0, 0},
-        {-0.0, 0, 0},
-        {1.0, 0x3F800000u, 0x3FF00000u},
+        {0.0, 0, 0}, {-0.0, 0, 0}, {1.0, 0x3F800000u, 0x3FF00000u},
         {-1.5, 0xBFC00000u, 0xBFF80000u},
-        {3.14159, 0x40490FD0u, 0xB012A797u},
-        {1e30, 0x7149F2CAu, 0x7F89B2B3u},
-        {std::numeric_limits<double>::infinity(), 0x7F800000u, 0x7FF00000u},
-    };
+        {3.14159, 0x40490FD0u, 0xB012A797u}, {1e30, 0x7149F2CAu, 0x7F89B2B3u},
+        {inf, 0x7F800000u, 0x7FF00000u}};
+    // clang-format on
     for (const auto& [value, floatCode, doubleCode] : rows)
     {
         SCOPED_TRACE(value);
@@ -545,17 +510,13 @@ TEST(KrHashCode, FloatingCodesAreBitPatternsAndZeroForBothZeros)
 // arithmetic reduced to 32 bits by hand at every step, written in another language).
 TEST(KrHashCode, FastStringHashWalksSignedBytesInPairs)
 {
+    // clang-format off
     const std::pair<std::string, int> rows[] = {
-        {"", 757602046},
-        {"a", -842352705},
-        {"ab", 2101109631},
-        {"abc", 842210264},
-        {"abcd", 1235493370},
-        {"hello world", 999733123},
-        {"\xFF\x80\x7F", -2099117183},
+        {"", 757602046}, {"a", -842352705}, {"ab", 2101109631}, {"abc", 842210264},
+        {"abcd", 1235493370}, {"hello world", 999733123}, {"\xFF\x80\x7F", -2099117183},
         {"\xD6\xD0\xCE\xC4", 1496838664},
-        {"The quick brown fox jumps over the lazy dog", 1113475709},
-    };
+        {"The quick brown fox jumps over the lazy dog", 1113475709}};
+    // clang-format on
     for (const auto& [bytes, code] : rows)
     {
         SCOPED_TRACE(bytes);
@@ -569,18 +530,14 @@ TEST(KrHashCode, FastStringHashWalksSignedBytesInPairs)
 
 TEST(KrHashCode, StringHashWalksUtf16WordsOfTheText)
 {
+    // clang-format off
     const std::pair<const char*, int> rows[] = {
-        {"", 757602046},
-        {"a", -842352705},
-        {"ab", -840386625},
-        {"abc", 536991770},
-        {"abcd", 1594742810},
-        {"abcde", 398757997},
-        {"hello world", -1660775320},
+        {"", 757602046}, {"a", -842352705}, {"ab", -840386625}, {"abc", 536991770},
+        {"abcd", 1594742810}, {"abcde", 398757997}, {"hello world", -1660775320},
         {"\xE4\xB8\xAD\xE6\x96\x87\xE5\xAD\x97\xE7\xAC\xA6", 681611322},
         {"\xC3\x9Cn\xC3\xAF\x63\xC3\xB6\x64\xC3\xA9 \xE2\x82\xAC", -1543245429},
-        {"The quick brown fox jumps over the lazy dog", 1766444897},
-    };
+        {"The quick brown fox jumps over the lazy dog", 1766444897}};
+    // clang-format on
     for (const auto& [utf8, code] : rows)
     {
         SCOPED_TRACE(utf8);

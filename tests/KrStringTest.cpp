@@ -5,6 +5,8 @@
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "Base/ZoBase.h"
@@ -13,11 +15,6 @@ using namespace KRN;
 
 namespace
 {
-std::vector<std::string> pieces(const KrArray<KrString>& a)
-{
-    return std::vector<std::string>(a.begin(), a.end());
-}
-
 KrString bytes(std::initializer_list<unsigned char> values)
 {
     KrString s;
@@ -25,33 +22,32 @@ KrString bytes(std::initializer_list<unsigned char> values)
     return s;
 }
 
-// A result computed in a table and the text it must equal.
-struct TextCase { KrString got, want; };
-struct IntCase { long long got, want; };
-
-void expectAll(std::initializer_list<TextCase> cases)
+// Results computed in a table and what each must equal; braced lists evaluate in order, so a
+// row sees the edits of the rows before it.
+using TextCase = std::pair<KrString, KrString>;
+using IntCase = std::pair<long long, long long>;
+template <class Case>
+void expectAll(std::initializer_list<Case> cases)
 {
     int row = 0;
-    for (const TextCase& c : cases) EXPECT_EQ(c.got, c.want) << "row " << row++;
-}
-
-void expectAll(std::initializer_list<IntCase> cases)
-{
-    int row = 0;
-    for (const IntCase& c : cases) EXPECT_EQ(c.got, c.want) << "row " << row++;
+    for (const auto& [got, want] : cases) EXPECT_EQ(got, want) << "row " << row++;
 }
 
 const KrTextCodec::Charset kUtf8 = KrTextCodec::UTF8_CHARSET;
+const KrTextCodec::Charset kDefault = KrTextCodec::DEFAULT_CHARSET;
 }  // namespace
 
-TEST(KrStringTest, ConstructionToleratesNullAndBadCounts)
+TEST(KrStringTest, ConstructionAccessAndCopiesTolerateBadArguments)
 {
-    expectAll({{KrString(nullptr), ""}, {KrString(nullptr, 5), ""}, {KrString("abcdef", 3), "abc"},
-               {KrString("abc", -2), ""}, {KrString('x', 3), "xxx"}, {KrString('x', 0), ""},
-               {KrString('x', -4), ""}});
-    EXPECT_EQ(KrString("abc").GetCharset(), KrTextCodec::DEFAULT_CHARSET);
-
+    expectAll<TextCase>({{KrString(nullptr), ""},
+                         {KrString(nullptr, 5), ""},
+                         {KrString("abcdef", 3), "abc"},
+                         {KrString("abc", -2), ""},
+                         {KrString('x', 3), "xxx"},
+                         {KrString('x', 0), ""},
+                         {KrString('x', -4), ""}});
     KrString s("abc");
+    EXPECT_EQ(s.GetCharset(), kDefault);
     s.SetLength(5);
     EXPECT_EQ(s.GetLength(), 5);
     EXPECT_EQ(s[4], '\0');
@@ -61,33 +57,11 @@ TEST(KrStringTest, ConstructionToleratesNullAndBadCounts)
     s.Append(nullptr, 4);
     s.Append("xyz", -1);
     s.Append("xyz", 2);
-    EXPECT_EQ(s, "xy");
-}
+    s += static_cast<const char*>(nullptr);
+    s += '\0';
+    EXPECT_EQ(s.GetLength(), 3);
 
-TEST(KrStringTest, CopiesStopAtEmbeddedZeroAndCarryTheCharset)
-{
-    KrString withZero("ab\0cd", 5);
-    withZero.SetCharset(kUtf8);
-    ASSERT_EQ(withZero.GetLength(), 5);
-    KrString copy(withZero), assigned, appended("x");
-    assigned = withZero;
-    appended += withZero;
-    for (const KrString* s : {&copy, &assigned})
-    {
-        EXPECT_EQ(s->GetLength(), 2);
-        EXPECT_EQ(s->GetCharset(), kUtf8);
-    }
-    EXPECT_EQ(appended, "xab");
-    EXPECT_EQ((KrString("y") + withZero).GetLength(), 3);
-    KrString moved(std::move(withZero));  // a move is not a copy: every byte goes along
-    EXPECT_EQ(moved.GetLength(), 5);
-    assigned = "plain";
-    EXPECT_EQ(assigned.GetCharset(), KrTextCodec::DEFAULT_CHARSET);
-}
-
-TEST(KrStringTest, IndexCheckedAccess)
-{
-    KrString s("abc");
+    s = "abc";
     EXPECT_EQ(s.GetAt(2), 'c');
     s.SetAt(0, 'X');
     s[1] = 'Y';
@@ -98,77 +72,79 @@ TEST(KrStringTest, IndexCheckedAccess)
         EXPECT_THROW(s.SetAt(i, 'q'), std::out_of_range);
         EXPECT_THROW(s[i], std::out_of_range);
     }
+
+    // Copies stop at an embedded zero and carry the charset; a move takes every byte.
+    KrString withZero("ab\0cd", 5);
+    withZero.SetCharset(kUtf8);
+    KrString copy(withZero), assigned, appended("x");
+    assigned = withZero;
+    appended += withZero;
+    for (const KrString* c : {&copy, &assigned})
+    {
+        EXPECT_EQ(c->GetLength(), 2);
+        EXPECT_EQ(c->GetCharset(), kUtf8);
+    }
+    EXPECT_EQ(appended, "xab");
+    EXPECT_EQ((KrString("y") + withZero).GetLength(), 3);
+    KrString moved(std::move(withZero));
+    EXPECT_EQ(moved.GetLength(), 5);
+    assigned = "plain";
+    EXPECT_EQ(assigned.GetCharset(), kDefault);
 }
 
 TEST(KrStringTest, CompareNoCaseComparesLengthFirst)
 {
     const auto sc = [](unsigned char c) { return static_cast<int>(static_cast<signed char>(c)); };
-    const struct { KrString a, b; int expected; } cases[] = {
-        {"abc", "ABCD", -1}, {"abcde", "AB", 3}, {"abc", "ABD", 'c' - 'D'},  // unchanged bytes
-        {"a", "B", 31},      {"Road", "rOAD", 0}, {"", "", 0},
-        // An equal high byte is skipped; the trail byte below it still ignores case.
-        {bytes({0xB0, 'a'}), bytes({0xB0, 'A'}), 0},
+    // An equal high byte is skipped; the trail byte below it still ignores case. Differing
+    // bytes are compared unchanged.
+    // clang-format off
+    const std::tuple<KrString, KrString, int> cases[] = {
+        {"abc", "ABCD", -1}, {"abcde", "AB", 3}, {"abc", "ABD", 'c' - 'D'}, {"a", "B", 31},
+        {"Road", "rOAD", 0}, {"", "", 0},        {bytes({0xB0, 'a'}), bytes({0xB0, 'A'}), 0},
         {bytes({0xB0, 'a'}), bytes({0xB1, 'a'}), sc(0xB0) - sc(0xB1)},
-        {bytes({'a', 0xC1}), bytes({'A', 'a'}), sc(0xC1) - 'a'},
-    };
-    for (const auto& c : cases)
+        {bytes({'a', 0xC1}), bytes({'A', 'a'}), sc(0xC1) - 'a'}};
+    // clang-format on
+    for (const auto& [a, b, expected] : cases)
     {
-        EXPECT_EQ(c.a.CompareNoCase(c.b), c.expected) << c.a.Cstr() << " vs " << c.b.Cstr();
-        EXPECT_EQ(c.a.CompareNoCase(c.b.Cstr()), c.expected);
+        EXPECT_EQ(a.CompareNoCase(b), expected) << a.Cstr() << " vs " << b.Cstr();
+        EXPECT_EQ(a.CompareNoCase(b.Cstr()), expected);
     }
     EXPECT_EQ(KrString("").CompareNoCase(static_cast<const char*>(nullptr)), 0);
     EXPECT_LT(KrString("abc").Compare("abd"), 0);
     EXPECT_EQ(KrString("abc").Compare(nullptr), KrString("abc").Compare(""));
     const KrString abc("abc");
     EXPECT_TRUE(abc == "abc" && abc != KrString("abd") && abc < KrString("abd"));
-    EXPECT_TRUE(abc == std::string("abc") && abc != std::string("ab"));  // unambiguous on every compiler
+    EXPECT_TRUE(abc == std::string("abc") && abc != std::string("ab"));  // unambiguous overloads
 }
 
-TEST(KrStringTest, SearchClampsStartAndReportsMinusOne)
+TEST(KrStringTest, SearchAndEditingClampAndCount)
 {
     const KrString s("abcabc");
-    expectAll({{s.Find('c'), 2}, {s.Find('c', 3), 5}, {s.Find('c', -10), 2}, {s.Find('c', 100), -1},
-               {s.Find("ca"), 2}, {s.Find("ca", 3), -1}, {s.Find(static_cast<const char*>(nullptr)), -1},
-               {s.Find("", 2), 2}, {s.FindOneOf("xc"), 2}, {s.FindOneOf("xyz"), -1},
-               {s.FindOneOf(nullptr), -1}, {s.ReverseFind('a'), 3}, {s.ReverseFind('q'), -1}});
-}
-
-TEST(KrStringTest, EditingClampsAndCounts)
-{
-    KrString s("abc");
-    // Braced lists evaluate in order: each row sees the edits of the rows before it.
-    expectAll({{s.Insert(-5, "<"), 4}, {s.Insert(99, ">"), 5},
-               {s.Insert(2, static_cast<const char*>(nullptr)), 5}, {s.Insert(1, '-', 2), 7},
-               {s.Insert(1, '-', 0), 7}, {s.Delete(-3, 1), 6}, {s.Delete(4, 100), 4},
-               {s.Delete(4, 1), 4}, {s.Delete(1, 0), 4}});
-    EXPECT_EQ(s, "--ab");
-    EXPECT_EQ(s.Remove('-'), 2);
-    EXPECT_EQ(s, "ab");
+    const char* none = nullptr;
+    // clang-format off
+    expectAll<IntCase>({
+        {s.Find('c'), 2}, {s.Find('c', 3), 5}, {s.Find('c', -10), 2}, {s.Find('c', 99), -1},
+        {s.Find("ca"), 2}, {s.Find("ca", 3), -1}, {s.Find(none), -1}, {s.Find("", 2), 2},
+        {s.FindOneOf("xc"), 2}, {s.FindOneOf("xyz"), -1}, {s.FindOneOf(nullptr), -1},
+        {s.ReverseFind('a'), 3}, {s.ReverseFind('q'), -1}});
+    KrString e("abc");
+    expectAll<IntCase>({
+        {e.Insert(-5, "<"), 4}, {e.Insert(99, ">"), 5}, {e.Insert(2, none), 5},
+        {e.Insert(1, '-', 2), 7}, {e.Insert(1, '-', 0), 7}, {e.Delete(-3, 1), 6},
+        {e.Delete(4, 100), 4}, {e.Delete(4, 1), 4}, {e.Delete(1, 0), 4}});
+    // clang-format on
+    EXPECT_EQ(e, "--ab");
+    EXPECT_EQ(e.Remove('-'), 2);
+    EXPECT_EQ(e, "ab");
     KrString r("banana");
     EXPECT_EQ(r.Replace('a', 'o'), 3);
     EXPECT_EQ(r.Replace('o', 'o'), 0);
     EXPECT_EQ(r, "bonono");
 }
 
-TEST(KrStringTest, ReplaceDoesNotRescanInsertedText)
-{
-    const struct { const char *text, *from, *to; int count; const char* result; } cases[] = {
-        {"aaa", "a", "aa", 3, "aaaaaa"},   {"abab", "ab", "b", 2, "bb"},
-        {"aaaa", "aa", "a", 2, "aa"},      {"road road", "road", "highway", 2, "highway highway"},
-        {"xyz", "q", "r", 0, "xyz"},       {"abcabc", "abc", "xyz", 2, "xyzxyz"},
-        {"abc", "", "x", 0, "abc"},        {"abc", "b", "", 1, "ac"},
-        {"abc", nullptr, "x", 0, "abc"},   {"abc", "a", nullptr, 0, "abc"},
-    };
-    for (const auto& c : cases)
-    {
-        KrString s(c.text);
-        EXPECT_EQ(s.Replace(c.from, c.to), c.count) << c.text;
-        EXPECT_EQ(s, c.result) << c.text;
-    }
-}
-
 // The in-place replacement (compacting forwards, or growing and filling from the back) must
-// give what replacing one occurrence at a time gives, for any number of matches.
+// give what replacing one occurrence at a time gives, for any number of matches, without
+// rescanning inserted text; absent or empty patterns replace nothing.
 TEST(KrStringTest, ReplaceMatchesTheOneAtATimeLoop)
 {
     std::mt19937 random(5);
@@ -189,129 +165,176 @@ TEST(KrStringTest, ReplaceMatchesTheOneAtATimeLoop)
         EXPECT_EQ(actual.Replace(from, to), expectedCount) << text << " " << from << "->" << to;
         EXPECT_EQ(actual, expected) << text << " " << from << "->" << to;
     }
+    // clang-format off
+    const std::tuple<const char*, const char*, const char*, int, const char*> cases[] = {
+        {"aaa", "a", "aa", 3, "aaaaaa"}, {"abab", "ab", "b", 2, "bb"}, {"aaaa", "aa", "a", 2, "aa"},
+        {"road road", "road", "highway", 2, "highway highway"}, {"xyz", "q", "r", 0, "xyz"},
+        {"abcabc", "abc", "xyz", 2, "xyzxyz"}, {"abc", "", "x", 0, "abc"},
+        {"abc", "b", "", 1, "ac"},
+        {"abc", nullptr, "x", 0, "abc"},     {"abc", "a", nullptr, 0, "abc"}};
+    // clang-format on
+    for (const auto& [text, from, to, count, result] : cases)
+    {
+        KrString s(text);
+        EXPECT_EQ(s.Replace(from, to), count) << text;
+        EXPECT_EQ(s, result) << text;
+    }
 }
 
-TEST(KrStringTest, Trimming)
+// A replacement text taken from the string itself is read as it was before the call, also
+// when the growing string moves to a larger buffer.
+TEST(KrStringTest, ReplaceWithTextOfTheStringItself)
+{
+    KrString s(std::string(40, 'a') + "b");
+    const std::string before = s;
+    EXPECT_EQ(s.Replace("b", s.Cstr()), 1);
+    EXPECT_EQ(std::string(s), std::string(40, 'a') + before);
+    KrString t("xyx");
+    EXPECT_EQ(t.Replace(t.Cstr() + 2, "yy"), 2);  // "x", read from t before it changes
+    EXPECT_EQ(t, "yyyyy");
+    KrStringW w(u"abcdefghijklmnopqrstuvwxyz");
+    EXPECT_EQ(w.Replace(u"z", w.Cstr()), 1);
+    EXPECT_EQ(w.GetLength(), 51);
+    EXPECT_EQ(w.Right(26), u"abcdefghijklmnopqrstuvwxyz");
+}
+
+TEST(KrStringTest, TrimCaseAndReversal)
 {
     const char* none = nullptr;
-    expectAll({{KrString(" \t\r\nab c\n ").TrimLeft(), "ab c\n "},
-               {KrString(" \t\r\nab c\n ").TrimRight(), " \t\r\nab c"},
-               {KrString("xxaxx").TrimLeft('x'), "axx"}, {KrString("xxaxx").TrimRight('x'), "xxa"},
-               {KrString("xxxx").TrimRight('x'), ""}, {KrString("abcab").TrimLeft("ba"), "cab"},
-               {KrString("abcab").TrimRight("ba"), "abc"}, {KrString("abc").TrimLeft(none), "abc"},
-               {KrString("abc").TrimRight(none), "abc"}});
     KrString z("ab\0\0", 4);
-    EXPECT_EQ(z.TrimRight('\0').GetLength(), 2);
-}
-
-TEST(KrStringTest, CaseAndReversalKeepDoubleByteCharacters)
-{
-    // A high byte and the byte after it are one character: neither changes case.
-    expectAll({
-        {(KrString("abc") + bytes({0xB0, 0x61}) + "d").MakeUpper(), KrString("ABC") + bytes({0xB0, 0x61}) + "D"},
-        {(KrString("AB") + bytes({0xC4, 0x41}) + "Z").MakeLower(), KrString("ab") + bytes({0xC4, 0x41}) + "z"},
+    // A high byte and the byte after it are one character: neither changes case nor order.
+    // clang-format off
+    expectAll<TextCase>({
+        {KrString(" \t\r\nab c\n ").TrimLeft(), "ab c\n "},
+        {KrString(" \t\r\nab c\n ").TrimRight(), " \t\r\nab c"},
+        {KrString("xxaxx").TrimLeft('x'), "axx"}, {KrString("xxaxx").TrimRight('x'), "xxa"},
+        {KrString("xxxx").TrimRight('x'), ""},     {KrString("abcab").TrimLeft("ba"), "cab"},
+        {KrString("abcab").TrimRight("ba"), "abc"}, {KrString("abc").TrimLeft(none), "abc"},
+        {KrString("abc").TrimRight(none), "abc"},  {z.TrimRight('\0'), "ab"},
+        {("abc" + bytes({0xB0, 0x61}) + "d").MakeUpper(), "ABC" + bytes({0xB0, 0x61}) + "D"},
+        {("AB" + bytes({0xC4, 0x41}) + "Z").MakeLower(), "ab" + bytes({0xC4, 0x41}) + "z"},
         {bytes({'a', 0xFF}).MakeUpper(), bytes({'A', 0xFF})},  // high byte last: walk ends
-        {KrString("abc").MakeReverse(), "cba"},
-        {KrString("").MakeReverse(), ""},
-        {(KrString("a") + bytes({0xB0, 0xA1}) + "b").MakeReverse(), KrString("b") + bytes({0xB0, 0xA1}) + "a"},
-        {bytes({'a', 0xB0}).MakeReverse(), bytes({0xB0, 'a'})},
-    });
+        {KrString("abc").MakeReverse(), "cba"},  {KrString("").MakeReverse(), ""},
+        {("a" + bytes({0xB0, 0xA1}) + "b").MakeReverse(), "b" + bytes({0xB0, 0xA1}) + "a"},
+        {bytes({'a', 0xB0}).MakeReverse(), bytes({0xB0, 'a'})}});
+    // clang-format on
+    EXPECT_EQ(z.GetLength(), 2);
 }
 
-TEST(KrStringTest, SubstringsClampAndAreTaggedWithTheDefaultCharset)
+TEST(KrStringTest, SubstringsClampAndConcatenationsKeepTheLeftCharset)
 {
     KrString s("abcdef");
     s.SetCharset(kUtf8);
+    // clang-format off
     const TextCase cases[] = {
-        {s.Left(0), ""},          {s.Left(-2), ""},        {s.Left(2), "ab"},       {s.Left(99), "abcdef"},
-        {s.Right(0), ""},         {s.Right(2), "ef"},      {s.Right(10), "abcdef"}, {s.Right(-1), ""},
-        {s.Mid(6), ""},           {s.Mid(-2), "abcdef"},   {s.Mid(4), "ef"},        {s.Mid(-3, 2), "ab"},
-        {s.Mid(2, 0), ""},        {s.Mid(4, 99), "ef"},    {s.Mid(9, 1), ""},       {s.Mid(1, -1), ""},
-        {s.SpanIncluding("bac"), "abc"}, {s.SpanIncluding("fedcba"), "abcdef"}, {s.SpanIncluding("x"), ""},
-        {s.SpanExcluding("d"), "abc"},   {s.SpanExcluding("xyz"), "abcdef"},    {s.SpanExcluding(nullptr), "abcdef"},
-    };
-    for (const TextCase& c : cases)
+        {s.Left(0), ""},   {s.Left(-2), ""},       {s.Left(2), "ab"},   {s.Left(99), "abcdef"},
+        {s.Right(0), ""},  {s.Right(2), "ef"},     {s.Right(10), "abcdef"}, {s.Right(-1), ""},
+        {s.Mid(6), ""},    {s.Mid(-2), "abcdef"},  {s.Mid(4), "ef"},    {s.Mid(-3, 2), "ab"},
+        {s.Mid(2, 0), ""}, {s.Mid(4, 99), "ef"},   {s.Mid(9, 1), ""},   {s.Mid(1, -1), ""},
+        {s.SpanIncluding("bac"), "abc"}, {s.SpanIncluding("fedcba"), "abcdef"},
+        {s.SpanIncluding("x"), ""},      {s.SpanExcluding("d"), "abc"},
+        {s.SpanExcluding("xyz"), "abcdef"}, {s.SpanExcluding(nullptr), "abcdef"}};
+    // clang-format on
+    for (const auto& [got, want] : cases)
     {
-        EXPECT_EQ(c.got, c.want);
-        EXPECT_EQ(c.got.GetCharset(), KrTextCodec::DEFAULT_CHARSET) << c.want.Cstr();
+        EXPECT_EQ(got, want);
+        EXPECT_EQ(got.GetCharset(), kDefault) << want.Cstr();  // substrings are untagged
     }
-}
-
-TEST(KrStringTest, ConcatenationKeepsTheLeftCharset)
-{
-    KrString left("ab");
-    left.SetCharset(kUtf8);
-    EXPECT_EQ(left + "c", "abc");
+    s.SetLength(2);  // concatenations keep the charset of the left operand
+    const KrString& left = s;
+    const KrString both = left + "c";
+    EXPECT_EQ(both, "abc");
     EXPECT_EQ('x' + left, "xab");
-    expectAll({{(left + KrString("c")).GetCharset(), kUtf8}, {(left + 'c').GetCharset(), kUtf8},
-               {('x' + left).GetCharset(), KrTextCodec::DEFAULT_CHARSET},
-               {("xy" + left).GetCharset(), KrTextCodec::DEFAULT_CHARSET}});
-    KrString s;
-    s += static_cast<const char*>(nullptr);
-    s += '\0';
-    EXPECT_EQ(s.GetLength(), 1);
+    expectAll<IntCase>({{both.GetCharset(), kUtf8},
+                        {(left + KrString("c")).GetCharset(), kUtf8},
+                        {(left + 'c').GetCharset(), kUtf8},
+                        {('x' + left).GetCharset(), kDefault},
+                        {("xy" + left).GetCharset(), kDefault}});
 }
 
+// ToInt and ToUInt parse like a 32-bit strtol and strtoul: they saturate where a 64-bit one
+// would have let the value wrap through the cast; ToLong and ToULong wrap modulo 2^64.
 TEST(KrStringTest, LenientNumberParsing)
 {
-    const struct { const char* text; int base; bool isSigned; long long value; } cases[] = {
-        {"0x1f", 16, false, 31},  {"0X1F", 16, false, 31}, {"ff zz", 16, false, 255}, {"17", 8, false, 0},
-        {"12a3", 10, false, 123}, {"1-2", 10, false, 12},  {"", 10, false, 0},        {"0x", 16, false, 0},
-        {"x0x1", 16, false, 1},
-        {"18446744073709551616", 10, false, 0},  // wraps modulo 2^64
-        {"FFFFFFFFFFFFFFFFF", 16, false, -1},    // all ones, modulo 2^64 as well
-        {"  --12", 10, true, -12}, {"-7", 10, true, -7},   {" \t\r\n", 10, true, 0}, {"-ff", 16, true, 255},
-        {"\t0xFFFFFFFFFFFFFFFF", 16, true, -1}, {"12-3", 10, true, 123}, {"--", 10, true, 0},
-    };
-    for (const auto& c : cases)
+    // Text, base, signed, value.
+    // clang-format off
+    const std::tuple<const char*, int, bool, long long> cases[] = {
+        {"0x1f", 16, false, 31}, {"0X1F", 16, false, 31}, {"ff zz", 16, false, 255},
+        {"17", 8, false, 0}, {"12a3", 10, false, 123}, {"1-2", 10, false, 12}, {"", 10, false, 0},
+        {"0x", 16, false, 0}, {"x0x1", 16, false, 1}, {"18446744073709551616", 10, false, 0},
+        {"FFFFFFFFFFFFFFFFF", 16, false, -1}, {"  --12", 10, true, -12}, {"-7", 10, true, -7},
+        {" \t\r\n", 10, true, 0}, {"-ff", 16, true, 255},
+        {"\t0xFFFFFFFFFFFFFFFF", 16, true, -1}, {"12-3", 10, true, 123}, {"--", 10, true, 0}};
+    // clang-format on
+    for (const auto& [text, base, isSigned, value] : cases)
     {
-        const KrString text(c.text);
-        const long long got = c.isSigned ? text.ToLong(c.base) : static_cast<long long>(text.ToULong(c.base));
-        EXPECT_EQ(got, c.value) << c.text << " base " << c.base;
+        const KrString s(text);
+        EXPECT_EQ(isSigned ? s.ToLong(base) : static_cast<long long>(s.ToULong(base)), value)
+            << text << " base " << base;
     }
-    expectAll({{KrString("  42xyz").ToInt(), 42}, {KrString("ff").ToInt(16), 255},
-               {KrString("abc").ToInt(), 0}, {KrString("4294967295").ToUInt(), 4294967295ll}});
+    // clang-format off
+    expectAll<IntCase>({
+        {KrString("  42xyz").ToInt(), 42},           {KrString("ff").ToInt(16), 255},
+        {KrString("abc").ToInt(), 0},                {KrString("4294967295").ToUInt(), UINT_MAX},
+        {KrString("4294967296").ToUInt(), UINT_MAX}, {KrString("-4294967296").ToUInt(), UINT_MAX},
+        {KrString("-1").ToUInt(), UINT_MAX},         {KrString(" -2").ToUInt(), UINT_MAX - 1},
+        {KrString("0x100000000").ToUInt(16), UINT_MAX}, {KrString("+7").ToUInt(), 7},
+        {KrString("--7").ToUInt(), 0},               {KrString("- 7").ToUInt(), 0},
+        {KrString("12").ToUInt(1), 0},               {KrString("4294967296").ToInt(), INT_MAX},
+        {KrString("-9000000000").ToInt(), INT_MIN},  {KrString("-2147483648").ToInt(), INT_MIN},
+        {KrString("7fffffff").ToInt(16), INT_MAX}});
+    // clang-format on
     EXPECT_DOUBLE_EQ(KrString("2.5e3").ToDouble(), 2500.0);
     EXPECT_FLOAT_EQ(KrString("0.1").ToFloat(), 0.1f);
     EXPECT_EQ(KrString("nope").ToDouble(), 0.0);
 }
 
-TEST(KrStringTest, NumbersToText)
+// Negative values are sign-extended to 64 bits, unsigned ones zero-extended; bases past 36 go
+// on with digit + 55.
+TEST(KrStringTest, NumbersToTextAndHashes)
 {
-    expectAll({
-        {KrString::From(0, 10), "0"}, {KrString::From(255, 16), "0XFF"}, {KrString::From(-5, 10), "-5"},
-        {KrString::From(-1, 16), "0XFFFFFFFFFFFFFFFF"},  // sign-extended to 64 bits
-        {KrString::From(0xFFFFFFFFu, 16), "0XFFFFFFFF"},  // zero-extended
+    // clang-format off
+    expectAll<TextCase>({
+        {KrString::From(0, 10), "0"}, {KrString::From(255, 16), "0XFF"},
+        {KrString::From(-5, 10), "-5"}, {KrString::From(-1, 16), "0XFFFFFFFFFFFFFFFF"},
+        {KrString::From(0xFFFFFFFFu, 16), "0XFFFFFFFF"},
         {KrString::From(-1, 2), std::string(64, '1').c_str()},
         {KrString::From(35, 36), "Z"}, {KrString::From(8u, 8), "10"}, {KrString::From(5, 1), ""},
         {KrString::From(LLONG_MIN, 10), "-9223372036854775808"},
         {KrString::From(ULLONG_MAX, 10), "18446744073709551615"},
-    });
-}
-
-TEST(KrStringTest, HashValSignExtendsBytes)
-{
-    // 0xFF is -1 sign-extended: 97 * 33 ^ 0xFFFFFFFF
-    expectAll({{KrString("").HashVal(), 0}, {KrString("a").HashVal(), 97}, {KrString("ab").HashVal(), 3299},
-               {(KrString("a") + bytes({0xFF})).HashVal(), 3201u ^ 0xFFFFFFFFu}});
+        {KrString::From(100, 40), "2K"}, {KrString::From(36, 37), "["},
+        {KrString::From(5, 0), ""}});
+    // clang-format on
+    // Bytes are sign-extended: 0xFF is -1, so the last step is 97 * 33 ^ 0xFFFFFFFF.
+    expectAll<IntCase>({{KrString("").HashVal(), 0},
+                        {KrString("a").HashVal(), 97},
+                        {KrString("ab").HashVal(), 3299},
+                        {(KrString("a") + bytes({0xFF})).HashVal(), 3201u ^ 0xFFFFFFFFu}});
 }
 
 TEST(KrStringTest, SplitExactAndAsASet)
 {
-    const struct { const char *text, *delimiter; bool exact; std::vector<std::string> expected; } cases[] = {
-        {"a,b,,c", ",", true, {"a", "b", "", "c"}}, {"a,b,,c", ",", false, {"a", "b", "c"}},
-        {"a,,b", ",", true, {"a", "", "b"}},        {"", ",", true, {""}},
-        {"", ",", false, {}},                       {",a,", ",", true, {"", "a", ""}},
-        {"a<>b<>", "<>", true, {"a", "b", ""}},     {"a<>b><c", "<>", false, {"a", "b", "c"}},
-        {"  a  b ", " ", false, {"a", "b"}},        {"abc", "", true, {"abc"}},
+    // Text, delimiter, exact, pieces.
+    const std::tuple<const char*, const char*, bool, std::vector<std::string>> cases[] = {
+        {"a,b,,c", ",", true, {"a", "b", "", "c"}},
+        {"a,b,,c", ",", false, {"a", "b", "c"}},
+        {"a,,b", ",", true, {"a", "", "b"}},
+        {"", ",", true, {""}},
+        {"", ",", false, {}},
+        {",a,", ",", true, {"", "a", ""}},
+        {"a<>b<>", "<>", true, {"a", "b", ""}},
+        {"a<>b><c", "<>", false, {"a", "b", "c"}},
+        {"  a  b ", " ", false, {"a", "b"}},
+        {"abc", "", true, {"abc"}},
         {"abc", "", false, {"abc"}},
     };
     KrArray<KrString> out;
     out.Add("stale");
-    for (const auto& c : cases)
+    for (const auto& [text, delimiter, exact, expected] : cases)
     {
-        EXPECT_EQ(KrString(c.text).Split(out, c.delimiter, c.exact), static_cast<int>(c.expected.size()));
-        EXPECT_EQ(pieces(out), c.expected) << c.text << (c.exact ? " exact" : " set");
+        EXPECT_EQ(KrString(text).Split(out, delimiter, exact), static_cast<int>(expected.size()));
+        EXPECT_EQ(std::vector<std::string>(out.begin(), out.end()), expected)
+            << text << (exact ? " exact" : " set");
     }
 }
 
@@ -331,32 +354,28 @@ TEST(KrStringTest, FormatGrowsToAnyLength)
     EXPECT_EQ(s.Right(5), "|end>");
 }
 
-TEST(KrStringTest, ResourcesAndCharsetsWithoutConfiguration)
-{
-    KrString s("kept");
-    EXPECT_TRUE(s.LoadString(987654));  // true means: no text
-    EXPECT_TRUE(s.IsEmpty());
-    s.Format(987654u, 1, 2);
-    EXPECT_TRUE(s.IsEmpty());
-    EXPECT_TRUE(KrString("abc").ChangeCharset(KrTextCodec::DEFAULT_CHARSET));  // same charset: nothing to do
-}
-
 // LoadString and Format(id) read the installed loader: its text with its charset, and the
-// not-found flag for empty texts; without a loader every id is missing.
+// not-found flag (true) for empty texts; without a loader every id is missing.
 TEST(KrStringTest, ResourceTextsComeFromTheInstalledLoader)
 {
-    const KrString::ResourceLoader loader = [](unsigned int id) {
+    const KrString::ResourceLoader loader = [](unsigned int id)
+    {
         KrString text(id == 7 ? "seven %d" : "");
-        text.SetCharset(KrTextCodec::UTF8_CHARSET);
+        text.SetCharset(kUtf8);
         return text;
     };
     const KrString::ResourceLoader previous = KrString::SetResourceLoader(loader);
     EXPECT_NE(previous, nullptr);  // the configuration's, installed at load
+    struct Restore
+    {
+        KrString::ResourceLoader loader;
+        ~Restore() { KrString::SetResourceLoader(loader); }
+    } restore{previous};
 
     KrString s("stale");
     EXPECT_FALSE(s.LoadString(7));
     EXPECT_EQ(s, "seven %d");
-    EXPECT_EQ(s.GetCharset(), KrTextCodec::UTF8_CHARSET);
+    EXPECT_EQ(s.GetCharset(), kUtf8);
     EXPECT_TRUE(s.LoadResString(8));
     EXPECT_TRUE(s.IsEmpty());
     s.Format(7u, 42);
@@ -368,38 +387,14 @@ TEST(KrStringTest, ResourceTextsComeFromTheInstalledLoader)
     EXPECT_TRUE(s.IsEmpty());
     s.Format(7u, 42);
     EXPECT_TRUE(s.IsEmpty());
-    KrString::SetResourceLoader(previous);
+    EXPECT_TRUE(KrString("abc").ChangeCharset(kDefault));  // same charset: nothing to do
 }
 
-// ToInt and ToUInt parse like a 32-bit strtol and strtoul: they saturate where a 64-bit one
-// would have let the value wrap through the cast. Bases past 36 go on with digit + 55.
-TEST(KrStringTest, NumberConversionsKeepThirtyTwoBitRuntimeLimits)
+TEST(KrStringTest, TheConfigurationsLoaderHasNoTextForUnknownIds)
 {
-    expectAll({
-        {KrString("4294967295").ToUInt(), UINT_MAX},    {KrString("4294967296").ToUInt(), UINT_MAX},
-        {KrString("-4294967296").ToUInt(), UINT_MAX},   {KrString("-1").ToUInt(), UINT_MAX},
-        {KrString(" -2").ToUInt(), UINT_MAX - 1},       {KrString("0x100000000").ToUInt(16), UINT_MAX},
-        {KrString("+7").ToUInt(), 7},                   {KrString("--7").ToUInt(), 0},
-        {KrString("- 7").ToUInt(), 0},                  {KrString("12").ToUInt(1), 0},
-        {KrString("4294967296").ToInt(), INT_MAX},      {KrString("-9000000000").ToInt(), INT_MIN},
-        {KrString("-2147483648").ToInt(), INT_MIN},     {KrString("7fffffff").ToInt(16), INT_MAX},
-    });
-    expectAll({{KrString::From(100, 40), "2K"}, {KrString::From(36, 37), "["}, {KrString::From(5, 0), ""}});
-}
-
-// A replacement text taken from the string itself is read as it was before the call, also
-// when the growing string moves to a larger buffer.
-TEST(KrStringTest, ReplaceWithTextOfTheStringItself)
-{
-    KrString s(std::string(40, 'a') + "b");
-    const std::string before = s;
-    EXPECT_EQ(s.Replace("b", s.Cstr()), 1);
-    EXPECT_EQ(std::string(s), std::string(40, 'a') + before);
-    KrString t("xyx");
-    EXPECT_EQ(t.Replace(t.Cstr() + 2, "yy"), 2);  // "x", read from t before it changes
-    EXPECT_EQ(t, "yyyyy");
-    KrStringW w(u"abcdefghijklmnopqrstuvwxyz");
-    EXPECT_EQ(w.Replace(u"z", w.Cstr()), 1);
-    EXPECT_EQ(w.GetLength(), 51);
-    EXPECT_EQ(w.Right(26), u"abcdefghijklmnopqrstuvwxyz");
+    KrString s("kept");
+    EXPECT_TRUE(s.LoadString(987654));  // true means: no text
+    EXPECT_TRUE(s.IsEmpty());
+    s.Format(987654u, 1, 2);
+    EXPECT_TRUE(s.IsEmpty());
 }

@@ -14,7 +14,10 @@ namespace
 const char kCyrillicUtf8[] = "\xd0\x9c\xd0\xbe\xd1\x81";  // "Mos"
 const char kCyrillic1251[] = "\xcc\xee\xf1";
 
-KrString bytesOf(const std::string& s) { return KrString(s.data(), static_cast<int>(s.size())); }
+KrString bytesOf(const std::string& s)
+{
+    return KrString(s.data(), static_cast<int>(s.size()));
+}
 
 std::vector<unsigned short> unitsOf(const KrStringUCS2LE& s)
 {
@@ -57,51 +60,28 @@ TEST(KrStringUCS2LETest, InvalidInputGivesOnlyTheTerminator)
     EXPECT_TRUE(storage.ToString(KrTextCodec::UTF8_CHARSET).IsEmpty());
 }
 
-// The process-wide converters are fixed by their first use, so each of these runs in a fresh
-// process of its own.
-class KrStringUTF8Test : public testing::Test
+// The process-wide converters are fixed by their first use, so the checks run in a fresh
+// process of their own: the first source and the first target charset (CP1251) serve every
+// later call, invalid input (0x98 is not a CP1251 byte) gives an empty text, a zero cuts it, and
+// trailing zeros are dropped on the way back.
+TEST(KrStringUTF8Test, TheFirstCharsetsServeEveryLaterCall)
 {
-protected:
-    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-};
-
-TEST_F(KrStringUTF8Test, TheFirstSourceCharsetServesEveryLaterCall)
-{
-    EXPECT_EXIT(
-        {
-            const KrStringUTF8 first(KrString(kCyrillic1251), KrTextCodec::RUSSIAN_CHARSET);
-            const KrStringUTF8 later(KrString(kCyrillic1251), KrTextCodec::EASTEUROPE_CHARSET);
-            const bool ok = first == kCyrillicUtf8 && later == kCyrillicUtf8 && first.GetLength() == 6;
-            std::exit(ok ? 0 : 1);
-        },
-        testing::ExitedWithCode(0), "");
-}
-
-TEST_F(KrStringUTF8Test, TheFirstTargetCharsetServesEveryLaterCall)
-{
-    EXPECT_EXIT(
-        {
-            KrStringUTF8 utf8;
-            utf8.assign(kCyrillicUtf8);
-            const KrString first = utf8.ToString(KrTextCodec::RUSSIAN_CHARSET);
-            const KrString later = utf8.ToString(KrTextCodec::UTF8_CHARSET);
-            std::exit(first == kCyrillic1251 && later == kCyrillic1251 ? 0 : 1);
-        },
-        testing::ExitedWithCode(0), "");
-}
-
-TEST_F(KrStringUTF8Test, InvalidInputGivesAnEmptyTextAndZerosCutIt)
-{
-    EXPECT_EXIT(
-        {
-            const bool plain = KrStringUTF8(KrString("abc"), KrTextCodec::UTF8_CHARSET) == "abc";
-            const bool invalid = KrStringUTF8(KrString("a\xff"), KrTextCodec::UTF8_CHARSET).empty();
-            const KrStringUTF8 cut(bytesOf(std::string("ab\0cd", 5)), KrTextCodec::UTF8_CHARSET);
-            KrStringUTF8 padded;
-            padded.assign("xy\0\0", 4);
-            const KrString trimmed = padded.ToString(KrTextCodec::UTF8_CHARSET);
-            std::exit(plain && invalid && cut == "ab" && static_cast<const std::string&>(trimmed) == "xy" ? 0
-                                                                                                         : 1);
-        },
-        testing::ExitedWithCode(0), "");
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto run = []
+    {
+        const KrStringUTF8 first(KrString(kCyrillic1251), KrTextCodec::RUSSIAN_CHARSET);
+        const KrStringUTF8 later(KrString(kCyrillic1251), KrTextCodec::UTF8_CHARSET);
+        const KrStringUTF8 cut(bytesOf(std::string("ab\0cd", 5)), KrTextCodec::UTF8_CHARSET);
+        bool ok = first == kCyrillicUtf8 && later == kCyrillicUtf8 && first.GetLength() == 6;
+        ok =
+            ok && KrStringUTF8(KrString("a\x98"), KrTextCodec::UTF8_CHARSET).empty() && cut == "ab";
+        KrStringUTF8 utf8;
+        utf8.assign(kCyrillicUtf8);
+        ok = ok && utf8.ToString(KrTextCodec::RUSSIAN_CHARSET) == kCyrillic1251;
+        ok = ok && utf8.ToString(KrTextCodec::UTF8_CHARSET) == kCyrillic1251;
+        utf8.assign("xy\0\0", 4);
+        return ok &&
+               static_cast<const std::string&>(utf8.ToString(KrTextCodec::UTF8_CHARSET)) == "xy";
+    };
+    EXPECT_EXIT(std::exit(run() ? 0 : 1), testing::ExitedWithCode(0), "");
 }

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Base/ZoBase.h"
@@ -15,8 +16,6 @@ namespace
 {
 const char kChineseUtf8[] = "\xe5\x8c\x97\xe4\xba\xac";  // Beijing
 
-std::u16string units(const KrStringW& s) { return s; }
-
 // The host-order UTF-16 units that iconv gives for UTF-8 text.
 std::u16string oracleUnits(const std::string& utf8)
 {
@@ -28,52 +27,48 @@ std::u16string oracleUnits(const std::string& utf8)
     return out;
 }
 
-KrString bytesOf(const std::string& s) { return KrString(s.data(), static_cast<int>(s.size())); }
+KrString bytesOf(const std::string& s)
+{
+    return KrString(s.data(), static_cast<int>(s.size()));
+}
 
-struct IntCase { int got, want; };
+using IntCase = std::pair<int, int>;
 }  // namespace
 
-TEST(KrStringWTest, SubstringsFollowTheirOwnRules)
+TEST(KrStringWTest, SubstringsCaseAndComparisonFollowTheirOwnRules)
 {
     const KrStringW abc(u"abc");
-    const struct { KrStringW result; const char16_t* expected; } cases[] = {
-        {abc.Right(3), u""},  // at or past the length: empty, unlike the narrow Right
-        {abc.Right(5), u""},       {abc.Right(2), u"bc"},      {abc.Right(0), u""},
-        {abc.Right(-1), u"abc"},   {abc.Left(5), u"abc"},      {abc.Left(-1), u""},
-        {abc.Left(0), u""},        {abc.Left(2), u"ab"},       {abc.Mid(-3), u"abc"},
-        {abc.Mid(3), u""},         {abc.Mid(1), u"bc"},        {abc.Mid(-3, 2), u"ab"},
-        {abc.Mid(1, -1), u""},     {abc.Mid(1, 9), u"bc"},     {abc.Mid(3, 1), u""},
-        {abc.SpanIncluding(u"ba"), u"ab"}, {abc.SpanExcluding(u"c"), u"ab"},
-        {abc.SpanExcluding(u"x"), u"abc"}, {abc.SpanIncluding(nullptr), u""},
-    };
-    for (const auto& c : cases) EXPECT_EQ(units(c.result), c.expected);
-}
+    // Right at or past the length is empty, unlike the narrow Right.
+    // clang-format off
+    const std::pair<KrStringW, const char16_t*> cases[] = {
+        {abc.Right(3), u""},     {abc.Right(5), u""},   {abc.Right(2), u"bc"}, {abc.Right(0), u""},
+        {abc.Right(-1), u"abc"}, {abc.Left(5), u"abc"}, {abc.Left(-1), u""},   {abc.Left(0), u""},
+        {abc.Left(2), u"ab"},    {abc.Mid(-3), u"abc"}, {abc.Mid(3), u""},     {abc.Mid(1), u"bc"},
+        {abc.Mid(-3, 2), u"ab"}, {abc.Mid(1, -1), u""}, {abc.Mid(1, 9), u"bc"},
+        {abc.Mid(3, 1), u""},
+        {abc.SpanIncluding(u"ba"), u"ab"},  {abc.SpanExcluding(u"c"), u"ab"},
+        {abc.SpanExcluding(u"x"), u"abc"},  {abc.SpanIncluding(nullptr), u""}};
+    // clang-format on
+    for (const auto& [result, expected] : cases) EXPECT_EQ(result, expected);
 
-TEST(KrStringWTest, CompareNoCaseIsALexicographicOrder)
-{
-    const struct { const char16_t *a, *b; int sign; } cases[] = {
-        {u"ABD", u"abc", 1}, {u"ABC", u"abc", 0},
-        {u"abc", u"ABCD", -1},  // not a length difference
-        {u"b", u"ABCD", 1},  {u"a", nullptr, 1},
-    };
-    for (const auto& c : cases)
+    // A lexicographic order, not a length difference; only ASCII letters fold.
+    const std::tuple<const char16_t*, const char16_t*, int> orders[] = {
+        {u"ABD", u"abc", 1}, {u"ABC", u"abc", 0}, {u"abc", u"ABCD", -1},
+        {u"b", u"ABCD", 1},  {u"a", nullptr, 1},  {u"\u00c4", u"\u00e4", -1}};
+    for (const auto& [a, b, sign] : orders)
     {
-        const int result = KrStringW(c.a).CompareNoCase(c.b);
-        EXPECT_EQ((result > 0) - (result < 0), c.sign) << static_cast<int>(c.a[0]);
+        const int result = KrStringW(a).CompareNoCase(b);
+        EXPECT_EQ((result > 0) - (result < 0), sign) << static_cast<int>(a[0]);
     }
-    EXPECT_NE(KrStringW(u"\u00c4").CompareNoCase(u"\u00e4"), 0);  // only ASCII letters fold
-}
 
-TEST(KrStringWTest, CaseAndInversion)
-{
     KrStringW s(u"aZ\u00e4\u4eac1");
     s.MakeUpper();
-    EXPECT_EQ(units(s), u"AZ\u00e4\u4eac1");
+    EXPECT_EQ(s, u"AZ\u00e4\u4eac1");
     s.MakeLower();
-    EXPECT_EQ(units(s), u"az\u00e4\u4eac1");
+    EXPECT_EQ(s, u"az\u00e4\u4eac1");
     s = KrStringW(u"abc");
     s.MakeInverse();
-    EXPECT_EQ(units(s), u"cba");
+    EXPECT_EQ(s, u"cba");
 }
 
 TEST(KrStringWTest, SplitAppendsPiecesOnASetOfUnits)
@@ -84,7 +79,7 @@ TEST(KrStringWTest, SplitAppendsPiecesOnASetOfUnits)
     EXPECT_EQ(KrStringW(u"a,;b;").Split(out, KrStringW(u";,")), 2);
     EXPECT_EQ(KrStringW(u";;").Split(out, KrStringW(u";")), 0);
     std::vector<std::u16string> all;
-    for (const KrStringW& piece : out) all.push_back(units(piece));
+    for (const KrStringW& piece : out) all.push_back(piece);
     EXPECT_EQ(all, (std::vector<std::u16string>{u"x", u"a", u"b", u"a", u"b"}));
 }
 
@@ -92,22 +87,23 @@ TEST(KrStringWTest, SharedVocabularyBehavesAsTheNarrowString)
 {
     KrStringW s(u"  a-b-c\t");
     s.TrimLeft().TrimRight();
-    EXPECT_EQ(units(s), u"a-b-c");
+    EXPECT_EQ(s, u"a-b-c");
     // Braced lists evaluate in order: each row sees the edits of the rows before it.
     const IntCase edits[] = {
         {s.Replace(u"-", u"--"), 2}, {s.Replace(u'-', u'+'), 4}, {s.Replace(nullptr, u"x"), 0},
-        {s.Remove(u'+'), 4},         {s.Insert(-5, u"<"), 4},     {s.Insert(99, u'>', 2), 6},
+        {s.Remove(u'+'), 4},         {s.Insert(-5, u"<"), 4},    {s.Insert(99, u'>', 2), 6},
     };
-    for (const IntCase& c : edits) EXPECT_EQ(c.got, c.want);
-    EXPECT_EQ(units(s), u"<abc>>");
+    for (const auto& [got, want] : edits) EXPECT_EQ(got, want);
+    EXPECT_EQ(s, u"<abc>>");
+    // clang-format off
     const IntCase searches[] = {
-        {s.Delete(-1, 1), 5}, {s.Find(u'>'), 3},       {s.Find(u">", 4), 4},
-        {s.Find(u"z"), -1},   {s.FindOneOf(u"cb"), 1}, {s.ReverseFind(u'>'), 4},
-        {KrStringW(nullptr).GetLength(), 0}, {KrStringW(u"abc", -1).GetLength(), 0},
-    };
-    for (const IntCase& c : searches) EXPECT_EQ(c.got, c.want);
-    EXPECT_EQ(units(s.TrimRight(u'>').TrimLeft(u"ab")), u"c");
-    EXPECT_EQ(units(KrStringW(u"abc", 2)), u"ab");
+        {s.Delete(-1, 1), 5},   {s.Find(u'>'), 3},        {s.Find(u">", 4), 4},
+        {s.Find(u"z"), -1},     {s.FindOneOf(u"cb"), 1},  {s.ReverseFind(u'>'), 4},
+        {KrStringW(nullptr).GetLength(), 0},              {KrStringW(u"abc", -1).GetLength(), 0}};
+    // clang-format on
+    for (const auto& [got, want] : searches) EXPECT_EQ(got, want);
+    EXPECT_EQ(s.TrimRight(u'>').TrimLeft(u"ab"), u"c");
+    EXPECT_EQ(KrStringW(u"abc", 2), u"ab");
 
     KrStringW indexed(u"ab");
     indexed.SetAt(1, u'z');
@@ -122,18 +118,18 @@ TEST(KrStringWTest, ConversionsMatchIconv)
     ASSERT_TRUE(gb.has_value());
     KrStringW wide;
     wide.FromString(bytesOf(*gb), KrTextCodec::GB2312_CHARSET);
-    EXPECT_EQ(units(wide), oracleUnits(kChineseUtf8));
+    EXPECT_EQ(std::u16string(wide), oracleUnits(kChineseUtf8));
 
     const KrString utf8 = wide.ToString(KrTextCodec::UTF8_CHARSET);
     EXPECT_EQ(utf8, kChineseUtf8);
     EXPECT_EQ(utf8.GetCharset(), KrTextCodec::DEFAULT_CHARSET);  // not tagged with the target
 
-    EXPECT_EQ(units(KrStringW(KrString("abc"))), u"abc");
+    EXPECT_EQ(KrStringW(KrString("abc")), u"abc");
 
     wide.FromString(KrString("a\xff"), KrTextCodec::UTF8_CHARSET);
     EXPECT_TRUE(wide.IsEmpty());
     wide.FromString(bytesOf(std::string("a\0b", 3)), KrTextCodec::UTF8_CHARSET);
-    EXPECT_EQ(units(wide), u"a");  // read up to the first zero unit
+    EXPECT_EQ(wide, u"a");  // read up to the first zero unit
     EXPECT_TRUE(KrStringW(u"\u4eac").ToString(KrTextCodec::RUSSIAN_CHARSET).IsEmpty());
 }
 
@@ -142,7 +138,7 @@ TEST(KrStringWTest, CharsetOneMeansTheSystemCharset)
     const ScopedEnvironment greek("LC_ALL", "el_GR.CP1253");
     KrStringW alpha;
     alpha.FromString(KrString("\xc1"), KrTextCodec::DEFAULT_CHARSET);  // capital alpha in Greek
-    EXPECT_EQ(units(alpha), u"\u0391");
+    EXPECT_EQ(alpha, u"\u0391");
     EXPECT_EQ(alpha.ToString(KrTextCodec::DEFAULT_CHARSET), "\xc1");
     // The UCS-2LE form does not substitute: there 1 stays GB18030.
     const KrStringUCS2LE ucs2(KrString("\xc1"), KrTextCodec::DEFAULT_CHARSET);

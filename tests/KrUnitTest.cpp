@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <numeric>
+#include <tuple>
 
 #include "Base/ZoBase.h"
 
@@ -12,19 +13,12 @@ using namespace KRN;
 namespace
 {
 
-struct Unit
-{
-    const char* name;
-    const char* longName;
-    const char* shortName;
-    double tenthsOfMillimetre;  // length units
-    double radians;             // angle units
-};
-
 const double kPi = 3.14159265358979323846;
+const double kInf = std::numeric_limits<double>::infinity();
 
-// Sizes from their definitions; the codes are derived from these, not copied from the table.
-const Unit kUnits[] = {
+// Name, long name, short name, and the size of the unit from its definition: tenths of a
+// millimetre for lengths, radians for angles. The codes are derived from the sizes, not copied.
+const std::tuple<const char*, const char*, const char*, double, double> kUnits[] = {
     {"MILIMETER", "milimeter(s)", "mm", 10, 0},
     {"CENTIMETER", "centimeter(s)", "cm", 100, 0},
     {"INCH", "inch(es)", "in", 254, 0},
@@ -45,40 +39,28 @@ const Unit kUnits[] = {
     {"Radian", "meter(s)", "Radian", 0, 1},
 };
 
-long long codeOf(const Unit& unit)
-{
-    if (unit.radians == 0) return static_cast<long long>(unit.tenthsOfMillimetre);
-    return 1000000000LL + std::llround(unit.radians * 1e8);
-}
-
-KrString lowered(const char* name)
-{
-    KrString text(name);
-    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
-}
-
 TEST(KrUnit, EveryUnitIsNamedAndClassified)
 {
-    for (const Unit& unit : kUnits)
+    for (const auto& [name, longName, shortName, tenthsOfMillimetre, radians] : kUnits)
     {
-        const long long code = codeOf(unit);
-        SCOPED_TRACE(unit.name);
-        EXPECT_EQ(KrUnit::GetUnitType(code), unit.radians == 0 ? 10 : 20);
-        EXPECT_EQ(KrUnit::UnitConvert(code), unit.name);
-        EXPECT_EQ(KrUnit::GetUnitsName(code), unit.longName);
-        EXPECT_EQ(KrUnit::GetUnitsNameExt(code), unit.shortName);
-        EXPECT_EQ(KrUnit::UnitConvert(KrString(unit.name)), code);
-        EXPECT_EQ(KrUnit::UnitConvert(" \t" + lowered(unit.name) + "\r\n"), code);
+        SCOPED_TRACE(name);
+        const long long code = radians == 0 ? static_cast<long long>(tenthsOfMillimetre)
+                                            : 1000000000LL + std::llround(radians * 1e8);
+        EXPECT_EQ(KrUnit::GetUnitType(code), radians == 0 ? 10 : 20);
+        EXPECT_EQ(KrUnit::UnitConvert(code), name);
+        EXPECT_EQ(KrUnit::GetUnitsName(code), longName);
+        EXPECT_EQ(KrUnit::GetUnitsNameExt(code), shortName);
+        EXPECT_EQ(KrUnit::UnitConvert(KrString(name)), code);
+        KrString padded = KrString(" \t") + name + "\r\n";
+        for (char& c : padded) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        EXPECT_EQ(KrUnit::UnitConvert(padded), code);
     }
 }
 
 TEST(KrUnit, UnknownCodesAndNamesTakeTheDefaults)
 {
-    const long long codes[] = {5,         9,          0,          -10000,
-                               12345,     1000000000, 1100000001, 0x100000000LL + 10000,
-                               LLONG_MIN, LLONG_MAX};
-    for (long long code : codes)
+    for (long long code : {5LL, 9LL, 0LL, -10000LL, 12345LL, 1000000000LL, 1100000001LL,
+                           0x100000000LL + 10000, LLONG_MIN, LLONG_MAX})
     {
         SCOPED_TRACE(code);
         EXPECT_EQ(KrUnit::GetUnitType(code), -1);
@@ -86,21 +68,15 @@ TEST(KrUnit, UnknownCodesAndNamesTakeTheDefaults)
         EXPECT_EQ(KrUnit::GetUnitsName(code), "meter(s)");
         EXPECT_EQ(KrUnit::GetUnitsNameExt(code), "m");
     }
-    const char* names[] = {"metre", "", "   ", "DEG", "MILLIMETER", "meter(s)", "dg", "Mil 6400"};
-    for (const char* name : names) EXPECT_EQ(KrUnit::UnitConvert(KrString(name)), 10000) << name;
+    for (const char* name : {"metre", "", "   ", "DEG", "MILLIMETER", "meter(s)", "dg", "Mil 6400"})
+        EXPECT_EQ(KrUnit::UnitConvert(KrString(name)), 10000) << name;
 }
 
-TEST(KrFraction, DecimalsFromTheExamples)
+TEST(KrFraction, DecimalsAndHostileValues)
 {
-    struct Case
-    {
-        double value;
-        int maxDenominator;
-        int numerator, denominator;
-        unsigned char flag;
-        double rest;  // what the caller's variable holds afterwards
-    };
-    const Case cases[] = {
+    // Value, largest denominator, numerator, denominator, flag, and what the caller's variable
+    // holds afterwards (-1: anything in [0, 1)).
+    const std::tuple<double, int, int, int, int, double> cases[] = {
         {2.5, 16, 5, 2, 1, 0.5},
         {-0.25, 16, 1, 4, 0, 0.25},
         {0.0, 16, 0, 1, 1, 0.0},
@@ -115,17 +91,28 @@ TEST(KrFraction, DecimalsFromTheExamples)
         {0.1234567, 1000, 10, 81, 1, 0.1234567},  // 0.123457 rounds the same as 10/81
         {2.5, 0, 2, 1, 1, 0.5},                   // a largest denominator below 1 counts as 1
         {2.5, -7, 2, 1, 1, 0.5},
+        {std::numeric_limits<double>::quiet_NaN(), 16, 0, 1, 1, -1},
+        {kInf, 16, INT_MAX, 1, 1, -1},
+        {-kInf, 16, INT_MAX, 1, 0, -1},
+        {1e300, 16, INT_MAX, 1, 1, -1},
+        {-1e300, 16, INT_MAX, 1, 0, -1},
+        {2147483647.5, 16, INT_MAX, 2, 1, -1},
+        {std::numeric_limits<double>::denorm_min(), 16, 0, 1, 1, -1},
     };
-    for (const Case& c : cases)
+    for (const auto& [input, maxDenominator, numerator, denominator, flag, rest] : cases)
     {
-        SCOPED_TRACE(c.value);
-        double value = c.value;
-        const KrFraction f(value, c.maxDenominator);
-        EXPECT_EQ(f.GetNumerator(), c.numerator);
-        EXPECT_EQ(f.GetDenominator(), c.denominator);
-        EXPECT_EQ(f.GetNegative(), c.flag);
-        EXPECT_NEAR(value, c.rest, 1e-12);
+        SCOPED_TRACE(input);
+        double value = input;
+        const KrFraction f(value, maxDenominator);
+        EXPECT_EQ(f.GetNumerator(), numerator);
+        EXPECT_EQ(f.GetDenominator(), denominator);
+        EXPECT_EQ(f.GetNegative(), flag);
+        EXPECT_NEAR(value, rest >= 0 ? rest : value, 1e-12);
+        EXPECT_TRUE(value >= 0 && value < 1);
     }
+    EXPECT_EQ(KrFraction().GetNegative(), 1);             // positive by default
+    EXPECT_EQ(KrFraction(3, 4, 0x100).GetNegative(), 0);  // a given flag keeps its low byte
+    EXPECT_EQ(KrFraction(3, 4, 0x101).GetNegative(), 1);
 }
 
 TEST(KrFraction, SmallFractionsComeBackExactly)
@@ -141,43 +128,6 @@ TEST(KrFraction, SmallFractionsComeBackExactly)
             ASSERT_EQ(f.GetDenominator(), q / g) << p << "/" << q;
             ASSERT_EQ(f.GetNumerator(), p / g + 3 * (q / g)) << p << "/" << q;
         }
-}
-
-TEST(KrFraction, HostileValuesAreDefined)
-{
-    struct Case
-    {
-        double value;
-        int numerator, denominator;
-        unsigned char flag;
-    };
-    const double inf = std::numeric_limits<double>::infinity();
-    const Case cases[] = {
-        {std::numeric_limits<double>::quiet_NaN(), 0, 1, 1},
-        {inf, INT_MAX, 1, 1},
-        {-inf, INT_MAX, 1, 0},
-        {1e300, INT_MAX, 1, 1},
-        {-1e300, INT_MAX, 1, 0},
-        {2147483647.5, INT_MAX, 2, 1},
-        {std::numeric_limits<double>::denorm_min(), 0, 1, 1},
-    };
-    for (const Case& c : cases)
-    {
-        SCOPED_TRACE(c.value);
-        double value = c.value;
-        const KrFraction f(value, 16);
-        EXPECT_EQ(f.GetNumerator(), c.numerator);
-        EXPECT_EQ(f.GetDenominator(), c.denominator);
-        EXPECT_EQ(f.GetNegative(), c.flag);
-        EXPECT_TRUE(value >= 0 && value < 1);
-    }
-}
-
-TEST(KrFraction, DefaultFlagIsPositiveAndGivenFlagsKeepTheirLowByte)
-{
-    EXPECT_EQ(KrFraction().GetNegative(), 1);
-    EXPECT_EQ(KrFraction(3, 4, 0x100).GetNegative(), 0);
-    EXPECT_EQ(KrFraction(3, 4, 0x101).GetNegative(), 1);
 }
 
 }  // namespace
