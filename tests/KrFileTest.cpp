@@ -20,10 +20,7 @@ namespace fs = std::filesystem;
 
 namespace
 {
-std::set<std::string> asSet(const KrArray<KrString>& names)
-{
-    return {names.begin(), names.end()};
-}
+std::set<std::string> asSet(const KrArray<KrString>& names) { return {names.begin(), names.end()}; }
 
 class KrFileDirTest : public ::testing::Test
 {
@@ -41,7 +38,6 @@ protected:
 TEST(KrFileTest, PathTextIsSplitAtEitherSeparatorAndAfterTheDrive)
 {
     using S = const char*;
-    // clang-format off
     const std::tuple<S, S, S, S, S, S> cases[] = {  // path, dir, name, title, ext, stripped
         {"C:\\data\\a.shp", "C:\\data\\", "a.shp", "a", ".shp", "C:\\data\\a"},
         {"a.shp", "", "a.shp", "a", ".shp", "a"},
@@ -57,7 +53,6 @@ TEST(KrFileTest, PathTextIsSplitAtEitherSeparatorAndAfterTheDrive)
          "mixed/sep\\name.tar"},
         {"", "", "", "", "", ""},
     };
-    // clang-format on
     for (const auto& [path, dir, name, title, ext, stripped] : cases)
     {
         EXPECT_EQ(KrFile::GetDir(path), dir) << path;
@@ -73,12 +68,10 @@ TEST(KrFileTest, PathTextIsSplitAtEitherSeparatorAndAfterTheDrive)
 
 TEST(KrFileTest, ChangeExtDropsLeadingDotsOfTheNewExtension)
 {
-    // clang-format off
     const std::tuple<const char*, const char*, const char*> cases[] = {
         {"d:/x/map.txt", "..xml", "d:/x/map.xml"}, {"d:/x/map.txt", "xml", "d:/x/map.xml"},
         {"d:/x/map", ".xml", "d:/x/map.xml"}, {"d:/x/map.txt", "", "d:/x/map."},
         {"/home/.profile", "bak", "/home/.profile.bak"}};
-    // clang-format on
     for (const auto& [path, ext, result] : cases)
         EXPECT_EQ(KrFile::ChangeExt(path, ext), result) << path;
 }
@@ -88,7 +81,6 @@ TEST(KrFileTest, ChangeExtDropsLeadingDotsOfTheNewExtension)
 TEST(KrFileTest, AbsoluteAndRelativePathsAreInverses)
 {
     // base, absolute (normalised and resolved), relative
-    // clang-format off
     const std::tuple<const char*, const char*, const char*> cases[] = {
         {"/home/user/maps/", "/home/user/maps/roads.shp", "roads.shp"},
         {"/home/user/maps", "/home/user/maps/2024/roads.shp", "2024/roads.shp"},
@@ -107,7 +99,6 @@ TEST(KrFileTest, AbsoluteAndRelativePathsAreInverses)
         {"/data/", "C:/x", "C:/x"}, {"maps/", "maps/roads.shp", "roads.shp"},
         {"maps/", "data/x", "../data/x"}, {"", "x/y", "x/y"},
     };
-    // clang-format on
     for (const auto& [base, absolute, relative] : cases)
     {
         EXPECT_EQ(KrFile::GetRelativePath(base, absolute), relative) << base << " -> " << absolute;
@@ -121,7 +112,6 @@ TEST(KrFileTest, AbsoluteAndRelativePathsAreInverses)
 
 TEST(KrFileTest, AbsolutePathResolvesStepsAgainstTheBase)
 {
-    // clang-format off
     const std::tuple<const char*, const char*, const char*> cases[] = {
         {"/a/b/", "./c", "/a/b/c"}, {"/a/b/", ".\\c\\d\\", "/a/b/c/d/"}, {"/a/b/", "../c", "/a/c"},
         {"/a/b/", "..\\..\\..\\..\\c", "/c"},  // ".." stops at the root
@@ -135,7 +125,6 @@ TEST(KrFileTest, AbsolutePathResolvesStepsAgainstTheBase)
         {"a/", "..", "."},
         {"C:data", "x", "C:data/x"},  // drive without root
     };
-    // clang-format on
     for (const auto& [base, relative, expected] : cases)
         EXPECT_EQ(KrFile::GetAbsolutePath(base, relative), expected) << base << " + " << relative;
     EXPECT_EQ(KrFile::GetRelativePath("../a/", "b"), "b");  // climbing out of ".." has no answer
@@ -148,7 +137,6 @@ TEST(KrFileTest, MatchFollowsTheWildcardLanguage)
     const unsigned FILENAME = KrFile::MATCH_FILENAME, NOESCAPE = KrFile::MATCH_NOESCAPE,
                    PERIOD = KrFile::MATCH_PERIOD, LEADING = KrFile::MATCH_LEADING_DIR,
                    FOLD = KrFile::MATCH_CASEFOLD;
-    // clang-format off
     const std::tuple<const char*, std::string, unsigned, unsigned char> cases[] = {
         {"*.(shp|tab)", "a.tab", 0, 1}, {"*.(shp|tab)", "a.shp", 0, 1},
         {"*.(shp|tab)", "a.mif", 0, 0}, {"*.(shp,tab)", "a.tab", 0, 1}, {"[!a]*", "abc", 0, 0},
@@ -179,7 +167,6 @@ TEST(KrFileTest, MatchFollowsTheWildcardLanguage)
         {"*a*a*a*a*a*a*a*a*b", std::string(10000, 'a') + "b", 0, 1},
         {"*(a|aa)*(a|aa)*b", std::string(3000, 'a'), 0, 0},
     };
-    // clang-format on
     for (const auto& [pattern, name, flags, expected] : cases)
         EXPECT_EQ(KrFile::Match(pattern, KrString(name), flags), expected)
             << pattern << " / " << name.substr(0, 20) << " flags " << flags;
@@ -195,8 +182,7 @@ TEST(KrFileTest, MatchAndItsAutomatonAgreeWithFnmatch)
                   "flag values");
     std::mt19937 random(11);
     auto pick = [&](const char* set) { return set[random() % std::strlen(set)]; };
-    auto randomName = [&]
-    {
+    auto randomName = [&] {
         std::string name(random() % 8, ' ');
         for (char& c : name) c = pick("abAB./");
         return name;
@@ -265,7 +251,6 @@ TEST_F(KrFileDirTest, ListFilesFiltersByKindHiddenStateAndPattern)
         writeFile(m_root / name, "x");
     for (const char* name : {"src.cpp", "docs", ".git"}) fs::create_directory(m_root / name);
 
-    // clang-format off
     const std::tuple<const char*, unsigned, std::set<std::string>> cases[] = {
         {"*", 0, {"a.cpp", "b.h", "c.txt", "D.CPP", "src.cpp", "docs"}},
         {"*.(cpp|h)", 0, {"a.cpp", "b.h", "src.cpp"}},
@@ -278,7 +263,6 @@ TEST_F(KrFileDirTest, ListFilesFiltersByKindHiddenStateAndPattern)
         {"*", 32 | 8 | 64 | 1, {"src.cpp", "docs", ".git"}},  // never "." or ".."
         {"*.cpp", 0x100 | 1, {"src.cpp"}},  // only the low byte of the flags counts
     };
-    // clang-format on
     for (auto [pattern, flags, expected] : cases)
     {
         KrArray<KrString> names;
@@ -316,15 +300,13 @@ TEST_F(KrFileDirTest, ExistenceAndStatus)
 {
     writeFile(m_root / "f.txt", std::string(1234, 'x'));
     fs::create_directory(m_root / "d");
-    // clang-format off
     const std::pair<KrString, bool> exists[] = {
         {at("f.txt"), true}, {at("d"), true}, {at("d") + "\\", true}, {at("d") + "/", true},
         {at("f.txt") + "/", false}, {at("none"), false}, {"", false}, {at("*.txt"), true},
         {at("*.doc"), false}};
-    // clang-format on
     for (const auto& [path, expected] : exists) EXPECT_EQ(KrFile::IsExist(path), expected) << path;
 
-    struct stat info = {};
+    struct stat info{};
     ASSERT_EQ(stat(at("f.txt").Cstr(), &info), 0);
     KrFile::KrFileStatus status;
     ASSERT_TRUE(KrFile::GetStatus(at("f.txt"), status));
@@ -383,9 +365,8 @@ TEST_F(KrFileDirTest, CopyRenameAndDelete)
     ASSERT_EQ(chmod(at("src").Cstr(), 0750), 0);
     writeFile(m_root / "existing", "old");
 
-    auto mode = [&](const char* name)
-    {
-        struct stat info = {};
+    auto mode = [&](const char* name) {
+        struct stat info{};
         return stat(at(name).Cstr(), &info) == 0 ? info.st_mode & 07777 : 0u;
     };
     EXPECT_TRUE(KrFile::Copy(at("src"), at("copy"), 1));
@@ -468,7 +449,6 @@ TEST_F(KrFileDirTest, SearchesTakeOnlyStarAndQuestionMarkAsWildcards)
 {
     for (const char* name : {"x(1).txt", "x1.txt", "a,b.txt", "b.txt", "[a].txt", "a.txt"})
         writeFile(m_root / name, "x");
-    // clang-format off
     const std::tuple<const char*, std::set<std::string>> extensions[] = {
         {"(1).txt", {"x(1).txt"}},
         {",b.txt", {"a,b.txt"}},
@@ -476,18 +456,15 @@ TEST_F(KrFileDirTest, SearchesTakeOnlyStarAndQuestionMarkAsWildcards)
         {"(?).txt", {"x(1).txt"}},
         {"|b.txt", {}},
     };
-    // clang-format on
     for (const auto& [ext, expected] : extensions)
     {
         KrArray<KrString> paths;
         EXPECT_EQ(KrFile::FindFileExtPaths(dir(), ext, paths, 0), expected.empty() ? 0 : 1) << ext;
         EXPECT_EQ(asSet(paths), expected) << ext;
     }
-    // clang-format off
     const std::tuple<const char*, unsigned char> searches[] = {
         {"x(1)*", 1}, {"x(1|2)*", 0}, {"[a]*", 1}, {"[b]*", 0}, {"a,b*", 1}, {"a*", 1},
     };
-    // clang-format on
     for (const auto& [name, exists] : searches)
         EXPECT_EQ(KrFile::IsExist(dir() + name), exists) << name;
 }
