@@ -216,7 +216,8 @@ TEST_F(KrFileStreamTest, LinesAreWrittenByTypeAndReadAtEveryLineEnd)
             KrString line;
             while (lines.size() < expected.size() && !text.IsEOF())
             {
-                EXPECT_EQ(text.ReadLine(line), line.GetLength());
+                const int length = text.ReadLine(line);
+                EXPECT_EQ(length, line.GetLength());
                 lines.push_back(line);
             }
             EXPECT_EQ(lines, expected) << bytes << " cache " << cache;

@@ -102,6 +102,7 @@ TEST(KrHashTest, PointerValuesMovedFromTablesAndWildPositions)
     EXPECT_EQ(tables[3]["x"], "y");
 
     KrString key("k"), value("v");
+    tables[1].GetStartPosition();
     int pos = 1000;
     tables[1].GetNextAssoc(pos, key, value);
     EXPECT_EQ(key, "k");
