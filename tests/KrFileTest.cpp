@@ -364,27 +364,26 @@ TEST_F(KrFileDirTest, CopyRenameAndDelete)
     ASSERT_EQ(chmod(at("src").Cstr(), 0750), 0);
     writeFile(m_root / "existing", "old");
 
-    auto mode = [&](const char* name) {
-        struct stat info{};
+    auto mode = [&](const char* name)
+    {
+        struct stat info = {};
         return stat(at(name).Cstr(), &info) == 0 ? info.st_mode & 07777 : 0u;
     };
-    EXPECT_TRUE(KrFile::Copy(at("src"), at("copy"), 1));
-    EXPECT_EQ(readFile(m_root / "copy"), "content");
-    EXPECT_EQ(mode("copy"), 0750u);
-
-    EXPECT_FALSE(KrFile::Copy(at("src"), at("existing"), 1));
-    EXPECT_EQ(readFile(m_root / "existing"), "old");
-    EXPECT_TRUE(KrFile::Copy(at("src"), at("existing"), 0));
-    EXPECT_EQ(readFile(m_root / "existing"), "content");
-    EXPECT_EQ(mode("existing"), 0750u);
-
-    EXPECT_FALSE(KrFile::Copy(at("src"), at("src"), 0));  // never onto itself
-    EXPECT_EQ(readFile(m_root / "src"), "content");
-    EXPECT_FALSE(KrFile::Copy(at("none"), at("x"), 0));
     fs::create_directory(m_root / "dir");
-    EXPECT_FALSE(KrFile::Copy(at("dir"), at("x"), 0));
+    // from, to, fail if it exists, result, then what "to" holds; never onto itself
+    // clang-format off
+    const std::tuple<const char*, const char*, unsigned char, bool, const char*> copies[] = {
+        {"src", "copy", 1, true, "content"},     {"src", "existing", 1, false, "old"},
+        {"src", "existing", 0, true, "content"}, {"src", "src", 0, false, "content"},
+        {"none", "x", 0, false, ""},             {"dir", "x", 0, false, ""}};
+    // clang-format on
+    for (const auto& [from, to, failIfExists, result, content] : copies)
+    {
+        EXPECT_EQ(KrFile::Copy(at(from), at(to), failIfExists) != 0, result) << from << to;
+        EXPECT_EQ(readFile(m_root / to), content) << from << to;
+        if (result) EXPECT_EQ(mode(to), 0750u);
+    }
     EXPECT_FALSE(KrFile::IsExist(at("x")));
-
     EXPECT_TRUE(KrFile::Rename(at("copy"), at("dir\\moved")));
     EXPECT_EQ(readFile(m_root / "dir/moved"), "content");
     EXPECT_FALSE(KrFile::Rename(at("copy"), at("again")));
