@@ -152,6 +152,7 @@ TEST(KrStreamTest, StatusIsStickyAndCloseReportsIt)
     EXPECT_EQ(in.GetStatus(), KrStreamLoadError);
     EXPECT_EQ(std::string(c, 4), "abc?");
     EXPECT_FALSE(in.Close());
+    EXPECT_EQ(in.GetLength(), 0u);  // loads are settled and forgotten
 }
 
 TEST(KrStreamTest, OwnedBufferGrowsByTheStepAndTakeBufferGivesItsWholeSize)
