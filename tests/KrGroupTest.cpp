@@ -137,42 +137,35 @@ TEST(KrGroup, LookupsRefuseInvalidIndices)
     EXPECT_EQ(layout(g), "ab");
 }
 
-TEST(KrGroup, SubtreeItemsAreCountedAndIndexedInListOrder)
+TEST(KrGroup, SubtreeItemsAreCountedAndIndexedInListOrderAndGroupsFoundByNameAndID)
 {
     KrGroup root;
     root.Add(item("x"), 0);
-    KrGroup* g = root.CreateChildGroup("g", 0);
+    KrGroup* g = root.CreateChildGroup("Roads", 0);
     root.Add(item("y"), 0);
     g->Add(item("z"), 0);
     g->Add(item("w"), 0);
-    EXPECT_EQ(root.GetItemCount(), 4);
     KrGroup* h = g->CreateChildGroup("h", 1);  // at the head of g
     h->Add(item("q"), 0);
     g->CreateChildGroup("empty", 0);
-    EXPECT_EQ(layout(root), "x[g:[h:q]zw[empty:]]y");
+    KrGroup* rivers = root.CreateChildGroup("Rivers", 1);
+    EXPECT_EQ(layout(root), "[Rivers:]x[Roads:[h:q]zw[empty:]]y");
     EXPECT_EQ(root.GetItemCount(), 5);
     EXPECT_EQ(g->GetItemCount(), 3);
     std::string order;
     for (int i = 0; i < 5; ++i) order += static_cast<const char*>(root.FindItemAt(i)->pItem);
     EXPECT_EQ(order, "xqzwy");
     EXPECT_EQ(root.FindItemAt(5), nullptr);
-}
 
-TEST(KrGroup, ChildGroupsByNameAndID)
-{
-    KrGroup root;
-    KrGroup* roads = root.CreateChildGroup("Roads", 0);
-    KrGroup* rivers = root.CreateChildGroup("Rivers", 1);
-    roads->SetGroupID(7);
-    EXPECT_EQ(root.GetChildGroup(KrString("rOADS")), roads);
+    g->SetGroupID(7);
+    EXPECT_EQ(root.GetChildGroup(KrString("rOADS")), g);
     EXPECT_EQ(root.GetChildGroup(KrString("Road")), nullptr);
     EXPECT_EQ(root.GetChildGroup(0), rivers);
-    EXPECT_EQ(root.GetChildGroupByID(7), roads);
+    EXPECT_EQ(root.GetChildGroupByID(7), g);
     EXPECT_EQ(root.GetChildGroupByID(0), rivers);
     EXPECT_EQ(root.GetChildGroupByID(8), nullptr);
-    EXPECT_EQ(roads->GetParentGroup(), &root);
-    EXPECT_EQ(root.GetAt(1)->nType, 1);
-    EXPECT_EQ(root.GetAt(1)->pParent, &root);
+    EXPECT_EQ(h->GetParentGroup(), g);
+    EXPECT_EQ(root.GetAt(2)->pParent, &root);
 }
 
 TEST(KrGroup, MergingAChildGroupMovesItsEntriesToTheTail)

@@ -48,20 +48,39 @@ private:
     KrRegistry m_saved;
 };
 
-std::map<std::string, std::string> entries(const KrHash<KrString>& table)
+// A table as "key=value;" in key order, a sequence as "item;" in its order.
+std::string text(const KrHash<KrString>& table)
 {
     KrHash<KrString> walk(table);
-    std::map<std::string, std::string> out;
+    std::map<std::string, std::string> sorted;
     KrString key, value;
     for (int pos = walk.GetStartPosition(); !walk.IsEOF(pos);)
     {
         walk.GetNextAssoc(pos, key, value);
-        out[key] = value;
+        sorted[key] = value;
     }
+    std::string out;
+    for (const auto& [k, v] : sorted) out += k + "=" + v + ";";
+    return out;
+}
+std::string text(const KrArray<KrString>& array)
+{
+    std::string out;
+    for (const KrString& item : array) out += std::string(item) + ";";
     return out;
 }
 
-std::vector<std::string> items(const KrArray<KrString>& array) { return {array.begin(), array.end()}; }
+// Every part of a registry holding the entries of kAllTypes and of the save test.
+std::string describe(const KrRegistry& r)
+{
+    std::string out = std::string(r.Name()) + " " + text(r.Values());
+    for (const char* name : {"Section", "built"}) out += " {" + text(r.Obj(name)) + "}";
+    for (const char* name : {"list", "built2"}) out += " [" + text(r.Seq(name)) + "]";
+    for (const KrHash<KrString>& row : r.ObjSeq("rows")) out += " rows{" + text(row) + "}";
+    out += " nested{" + text(r.SubReg("nested").Values()) + text(r.SubReg("nested").Obj("inner"));
+    for (const char* name : {"more", "abs"}) out += "} " + std::string(r.GetSubFileName(name));
+    return out;
+}
 
 KrRegistry fromText(const char* text)
 {
@@ -86,27 +105,22 @@ const char kAllTypes[] = R"(<?xml version="1.0"?>
 
 }  // namespace
 
-TEST_F(KrRegistryTest, EntryTypesAreReadWhateverTheirCase)
-{
-    configDir(dir().Cstr());
-    const KrRegistry registry = fromText(kAllTypes);
-    EXPECT_EQ(registry.Name(), "settings");
-    EXPECT_EQ(registry.Value("plain"), "text & more");
-    EXPECT_EQ(registry.Value("odd"), "kept as a value");
-    EXPECT_EQ(entries(registry.Obj("Section")), (std::map<std::string, std::string>{{"Key", "v1"}, {"Other", "v2"}}));
-    EXPECT_EQ(items(registry.Seq("list")), (std::vector<std::string>{"one", "two", "three"}));
-    ASSERT_EQ(registry.ObjSeq("rows").GetSize(), 2);
-    EXPECT_EQ(registry.ObjSeq("rows")[1]["x"], "3");
-    EXPECT_EQ(registry.SubReg("nested").Value("depth"), "1");
-    EXPECT_EQ(registry.SubReg("nested").Obj("inner")["k"], "v");
-    EXPECT_EQ(registry.GetSubFileName("more"), dir() + "extra.xml");
-    EXPECT_EQ(registry.Encoding(), "GB2312");
-}
-
-TEST_F(KrRegistryTest, SaveThenLoadGivesTheSameTables)
+TEST_F(KrRegistryTest, EntryTypesAreReadWhateverTheirCaseAndSavedAsRead)
 {
     configDir(dir().Cstr());
     KrRegistry original = fromText(kAllTypes);
+    EXPECT_EQ(original.Name(), "settings");
+    EXPECT_EQ(original.Value("plain"), "text & more");
+    EXPECT_EQ(original.Value("odd"), "kept as a value");
+    EXPECT_EQ(text(original.Obj("Section")), "Key=v1;Other=v2;");
+    EXPECT_EQ(text(original.Seq("list")), "one;two;three;");
+    ASSERT_EQ(original.ObjSeq("rows").GetSize(), 2);
+    EXPECT_EQ(original.ObjSeq("rows")[1]["x"], "3");
+    EXPECT_EQ(original.SubReg("nested").Value("depth"), "1");
+    EXPECT_EQ(original.SubReg("nested").Obj("inner")["k"], "v");
+    EXPECT_EQ(original.GetSubFileName("more"), dir() + "extra.xml");
+    EXPECT_EQ(original.Encoding(), "GB2312");
+
     original.SetValue("added", "<new> \"quoted\"");
     KrHash<KrString> object;
     object.SetAt("a", "1");
@@ -118,18 +132,7 @@ TEST_F(KrRegistryTest, SaveThenLoadGivesTheSameTables)
     original.SetExternal("abs", "/elsewhere/file.xml");
     original.SetFileName(dir() + "saved.xml");
     ASSERT_EQ(original.Save(), 1);
-
-    const KrRegistry loaded(dir() + "saved.xml");
-    EXPECT_EQ(loaded.Name(), "settings");
-    EXPECT_EQ(entries(loaded.Values()), entries(original.Values()));
-    for (const char* name : {"Section", "built"}) EXPECT_EQ(entries(loaded.Obj(name)), entries(original.Obj(name)));
-    for (const char* name : {"list", "built2"}) EXPECT_EQ(items(loaded.Seq(name)), items(original.Seq(name)));
-    ASSERT_EQ(loaded.ObjSeq("rows").GetSize(), 2);
-    for (int i = 0; i < 2; ++i) EXPECT_EQ(entries(loaded.ObjSeq("rows")[i]), entries(original.ObjSeq("rows")[i]));
-    EXPECT_EQ(entries(loaded.SubReg("nested").Values()), entries(original.SubReg("nested").Values()));
-    EXPECT_EQ(entries(loaded.SubReg("nested").Obj("inner")), entries(original.SubReg("nested").Obj("inner")));
-    for (const char* name : {"more", "abs"}) EXPECT_EQ(loaded.GetSubFileName(name), original.GetSubFileName(name));
-
+    EXPECT_EQ(describe(KrRegistry(dir() + "saved.xml")), describe(original));
     EXPECT_EQ(readFile(m_dir / "saved.xml").rfind("<?xml version=\"1.0\"", 0), 0u);
 
     KrRegistry unnamed;
@@ -152,9 +155,8 @@ TEST_F(KrRegistryTest, ResourceSectionsNumberTheirTexts)
       <epsfont type="external">fonts.xml</epsfont><plain type="external">res.xml</plain></c>)");
 
     const KrRegistry& resources = registry.SubFile("Resource");
-    EXPECT_EQ(entries(resources.Values()), (std::map<std::string, std::string>{
-                                               {"100", "first"}, {"101", "second"}, {"102", "third"},
-                                               {"-2", "minus two"}, {"-1", "minus one"}}));
+    EXPECT_EQ(text(resources.Values()),
+              "-1=minus one;-2=minus two;100=first;101=second;102=third;");
     EXPECT_EQ(&registry.SubFile("Resource"), &resources);  // loaded once
 
     const KrRegistry& fonts = registry.SubFile("epsfont");
@@ -210,16 +212,17 @@ TEST_F(KrRegistryTest, DpiAndResourceTextsComeFromTheRootRegistry)
     const ScopedRootRegistry root;
     configDir(dir().Cstr());
     write("texts.xml", "<r><section beginid=\"30150\"><res>code %d at %s</res></section></r>");
-    const struct
+    const std::pair<const char*, int> cases[] = {{"<dpi>96</dpi>", 96},
+                                                 {"<dpi>0</dpi>", 72},
+                                                 {"<dpi>-5</dpi>", 72},
+                                                 {"<dpi>abc</dpi>", 72},
+                                                 {"", 72}};
+    for (const auto& [setting, dpi] : cases)
     {
-        const char* setting;
-        int dpi;
-    } cases[] = {{"<dpi>96</dpi>", 96}, {"<dpi>0</dpi>", 72}, {"<dpi>-5</dpi>", 72}, {"<dpi>abc</dpi>", 72}, {"", 72}};
-    for (const auto& c : cases)
-    {
-        const std::string text = std::string("<krn>") + c.setting + "<resource type=\"external\">texts.xml</resource></krn>";
-        KrRegistry::Root() = KrRegistry(write("krn.xml", text));
-        EXPECT_EQ(krdpi(), c.dpi) << c.setting;
+        KrRegistry::Root() = KrRegistry(
+            write("krn.xml", std::string("<krn>") + setting +
+                                 "<resource type=\"external\">texts.xml</resource></krn>"));
+        EXPECT_EQ(krdpi(), dpi) << setting;
     }
     KrString message("stale");
     EXPECT_FALSE(message.LoadString(30150));  // false: a text was found
@@ -245,14 +248,11 @@ TEST_F(KrRegistryTest, TheShippedConfigurationHasTheLibraryTexts)
     pattern.LoadString(30150);
     for (const char* token : {"%ERRORCODE", "%ERRORMSG", "%CODEFILE", "%CODELINE", "%THREADID"})
         EXPECT_GE(pattern.Find(token), 0) << token;
-    const KrHash<KrString>& log = KrRegistry::Root().Obj("LogSetting");
-    for (const char* key : {"LogEnabled", "IsAppend", "StorageType", "LogLevel", "LogFormat", "DateTimeFormat",
-                            "IsFilter", "LogTimeInterval", "LogFileLocation", "LogFilePrefix", "MaxFileSize",
-                            "ExceedSizeMode"})
-    {
-        KrString value;
-        EXPECT_EQ(const_cast<KrHash<KrString>&>(log).Lookup(key, value), 1) << key;
-    }
+    const std::string log = ";" + text(KrRegistry::Root().Obj("LogSetting"));
+    for (const char* key : {"LogEnabled", "IsAppend", "StorageType", "LogLevel", "LogFormat",
+                            "DateTimeFormat", "IsFilter", "LogTimeInterval", "LogFileLocation",
+                            "LogFilePrefix", "MaxFileSize", "ExceedSizeMode"})
+        EXPECT_NE(log.find(";" + std::string(key) + "="), std::string::npos) << key;
 }
 
 TEST_F(KrRegistryTest, MissingNamesGiveEmptyResultsThatWritesDoNotReach)
