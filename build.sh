@@ -72,7 +72,9 @@ install_dependencies() {  # install_dependencies <package>...
     fi
     echo "build.sh: installing ${missing[*]}"
     export DEBIAN_FRONTEND=noninteractive
-    apt-get update -qq
+    # With foreign architectures added (./build.sh cross), one architecture's index may lag the
+    # mirror and make update fail while every package needed is still listed.
+    apt-get update -qq || echo "build.sh: apt-get update reported errors; going on" >&2
     apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
@@ -109,6 +111,15 @@ make_sysroot() {  # make_sysroot <folder> <Debian architecture>: unpack CROSS_TA
     # installing the foreign packages with apt would not.
     (cd "$dir/debs" && apt-get download -qq -o APT::Sandbox::User=root "${names[@]}")
     for deb in "$dir"/debs/*.deb; do dpkg -x "$deb" "$dir"; done
+    # Development links may name the run-time library by its absolute path (/lib/...): point
+    # them at the copy in the sysroot, or the linker would take the static library instead.
+    local link target
+    while IFS= read -r link; do
+        target=$(readlink "$link")
+        if [ "${target#/}" != "$target" ] && [ -e "$dir$target" ]; then
+            ln -sfn "$ROOT/$dir$target" "$link"
+        fi
+    done < <(find "$dir" -type l)
     echo "$wanted" >"$stamp"
 }
 

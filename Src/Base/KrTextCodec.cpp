@@ -465,7 +465,8 @@ template <unsigned char Form, bool FromUtf8>
 bool appendDecoded(void* descriptor, std::string& out, const unsigned char* in, size_t length,
                    size_t& outputBudget, const uint16_t* codes)
 {
-    constexpr size_t kWidth = Form == kAsciiBytes ? 1 : Form <= kAscii16BE ? 2 : 4;
+    [[maybe_unused]] constexpr size_t kWidth =
+        Form == kAsciiBytes ? 1 : Form <= kAscii16BE ? 2 : 4;
     unsigned char staging[16384];
     // Room for the widest step: sixteen ASCII bytes in the widest form.
     unsigned char* const stagingLimit = staging + sizeof staging - 16 * 4;
