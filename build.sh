@@ -104,6 +104,8 @@ make_sysroot() {  # make_sysroot <folder> <Debian architecture>: unpack CROSS_TA
         apt-get update -qq || echo "build.sh: apt-get update reported errors; going on" >&2
     fi
     rm -rf "$dir"
+    # The sysroot lies in the build folder, whose cache may hold paths into the old one.
+    rm -f "$(dirname "$dir")/CMakeCache.txt"
     mkdir -p "$dir/debs"
     local names=()
     for package in "${CROSS_TARGET_PACKAGES[@]}"; do names+=("$package:$arch"); done
