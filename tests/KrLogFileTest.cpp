@@ -43,7 +43,7 @@ std::string strftimeNow(const char* format)
 }
 
 // Messages of the in-memory records, oldest first.
-std::vector<std::string> ringMessages(KrLogFile& log)
+[[maybe_unused]] std::vector<std::string> ringMessages(KrLogFile& log)  // used with SQLite
 {
     KrLogQueryDef all;
     all.m_nMinLevel = KrLogFile::LogDebug;

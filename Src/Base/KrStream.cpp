@@ -355,7 +355,8 @@ KrStream& operator<<(KrStream& stream, const KrStringUCS2LE& text)
 {
     const unsigned int nUnits = text.GetSize() > 0 ? static_cast<unsigned int>(text.GetSize() - 1) : 0;
     stream << nUnits * 2u;
-    stream.Save(reinterpret_cast<const unsigned char*>(text.GetData()), nUnits * 2u);
+    // Little-endian units on the wire: a big-endian host reverses each one.
+    stream.Save(text.GetData(), nUnits);
     return stream;
 }
 
@@ -390,6 +391,10 @@ KrStream& operator>>(KrStream& stream, KrStringUCS2LE& text)
             text.SetSize(unitsFor(nCount));  // the added units are zero
         else if (text[text.GetSize() - 1] != 0)
             text.Add(0);
+        // The bytes arrived as little-endian units; a big-endian host turns them into its own.
+        if (g_bSwapBytes)
+            for (int i = 0; i < text.GetSize(); ++i)
+                text[i] = static_cast<unsigned short>(text[i] >> 8 | text[i] << 8);
     }
     catch (const std::bad_alloc&)
     {

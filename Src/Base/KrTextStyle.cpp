@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string>
 
+#include "Base/KrCompress.h"
 #include "Base/KrCore.h"
 #include "Base/KrMarkup.h"
 #include "Base/KrStyle.h"
@@ -127,7 +128,8 @@ int KrTextStyle::GetHashCode() const
     hash = mix(hash, static_cast<unsigned int>(m_nAngle));
     hash = mix(hash, static_cast<unsigned int>(m_nItalicAngle));
     hash = mix(hash, static_cast<unsigned int>(widthBits ^ widthBits >> 32));
-    hash = mix(hash, static_cast<unsigned int>(std::hash<std::string>()(m_strFaceName)));
+    // The library's own string hash: std::hash differs between 32- and 64-bit hosts.
+    hash = mix(hash, static_cast<unsigned int>(KrHashCode::FastStringToHashCode(m_strFaceName)));
     hash = mix(hash, static_cast<unsigned int>(m_nStyle));
     return static_cast<int>(hash);
 }

@@ -321,8 +321,8 @@ KRN_API KrStream& operator<<(KrStream& stream, const KrString& text);
 // A count larger than the data ends with KrStreamLoadError; the string then holds the bytes
 // that were there. Memory is taken as the bytes arrive, never for the whole claimed count up front.
 KRN_API KrStream& operator>>(KrStream& stream, KrString& text);
-// The byte count is twice the units before the terminating zero unit, then those bytes as
-// they lie in memory.
+// The byte count is twice the units before the terminating zero unit, then those units,
+// little-endian whatever the host.
 KRN_API KrStream& operator<<(KrStream& stream, const KrStringUCS2LE& text);
 // The loaded units always end with a zero unit (one is appended when the data lacks it).
 KRN_API KrStream& operator>>(KrStream& stream, KrStringUCS2LE& text);
