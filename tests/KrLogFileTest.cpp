@@ -133,20 +133,23 @@ TEST(KrLogFileConversions, EnumTextsOperatorsAndPeriods)
 
     const KrTime opened(2023, 12, 29, 10, 30, 0), march(2024, 3, 1);
     using L = KrLogFile;
+    // Opened at 2023-12-29 10:30: the same hour of the next day is no new hour, the same day of
+    // the next month no new day; a week counts days of the year, 4 January being 4 - 363 + 365
+    // = 6 days on and 5 January 7.
+    // clang-format off
     const std::vector<std::tuple<L::TimeInterval, KrTime, KrTime, int>> periods = {
         {L::IntervalNone, opened, KrTime(2024, 6, 1, 0, 0, 0), 0},
         {L::IntervalHour, opened, KrTime(2023, 12, 29, 10, 59, 59), 0},
         {L::IntervalHour, opened, KrTime(2023, 12, 29, 11, 0, 0), 1},
-        {L::IntervalHour, opened, KrTime(2023, 12, 30, 10, 0, 0), 0},  // same hour, next day
+        {L::IntervalHour, opened, KrTime(2023, 12, 30, 10, 0, 0), 0},
         {L::IntervalDay, opened, KrTime(2023, 12, 30, 0, 0, 0), 1},
-        {L::IntervalDay, opened, KrTime(2024, 1, 29, 0, 0, 0), 0},  // same day of month
+        {L::IntervalDay, opened, KrTime(2024, 1, 29, 0, 0, 0), 0},
         {L::IntervalMonth, opened, KrTime(2024, 1, 1, 0, 0, 0), 1},
-        {L::IntervalWeek, opened, KrTime(2024, 1, 4, 0, 0, 0), 0},  // 4 - 363 + 365 = 6
-        {L::IntervalWeek, opened, KrTime(2024, 1, 5, 0, 0, 0), 1},  // 5 - 363 + 365 = 7
+        {L::IntervalWeek, opened, KrTime(2024, 1, 4, 0, 0, 0), 0},
+        {L::IntervalWeek, opened, KrTime(2024, 1, 5, 0, 0, 0), 1},
         {L::IntervalWeek, opened, KrTime(2023, 12, 31, 0, 0, 0), 0},
-        {L::IntervalWeek, march, KrTime(2024, 3, 7), 0},
-        {L::IntervalWeek, march, KrTime(2024, 3, 8), 1},
-    };
+        {L::IntervalWeek, march, KrTime(2024, 3, 7), 0}, {L::IntervalWeek, march, KrTime(2024, 3, 8), 1}};
+    // clang-format on
     for (const auto& [interval, from, now, expected] : periods)
         EXPECT_EQ(KrLogFile::IsNewPeriod(interval, from, now), expected) << interval;
 }
