@@ -154,18 +154,6 @@ TEST(KrLogFileConversions, EnumTextsOperatorsAndPeriods)
         EXPECT_EQ(KrLogFile::IsNewPeriod(interval, from, now), expected) << interval;
 }
 
-TEST_F(KrLogFileTest, SetLevelDeletesTokensButKeepsTheirLabels)
-{
-    log.SetLevel(KrLogFile::LogWarning);
-    EXPECT_EQ(log.GetLogFormat(),
-              "%DATETIME [%TIMESPAN] (%LEVEL) |  %MSG \r\nThreadID: \r\nCodeFile: \r\nCodeLine:");
-    log.Close(1);
-    log.SetLevel(KrLogFile::LogInfo);
-    EXPECT_EQ(log.GetLogFormat(),
-              "%DATETIME [%TIMESPAN] (%LEVEL) |  %MSG \r\nThreadID:%THREADID \r\nCodeFile: "
-              "\r\nCodeLine:");
-}
-
 TEST_F(KrLogFileTest, TextRecordFollowsTheDefaultTemplate)
 {
     openText("a.log");
@@ -453,26 +441,10 @@ TEST_F(KrLogFileTest, KilledProcessLeavesEveryAcceptedRecordWhole)
     EXPECT_EQ(records.back(), std::to_string(kRecords - 1) + "\r\n");
 }
 
-TEST_F(KrLogFileTest, HostileDirectoriesAndDevicesNeverCrash)
-{
-    EXPECT_FALSE(log.Open(sandbox.path("missing/dir").c_str(), "Log", KrLogFile::IntervalNone,
-                          KrLogFile::ModeText, 0));
-    EXPECT_FALSE(log.RecordLog(KrLogFile::LogFatal, 1, "closed", "f", 1));
-    EXPECT_FALSE(log.Open(sandbox.path("missing/x.log").c_str(), 0, KrLogFile::ModeXML));
-
-    fs::create_directory(sandbox.path("gone"));
-    ASSERT_TRUE(log.Open(sandbox.path("gone").c_str(), "Log", KrLogFile::IntervalNone,
-                         KrLogFile::ModeXML, 0));
-    fs::remove_all(sandbox.path("gone"));
-    EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 2, "vanished", "f", 1));
-    log.SetFileSizeLimit(1, KrLogFile::SizeReOpen);
-    EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 3, "reopen fails", "f", 1));
-    EXPECT_FALSE(log.IsOpen());
-}
-
 // Only regular files are written: whatever else is at a log path, or at the XML log's schema
 // and stylesheet paths, makes Open fail and is left as it was. Links are followed, never removed.
-TEST_F(KrLogFileTest, PathsThatAreNotRegularFilesAreRefusedAndLeftAsTheyWere)
+// Missing and vanished directories never crash.
+TEST_F(KrLogFileTest, PathsThatAreNotRegularFilesOrGoneAreRefusedAndLeftAsTheyWere)
 {
     const std::string target = sandbox.path("target.xml");
     // name, what is made ('d'irectory, 'f'ifo, link to /dev/'n'ull, 'l'ink to target), at
@@ -503,10 +475,35 @@ TEST_F(KrLogFileTest, PathsThatAreNotRegularFilesAreRefusedAndLeftAsTheyWere)
         EXPECT_EQ(xmlItems(target), Strings{"through the link"});
     }
     EXPECT_FALSE(fs::exists(sandbox.path("schema.xml")));  // refused before anything was written
+
+    EXPECT_FALSE(log.Open(sandbox.path("missing/dir").c_str(), "Log", KrLogFile::IntervalNone,
+                          KrLogFile::ModeText, 0));
+    EXPECT_FALSE(log.RecordLog(KrLogFile::LogFatal, 1, "closed", "f", 1));
+    EXPECT_FALSE(log.Open(sandbox.path("missing/x.log").c_str(), 0, KrLogFile::ModeXML));
+
+    fs::create_directory(sandbox.path("gone"));
+    ASSERT_TRUE(log.Open(sandbox.path("gone").c_str(), "Log", KrLogFile::IntervalNone,
+                         KrLogFile::ModeXML, 0));
+    fs::remove_all(sandbox.path("gone"));
+    EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 2, "vanished", "f", 1));
+    log.SetFileSizeLimit(1, KrLogFile::SizeReOpen);
+    EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 3, "reopen fails", "f", 1));
+    EXPECT_FALSE(log.IsOpen());
 }
 
-TEST_F(KrLogFileTest, SettingsSectionOpensAndConfiguresTheLog)
+// Above info SetLevel deletes the thread id token, above debug the code file and line tokens:
+// the tokens only, their labels stay. A configured format keeps every token.
+TEST_F(KrLogFileTest, LevelAndSettingsSectionConfigureTheLog)
 {
+    log.SetLevel(KrLogFile::LogWarning);
+    EXPECT_EQ(log.GetLogFormat(),
+              "%DATETIME [%TIMESPAN] (%LEVEL) |  %MSG \r\nThreadID: \r\nCodeFile: \r\nCodeLine:");
+    log.Close(1);
+    log.SetLevel(KrLogFile::LogInfo);
+    EXPECT_EQ(log.GetLogFormat(),
+              "%DATETIME [%TIMESPAN] (%LEVEL) |  %MSG \r\nThreadID:%THREADID \r\nCodeFile: "
+              "\r\nCodeLine:");
+    log.Close(1);
     const std::string location = "<LogFileLocation>" + sandbox.dir();
     ASSERT_TRUE(log.LoadSetting(settingsRegistry(
         "<LogEnabled>TRUE</LogEnabled><StorageType>xml</StorageType><LogLevel>Info</LogLevel>"

@@ -50,19 +50,6 @@ unsigned char lockedFromAnotherThread(KrMutex& mutex)
     return result;
 }
 
-// Waits until a thread of this process is in the scheduler state given ('S': blocked), or with
-// 0 until it is gone.
-void waitForState(unsigned int id, char state)
-{
-    for (;; std::this_thread::yield())
-    {
-        const std::string stat = readFile("/proc/self/task/" + std::to_string(id) + "/stat");
-        const size_t name = stat.rfind(')');
-        if ((name == std::string::npos || name + 2 >= stat.size() ? 0 : stat[name + 2]) == state)
-            return;
-    }
-}
-
 unsigned int nsFromNow(unsigned int ns)
 {
     return static_cast<unsigned int>(KrThread::time()) + ns;
@@ -71,6 +58,28 @@ unsigned int nsFromNow(unsigned int ns)
 long long msSince(std::chrono::steady_clock::time_point start)
 {
     return (std::chrono::steady_clock::now() - start) / std::chrono::milliseconds(1);
+}
+
+// Waits, ten seconds at most, until a thread of this process is in the scheduler state given
+// ('S': blocked), or with 0 until it is gone.
+void waitForState(unsigned int id, char state)
+{
+    for (const auto start = std::chrono::steady_clock::now(); msSince(start) < 10000;
+         std::this_thread::yield())
+    {
+        std::string stat;  // empty once the thread is gone, also when it goes while being read
+        try
+        {
+            stat = readFile("/proc/self/task/" + std::to_string(id) + "/stat");
+        }
+        catch (const std::exception&)
+        {
+        }
+        const size_t name = stat.rfind(')');
+        if ((name == std::string::npos || name + 2 >= stat.size() ? 0 : stat[name + 2]) == state)
+            return;
+    }
+    ADD_FAILURE() << "thread " << id << " never reached state '" << state << "'";
 }
 
 // A thread whose body is a function of the test, held at its start until released.
