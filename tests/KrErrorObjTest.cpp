@@ -91,12 +91,7 @@ TEST_F(KrErrorObjTest, RingKeepsTheLatestEntriesAndIndexesModuloItsCapacity)
 TEST_F(KrErrorObjTest, FormatDumpAndCallbackUseTheResourceTemplate)
 {
     openMemory();
-    KrErrorObj::ErrorInfo info;
-    info.nThreadID = 77;
-    info.nErrorCode = 11023;
-    info.strMessage = "no file";
-    info.strCodeFile = "io.cpp";
-    info.nCodeLine = 5;
+    const KrErrorObj::ErrorInfo info{77, 11023, "no file", "io.cpp", 5};
     KrString text;
     for (int withThread : {1, 0})
     {

@@ -186,7 +186,9 @@ TEST(KrProgressRemainTest, TextsScaleTheElapsedTimeByTheShareLeft)
         EXPECT_EQ(ProgressProbe::Remain(elapsed, pos), text) << elapsed << " " << pos;
 }
 
-TEST_F(KrProgressTest, PositionZeroRestartsTheClockButReportsTheEarlierText)
+// Position 0 restarts the clock but reports the earlier text; whether a position past the end is
+// reported goes by the seconds part of the elapsed time.
+TEST_F(KrProgressTest, TheClockDrivesRemainTextsAndOverdueReports)
 {
     ProgressProbe progress;
     progress.StartSecondsAgo(100);
@@ -198,23 +200,35 @@ TEST_F(KrProgressTest, PositionZeroRestartsTheClockButReportsTheEarlierText)
     EXPECT_EQ(reports[1].remain, reports[0].remain);
     EXPECT_TRUE(std::regex_match(reports[2].remain, std::regex("Remain \\d\\d seconds")))
         << reports[2].remain;
-}
-
-TEST_F(KrProgressTest, OverdueGoesByTheSecondsPartOfTheElapsedTime)
-{
     // Seconds ago, reported. 7 s: seconds part 7 (or 8). 62 s: 2 (or 3), although 62 s in total.
     for (const auto& [secondsAgo, reported] : {std::pair{7, true}, {62, false}, {0, false}})
     {
         reports.clear();
-        ProgressProbe progress;
-        progress.StartSecondsAgo(secondsAgo);
-        progress.SetProgressPos(101);
+        ProgressProbe late;
+        late.StartSecondsAgo(secondsAgo);
+        late.SetProgressPos(101);
         EXPECT_EQ(positions(), reported ? std::vector<int>{101} : std::vector<int>{}) << secondsAgo;
     }
 }
 
-TEST_F(KrProgressTest, CancelFromTheCallbackClearsAndStopsReports)
+TEST_F(KrProgressTest, TitleMessageAndCancelFromTheCallback)
 {
+    KrProgress changing;
+    changing.SetTitleMessage("Import");  // no position yet: stored only
+    changing.SetProgressPos(0);
+    changing.SetTitleMessage("Import");  // unchanged: nothing
+    changing.SetTitleMessage("Index");   // reported at the last position
+    changing.SetMessage("first");        // was empty: reported
+    changing.SetMessage("second");       // from one message to another: stored only
+    changing.SetProgressPos(6);
+    ASSERT_EQ(positions(), (std::vector<int>{0, 0, 0, 6}));
+    EXPECT_EQ(reports[0].title, "Import");
+    EXPECT_EQ(reports[0].remain, "The remain time is unknow");
+    EXPECT_EQ(reports[1].title, "Index");
+    EXPECT_EQ(reports[2].message, "first");
+    EXPECT_EQ(reports[3].message, "second");
+
+    reports.clear();
     cancelAt = 1;
     ProgressProbe progress;
     progress.SetTitleMessage("Copying");
@@ -231,24 +245,6 @@ TEST_F(KrProgressTest, CancelFromTheCallbackClearsAndStopsReports)
     EXPECT_EQ(progress.SetProgressPos(40), -1);
     ASSERT_EQ(positions(), (std::vector<int>{10, 20}));
     EXPECT_EQ(reports[1].title + "|" + reports[1].message, "Copying|roads.shp");
-}
-
-TEST_F(KrProgressTest, TitleAndMessageChangesAreReportedAsSpecified)
-{
-    KrProgress progress;
-    progress.SetTitleMessage("Import");  // no position yet: stored only
-    progress.SetProgressPos(0);
-    progress.SetTitleMessage("Import");  // unchanged: nothing
-    progress.SetTitleMessage("Index");   // reported at the last position
-    progress.SetMessage("first");        // was empty: reported
-    progress.SetMessage("second");       // from one message to another: stored only
-    progress.SetProgressPos(6);
-    ASSERT_EQ(positions(), (std::vector<int>{0, 0, 0, 6}));
-    EXPECT_EQ(reports[0].title, "Import");
-    EXPECT_EQ(reports[0].remain, "The remain time is unknow");
-    EXPECT_EQ(reports[1].title, "Index");
-    EXPECT_EQ(reports[2].message, "first");
-    EXPECT_EQ(reports[3].message, "second");
 }
 
 // A text far longer than its format is formatted whole; it ends at its first zero byte, as the
