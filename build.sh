@@ -29,7 +29,6 @@ EXAMPLE_PACKAGES=(
 TEST_PACKAGES=(
     libgtest-dev libgmock-dev  # tests/
     libssl-dev                 # DES reference of the KrCompress tests and peer of bench_KrCompress
-    libsqlite3-dev             # the database the log's database-mode test writes through
 )
 BENCH_PACKAGES=(
     libbenchmark-dev                # bench/

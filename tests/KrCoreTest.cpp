@@ -10,7 +10,7 @@
 
 using namespace KRN;
 
-TEST(KrCoreTest, MemoryHelpersHandOutAndTakeBackBlocks)
+TEST(KrCoreTest, MemoryHelpersHandOutTakeBackAndKeepTheOldBlockOnFailure)
 {
     void* p = reinterpret_cast<void*>(0x1);
     EXPECT_EQ(krmalloc(&p, 0), 1);
@@ -23,9 +23,17 @@ TEST(KrCoreTest, MemoryHelpersHandOutAndTakeBackBlocks)
     std::memcpy(p, "kept", 5);
     ASSERT_EQ(krresize(&p, 4096), 1);
     EXPECT_STREQ(static_cast<char*>(p), "kept");
+    // No allocator can satisfy this; the sanitizers are told to return null rather than abort.
+    const unsigned long impossible = std::numeric_limits<unsigned long>::max() - 4096;
+    void* before = p;
+    EXPECT_EQ(krresize(&p, impossible), 0);
+    EXPECT_EQ(p, before);
+    EXPECT_STREQ(static_cast<char*>(p), "kept");
     EXPECT_EQ(krresize(&p, 0), 1);
     EXPECT_EQ(p, nullptr);
     krfree(&p);  // a null block is left alone
+    EXPECT_EQ(p, nullptr);
+    EXPECT_EQ(krmalloc(&p, impossible), 0);
     EXPECT_EQ(p, nullptr);
 
     ASSERT_EQ(krmemdup(&p, "abc", 4), 1);
@@ -34,110 +42,73 @@ TEST(KrCoreTest, MemoryHelpersHandOutAndTakeBackBlocks)
     EXPECT_EQ(p, nullptr);
 }
 
-TEST(KrCoreTest, FailedAllocationReportsZeroAndKeepsTheOldBlock)
+// Without a tolerance: relative to the larger magnitude, with a strict absolute bound next to
+// zero (1e-10 is out, 9.9e-11 in); 1e10 and 1e10 - 1 are exactly e * M apart and equal, the
+// relative bound being inclusive; tiny values of which neither is zero take the relative test.
+// 1.0 + 1e-10 is stored as 1 + 1.0000000827e-10, more than 1e-10 * (1 + 1e-10) from 1.0: the
+// rule applied to the doubles says not equal, though the decimals sit on the bound. With a
+// tolerance: strictly within it, and a tolerance of zero or below matches nothing.
+TEST(KrCoreTest, EqualityFollowsItsBounds)
 {
-    // No allocator can satisfy this; the sanitizers are told to return null rather than abort.
-    const unsigned long impossible = std::numeric_limits<unsigned long>::max() - 4096;
-    void* p = nullptr;
-    ASSERT_EQ(krmalloc(&p, 16), 1);
-    std::memcpy(p, "intact", 7);
-    void* before = p;
-    EXPECT_EQ(krresize(&p, impossible), 0);
-    EXPECT_EQ(p, before);
-    EXPECT_STREQ(static_cast<char*>(p), "intact");
-    krfree(&p);
-    EXPECT_EQ(krmalloc(&p, impossible), 0);
-    EXPECT_EQ(p, nullptr);
-}
-
-TEST(KrCoreTest, RelativeEqualityFollowsItsBounds)
-{
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    const struct { double a, b; bool equal; } cases[] = {
-        {0.0, 1e-10, false},        // strict absolute bound next to zero
-        {0.0, 9.9e-11, true},
-        {-9.9e-11, 0.0, true},
-        {1.0, 1.0 + 0.5e-10, true},
-        {1e10, 1e10 - 1.0, true},   // exactly e * M apart: the relative bound is inclusive
-        {1e10, 1e10 - 1.001, false},
-        {1.0, 1.0 + 3e-10, false},
-        {1e-300, 2e-300, false},    // tiny but neither is zero: relative test
-        {1e20, 1e20 * (1 + 5e-11), true},
-        {-5.0, -5.0, true},
-        {nan, nan, false},
-        {0.0, nan, false},
-        {1.0, nan, false},
-        // 1.0 + 1e-10 is stored as 1 + 1.0000000827e-10, more than 1e-10 * (1 + 1e-10) from 1.0:
-        // the rule applied to the doubles says not equal, though the decimals sit on the bound.
-        {1.0, 1.0 + 1e-10, false},
-        {1.0, 1.0 + 0.99e-10, true},
-    };
-    for (const auto& c : cases) EXPECT_EQ(krequal(c.a, c.b), c.equal) << c.a << " vs " << c.b;
-}
-
-TEST(KrCoreTest, AbsoluteEqualityIsStrictAndRejectsZeroTolerance)
-{
+    const double nan = std::numeric_limits<double>::quiet_NaN(), relative = nan;
+    // clang-format off
     const struct { double a, b, tolerance; bool equal; } cases[] = {
+        {0.0, 1e-10, relative, false},       {0.0, 9.9e-11, relative, true},
+        {-9.9e-11, 0.0, relative, true},     {1.0, 1.0 + 0.5e-10, relative, true},
+        {1e10, 1e10 - 1.0, relative, true},  {1e10, 1e10 - 1.001, relative, false},
+        {1.0, 1.0 + 3e-10, relative, false}, {1e-300, 2e-300, relative, false},
+        {1e20, 1e20 * (1 + 5e-11), relative, true}, {-5.0, -5.0, relative, true},
+        {nan, nan, relative, false},         {0.0, nan, relative, false},
+        {1.0, nan, relative, false},         {1.0, 1.0 + 1e-10, relative, false},
+        {1.0, 1.0 + 0.99e-10, relative, true},
         {5.0, 5.0, 0.0, false}, {5.0, 5.0, -1.0, false}, {1.0, 1.5, 0.5, false},
-        {1.0, 1.49, 0.5, true}, {1.49, 1.0, 0.5, true},  {std::nan(""), 1.0, 10.0, false},
-    };
-    for (const auto& c : cases) EXPECT_EQ(krequal(c.a, c.b, c.tolerance), c.equal) << c.a << " vs " << c.b;
+        {1.0, 1.49, 0.5, true}, {1.49, 1.0, 0.5, true},  {nan, 1.0, 10.0, false}};
+    // clang-format on
+    for (const auto& c : cases)
+        EXPECT_EQ(std::isnan(c.tolerance) ? krequal(c.a, c.b) : krequal(c.a, c.b, c.tolerance),
+                  c.equal)
+            << c.a << " vs " << c.b << " within " << c.tolerance;
 }
 
-TEST(KrCoreTest, ByteOrderAndInfinity)
+TEST(KrCoreTest, ByteOrderInfinityAndColourWords)
 {
     EXPECT_EQ(krisbigendian(), __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__);  // the compiler's view
     const double inf = krinfinitebig();
     std::uint64_t bits;
     std::memcpy(&bits, &inf, sizeof bits);
     EXPECT_EQ(bits, 0x7FF0000000000000ull);
-}
 
-TEST(KrCoreTest, ColourWordLayout)
-{
     EXPECT_EQ(KrRGB(1, 2, 3), 0x00030201u);
     EXPECT_EQ(KrRGBA(1, 2, 3, 4), 0x04030201u);
     const unsigned int c = 0xA1B2C3D4u;
-    EXPECT_EQ(KrREDVAL(c) + KrGREENVAL(c) * 0x100u + KrBLUEVAL(c) * 0x10000u + KrALPHAVAL(c) * 0x1000000u, c);
+    EXPECT_EQ(
+        KrREDVAL(c) + KrGREENVAL(c) * 0x100u + KrBLUEVAL(c) * 0x10000u + KrALPHAVAL(c) * 0x1000000u,
+        c);
     EXPECT_TRUE(KrISSAMERGB(0x01030201u, 0xFF030201u));
     EXPECT_FALSE(KrISSAMERGB(0x01030201u, 0x01030202u));
     EXPECT_EQ(KrWinColortoCurrentColor(0xFF123456u), 0x00123456u);
     EXPECT_EQ(KrCurrentColortoWinColor(0xFF123456u), 0x00123456u);
 }
 
-TEST(KrCoreTest, AssertionReportsAndReturns)
+TEST(KrCoreTest, AssertionReportsAndTraceFormatsAnyLength)
 {
     testing::internal::CaptureStderr();
     krassert("x > 0", "a.cpp", 12);
     const int value = 0;
     KRASSERT(value == 1);
     KRASSERT(value == 0);
-    const std::string err = testing::internal::GetCapturedStderr();
-    const std::string expected = "a.cpp:12: KRASSERT(x > 0) failed.\n" + std::string(__FILE__) + ":" +
-                                 std::to_string(__LINE__ - 4) + ": KRASSERT(value == 1) failed.\n";
-    EXPECT_EQ(err, expected);
-}
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "a.cpp:12: KRASSERT(x > 0) failed.\n" + std::string(__FILE__) + ":" +
+                  std::to_string(__LINE__ - 4) + ": KRASSERT(value == 1) failed.\n");
 
-namespace
-{
-std::string g_traced;
-void captureTrace(const char* text) { g_traced += text; }
-}  // namespace
-
-TEST(KrCoreTest, TraceFormatsAnyLengthIntoTheSink)
-{
-    krsettracesink(captureTrace);
-    g_traced.clear();
-    krtrace("%s=%d", "answer", 42);
-    EXPECT_EQ(g_traced, "answer=42");
-
-    g_traced.clear();
+    static std::string traced;
+    krsettracesink([](const char* text) { traced += text; });
     const std::string big(100000, 'z');
+    krtrace("%s=%d", "answer", 42);
     krtrace("[%s]", big.c_str());
-    EXPECT_EQ(g_traced, "[" + big + "]");
     krsettracesink(nullptr);
+    EXPECT_EQ(traced, "answer=42[" + big + "]");
 }
-
 
 // krdpi takes the installed source's positive answers and falls back to 72 for the rest,
 // including when no source is installed.
@@ -146,15 +117,11 @@ TEST(KrCoreTest, DpiComesFromTheInstalledSourceWithAFallback)
     static int answer = 0;
     const KrDpiSource previous = krsetdpisource([] { return answer; });
     EXPECT_NE(previous, nullptr);  // the configuration's, installed at load
-    const struct
+    for (const auto& [given, dpi] :
+         {std::pair{96, 96}, {1, 1}, {0, 72}, {-120, 72}, {std::numeric_limits<int>::min(), 72}})
     {
-        int answer;
-        int dpi;
-    } cases[] = {{96, 96}, {1, 1}, {0, 72}, {-120, 72}, {std::numeric_limits<int>::min(), 72}};
-    for (const auto& c : cases)
-    {
-        answer = c.answer;
-        EXPECT_EQ(krdpi(), c.dpi) << c.answer;
+        answer = given;
+        EXPECT_EQ(krdpi(), dpi) << given;
     }
     krsetdpisource(nullptr);
     EXPECT_EQ(krdpi(), 72);

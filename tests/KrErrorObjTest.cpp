@@ -11,7 +11,6 @@
 #include "KrLogTestSupport.h"
 
 using namespace KRN;
-using KrLogTest::LogSandbox;
 
 namespace
 {
@@ -34,12 +33,19 @@ void pushError(int code, const char* message, int line)
     KrLogFile::GetInstance(true).RecordLog(KrLogFile::LogError, code, message, "err.cpp", line);
 }
 
+class KrErrorObjTest : public ::testing::Test
+{
+protected:
+    void openMemory() { ASSERT_TRUE(sandbox.log().Open(KrLogFile::ModeMemory)); }
+
+    KrLogTest::LogSandbox sandbox;
+    KrErrorObj& errors = KrErrorObj::GetInstance();
+};
+
 }  // namespace
 
-TEST(KrErrorObjTest, DefaultEntryAndEmptyStack)
+TEST_F(KrErrorObjTest, EmptyStackGivesDefaultEntriesAndStartupOpensTheLogInMemory)
 {
-    LogSandbox sandbox;
-    KrErrorObj& errors = KrErrorObj::GetInstance();
     for (const KrErrorObj::ErrorInfo& info :
          {errors.GetLast(0), errors.GetLast(1), errors.GetAt(0), errors.GetAt(99)})
     {
@@ -53,12 +59,7 @@ TEST(KrErrorObjTest, DefaultEntryAndEmptyStack)
     EXPECT_EQ(out, "untouched");
     EXPECT_EQ(errors.GetCount(), 0);
     EXPECT_EQ(errors.GetCapacity(), 16);
-}
 
-TEST(KrErrorObjTest, StartupOpensTheLogInMemory)
-{
-    LogSandbox sandbox;
-    KrErrorObj& errors = KrErrorObj::GetInstance();
     EXPECT_FALSE(errors.IsStartup());
     EXPECT_TRUE(errors.Startup());
     EXPECT_TRUE(errors.IsStartup());
@@ -68,35 +69,29 @@ TEST(KrErrorObjTest, StartupOpensTheLogInMemory)
     EXPECT_EQ(sandbox.log().GetMode(), KrLogFile::ModeText);
 }
 
-TEST(KrErrorObjTest, RingKeepsTheLatestEntriesUpToItsCapacity)
+TEST_F(KrErrorObjTest, RingKeepsTheLatestEntriesAndIndexesModuloItsCapacity)
 {
-    LogSandbox sandbox;
-    ASSERT_TRUE(sandbox.log().Open(KrLogFile::ModeMemory));
-    KrErrorObj& errors = KrErrorObj::GetInstance();
+    openMemory();
     errors.SetCapacity(3);
-    for (int code = 1; code <= 4; ++code)
-        pushError(code, ("e" + std::to_string(code)).c_str(), code);
+    for (int code = 1; code <= 4; ++code) pushError(code, "e", code);
     EXPECT_EQ(errors.GetCount(), 3);
-    std::vector<unsigned int> codes;
-    for (int i = 0; i < 3; ++i) codes.push_back(errors.GetAt(i).nErrorCode);
-    EXPECT_EQ(codes, (std::vector<unsigned int>{4, 3, 2}));
+    // index, code: the latest first, indexes taken round the three slots
+    const std::vector<std::pair<int, unsigned int>> rows = {{0, 4}, {1, 3},  {2, 2},  {3, 4},
+                                                            {4, 3}, {-1, 2}, {-3, 4}, {300, 4}};
+    for (const auto& [index, code] : rows) EXPECT_EQ(errors.GetAt(index).nErrorCode, code) << index;
     errors.Clear();
     EXPECT_EQ(errors.GetCount(), 0);
     EXPECT_EQ(errors.GetCapacity(), 3);
     errors.SetCapacity(0);
     EXPECT_EQ(errors.GetLast(1).nErrorCode, 0u);
+    EXPECT_EQ(errors.GetAt(5).nCodeLine, -1);
+    EXPECT_EQ(errors.GetCapacity(), 1);  // an empty ring grows to one default slot
 }
 
-TEST(KrErrorObjTest, FormatAndDumpUseTheResourceTemplate)
+TEST_F(KrErrorObjTest, FormatDumpAndCallbackUseTheResourceTemplate)
 {
-    LogSandbox sandbox;
-    ASSERT_TRUE(sandbox.log().Open(KrLogFile::ModeMemory));
-    KrErrorObj::ErrorInfo info;
-    info.nThreadID = 77;
-    info.nErrorCode = 11023;
-    info.strMessage = "no file";
-    info.strCodeFile = "io.cpp";
-    info.nCodeLine = 5;
+    openMemory();
+    const KrErrorObj::ErrorInfo info{77, 11023, "no file", "io.cpp", 5};
     KrString text;
     for (int withThread : {1, 0})
     {
@@ -104,39 +99,31 @@ TEST(KrErrorObjTest, FormatAndDumpUseTheResourceTemplate)
         EXPECT_EQ(text, expectedText(11023, "no file", "io.cpp", 5, withThread ? "77" : ""));
     }
 
-    pushError(1, "first", 10);
-    pushError(2, "second", 20);
-    KrString dump("old");
-    KrErrorObj::GetInstance().Dump(dump, 0);
-    EXPECT_EQ(dump, expectedText(2, "second", "err.cpp", 20, "") + "\r\n" +
-                        expectedText(1, "first", "err.cpp", 10, ""));
-}
-
-TEST(KrErrorObjTest, CallbackReceivesEachNewErrorWithItsThread)
-{
-    LogSandbox sandbox;
-    ASSERT_TRUE(sandbox.log().Open(KrLogFile::ModeMemory));
     static std::vector<std::string> seen;
     seen.clear();
     KrErrorObj::SetErrorInfoProc(
-        [](const char* text)
+        [](const char* record)
         {
-            seen.push_back(text);
+            seen.push_back(record);
             pushError(99, "raised inside the callback", 1);  // stored, not passed on again
         });
-    pushError(3, "boom", 30);
+    pushError(1, "first", 10);
     EXPECT_EQ(seen, std::vector<std::string>{
-                        expectedText(3, "boom", "err.cpp", 30, std::to_string(kernelThreadId()))});
-    EXPECT_EQ(KrErrorObj::GetInstance().GetLast(0).nErrorCode, 99u);
+                        expectedText(1, "first", "err.cpp", 10, std::to_string(kernelThreadId()))});
+    KrErrorObj::SetErrorInfoProc(nullptr);
+    pushError(2, "second", 20);
+    KrString dump("old");
+    errors.Dump(dump, 0);
+    EXPECT_EQ(dump, expectedText(2, "second", "err.cpp", 20, "") + "\r\n" +
+                        expectedText(99, "raised inside the callback", "err.cpp", 1, "") + "\r\n" +
+                        expectedText(1, "first", "err.cpp", 10, ""));
 }
 
-TEST(KrErrorObjTest, LastOfThisThreadIgnoresOtherThreads)
+TEST_F(KrErrorObjTest, LastOfThisThreadIgnoresOtherThreads)
 {
-    LogSandbox sandbox;
-    ASSERT_TRUE(sandbox.log().Open(KrLogFile::ModeMemory));
+    openMemory();
     pushError(1, "main", 1);
     std::thread([] { pushError(2, "other", 2); }).join();
-    KrErrorObj& errors = KrErrorObj::GetInstance();
     EXPECT_EQ(errors.GetLast(0).nErrorCode, 2u);
     EXPECT_EQ(errors.GetLast(1).nErrorCode, 1u);
     EXPECT_EQ(errors.GetLast(1).nThreadID, kernelThreadId());
@@ -153,47 +140,27 @@ TEST(KrErrorObjTest, LastOfThisThreadIgnoresOtherThreads)
     EXPECT_EQ(errors.GetLast(1).nErrorCode, 0u);
 }
 
-TEST(KrErrorObjTest, ExceptionRecordsItselfAtDebugLevel)
+TEST_F(KrErrorObjTest, ExceptionRecordsItselfAtDebugLevel)
 {
-    LogSandbox sandbox;
-    KrLogFile& log = sandbox.log();
-    ASSERT_TRUE(log.Open(KrLogFile::ModeMemory));
+    openMemory();
     KrLogQueryDef debugOnly;
-    debugOnly.m_nMinLevel = KrLogFile::LogDebug;
-    debugOnly.m_nMaxLevel = KrLogFile::LogDebug;
+    debugOnly.m_nMinLevel = debugOnly.m_nMaxLevel = KrLogFile::LogDebug;
     KrArray<KrLogItem> items;
 
     const KrException thrown(30118, "bad block", "zip.cpp", 40);
     EXPECT_EQ(thrown.GetErrorInfo().nThreadID, 0xFFFFFFFFu);
-    ASSERT_EQ(log.Query(debugOnly, items), 1);
+    ASSERT_EQ(sandbox.log().Query(debugOnly, items), 1);
     EXPECT_EQ(items[0].m_nResID, 30118);
     EXPECT_EQ(items[0].m_strCodeFile, "zip.cpp");
-    EXPECT_EQ(KrErrorObj::GetInstance().GetCount(), 0);  // debug records are not errors
+    EXPECT_EQ(errors.GetCount(), 0);  // debug records are not errors
 
     KrException copy = thrown;
-    log.SetFilterRepeat(0);
+    sandbox.log().SetFilterRepeat(0);
     copy.WriteToLog();
-    EXPECT_EQ(log.Query(debugOnly, items), 2);
+    EXPECT_EQ(sandbox.log().Query(debugOnly, items), 2);
 
-    log.SetLevel(KrLogFile::LogInfo);
+    sandbox.log().SetLevel(KrLogFile::LogInfo);
     const KrException quiet(30150, "zip.cpp", 41);
     EXPECT_FALSE(quiet.GetErrorInfo().strMessage.IsEmpty());  // the resource text
-    EXPECT_EQ(log.Query(debugOnly, items), 2);
-}
-
-TEST(KrErrorObjTest, GetAtReadsTheRingModuloItsCapacity)
-{
-    LogSandbox sandbox;
-    ASSERT_TRUE(sandbox.log().Open(KrLogFile::ModeMemory));
-    KrErrorObj& errors = KrErrorObj::GetInstance();
-    errors.SetCapacity(3);
-    for (int code = 1; code <= 4; ++code) pushError(code, "e", code);
-    // index, code: the latest first, indexes taken round the three slots
-    const std::vector<std::pair<int, unsigned int>> rows = {{0, 4}, {1, 3},  {2, 2},  {3, 4},
-                                                            {4, 3}, {-1, 2}, {-3, 4}, {300, 4}};
-    for (const auto& [index, code] : rows) EXPECT_EQ(errors.GetAt(index).nErrorCode, code) << index;
-
-    errors.SetCapacity(0);
-    EXPECT_EQ(errors.GetAt(5).nCodeLine, -1);
-    EXPECT_EQ(errors.GetCapacity(), 1);  // an empty ring grows to one default slot
+    EXPECT_EQ(sandbox.log().Query(debugOnly, items), 2);
 }

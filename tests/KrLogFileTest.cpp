@@ -6,10 +6,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#ifdef ZOBASE_TEST_SQLITE
-#include <sqlite3.h>
-#endif
-
 #include <ctime>
 #include <regex>
 #include <string>
@@ -23,14 +19,10 @@ using namespace KRN;
 using KrLogTest::LogSandbox;
 using KrLogTest::splitOn;
 namespace fs = std::filesystem;
+using Strings = std::vector<std::string>;
 
 namespace
 {
-
-int kernelThreadId()
-{
-    return static_cast<int>(::syscall(SYS_gettid));
-}
 
 std::string strftimeNow(const char* format)
 {
@@ -43,40 +35,36 @@ std::string strftimeNow(const char* format)
 }
 
 // Messages of the in-memory records, oldest first.
-[[maybe_unused]] std::vector<std::string> ringMessages(KrLogFile& log)  // used with SQLite
+Strings ringMessages(KrLogFile& log)
 {
     KrLogQueryDef all;
     all.m_nMinLevel = KrLogFile::LogDebug;
     KrArray<KrLogItem> items;
     log.Query(all, items);
-    std::vector<std::string> messages;
+    Strings messages;
     for (int i = items.GetSize() - 1; i >= 0; --i) messages.push_back(items[i].m_strMessage);
     return messages;
 }
 
-// The messages of the LogItem elements of an XML log, or "not well-formed".
-std::vector<std::string> xmlDescriptions(const std::string& path)
+// The children of each LogItem of an XML log as "tag=data" (or the Description data alone),
+// or "not well-formed".
+Strings xmlItems(const std::string& path, bool allChildren = false)
 {
     KrMarkup markup;
     if (!markup.Load(path.c_str()) || !markup.IsWellFormed() || !markup.FindElem("LogFile"))
         return {"not well-formed"};
-    std::vector<std::string> messages;
+    Strings out;
     markup.IntoElem();
     while (markup.FindElem("LogItem"))
     {
-        markup.FindChildElem("Description");
-        messages.push_back(markup.GetChildData());
+        if (!allChildren && markup.FindChildElem("Description"))
+            out.push_back(markup.GetChildData());
+        while (allChildren && markup.FindChildElem())
+            out.push_back(std::string(markup.GetChildTagName()) + "=" +
+                          std::string(markup.GetChildData()));
     }
-    return messages;
+    return out;
 }
-
-// Every test starts from a closed log with its defaults, in a fresh directory.
-class KrLogFileTest : public ::testing::Test
-{
-protected:
-    LogSandbox sandbox;
-    KrLogFile& log = sandbox.log();
-};
 
 KrRegistry settingsRegistry(const std::string& entries)
 {
@@ -86,11 +74,37 @@ KrRegistry settingsRegistry(const std::string& entries)
     return registry;
 }
 
+// Every test starts from a closed log with its defaults, in a fresh directory.
+class KrLogFileTest : public ::testing::Test
+{
+protected:
+    LogSandbox sandbox;
+    KrLogFile& log = sandbox.log();
+    void openText(const char* name, const char* format = nullptr)
+    {
+        ASSERT_TRUE(log.Open(sandbox.path(name).c_str(), 0, KrLogFile::ModeText));
+        if (format) log.SetLogFormat(format);
+    }
+    void info(const std::string& message, int code = 0)
+    {
+        log.RecordLog(KrLogFile::LogInfo, code, message.c_str(), "f", 1);
+    }
+};
+
+const unsigned char kGarbageZip[] = {0x78, 0x9c, 0xff, 0xff, 0x00, 0x13, 0x37};
+
+bool unzipGarbage()
+{
+    unsigned char out[64];
+    unsigned int outLength = sizeof out;
+    return KrCompress::UnZip(out, outLength, kGarbageZip, sizeof kGarbageZip);
+}
+
 }  // namespace
 
-TEST(KrLogFileConversions, EnumTextsAreCaseInsensitiveWithStatedDefaults)
+TEST(KrLogFileConversions, EnumTextsOperatorsAndPeriods)
 {
-    const std::vector<std::tuple<std::string, int, int, int, int>> rows = {
+    const std::vector<std::tuple<std::string, int, int, int, int>> texts = {
         // text, level, mode, interval, size mode
         {"", 400, 0, 0, 0},      {"nonsense", 400, 0, 0, 0}, {"DEBUG", 100, 0, 0, 0},
         {"Info", 200, 0, 0, 0},  {"warning", 300, 0, 0, 0},  {"FaTaL", 500, 0, 0, 0},
@@ -98,7 +112,7 @@ TEST(KrLogFileConversions, EnumTextsAreCaseInsensitiveWithStatedDefaults)
         {"hour", 400, 0, 1, 0},  {"DAY", 400, 0, 2, 0},      {"Week", 400, 0, 3, 0},
         {"month", 400, 0, 4, 0}, {"reopen", 400, 0, 0, 1},   {"NEWFILE", 400, 0, 0, 2},
     };
-    for (const auto& [text, level, mode, interval, sizeMode] : rows)
+    for (const auto& [text, level, mode, interval, sizeMode] : texts)
     {
         SCOPED_TRACE(text);
         EXPECT_EQ(KrLogFile::GetLevelAsEnum(text.c_str()), level);
@@ -108,57 +122,41 @@ TEST(KrLogFileConversions, EnumTextsAreCaseInsensitiveWithStatedDefaults)
     }
     EXPECT_EQ(KrLogFile::GetLevelAsString(KrLogFile::LogWarning), "warning");
     EXPECT_EQ(KrLogFile::GetLevelAsString(static_cast<KrLogFile::LogLevelType>(250)), "unknown");
-}
 
-TEST(KrLogFileConversions, QueryOperatorsCompareTwoIntegers)
-{
-    const std::vector<std::tuple<const char*, int, int, int>> rows = {
+    const std::vector<std::tuple<const char*, int, int, int>> operators = {
         {">", 2, 1, 1},  {">", 1, 1, 0},  {"<", 1, 2, 1},  {"=", 3, 3, 1},  {"=", 3, 4, 0},
         {">=", 3, 3, 1}, {"<=", 4, 3, 0}, {"!=", 1, 2, 1}, {"!=", 2, 2, 0}, {"==", 2, 2, 0},
         {"", 2, 2, 0},   {"=>", 3, 2, 0}, {" >", 3, 2, 0},
     };
-    for (const auto& [op, a, b, expected] : rows)
+    for (const auto& [op, a, b, expected] : operators)
         EXPECT_EQ(KrLogQueryDef::Compare(op, a, b), expected) << op << " " << a << " " << b;
-}
 
-TEST(KrLogFileConversions, NewPeriodByIntervalAndWeekAcrossTheYearEnd)
-{
-    const KrTime opened(2023, 12, 29, 10, 30, 0);
-    const std::vector<std::tuple<KrLogFile::TimeInterval, KrTime, int>> rows = {
-        {KrLogFile::IntervalNone, KrTime(2024, 6, 1, 0, 0, 0), 0},
-        {KrLogFile::IntervalHour, KrTime(2023, 12, 29, 10, 59, 59), 0},
-        {KrLogFile::IntervalHour, KrTime(2023, 12, 29, 11, 0, 0), 1},
-        {KrLogFile::IntervalHour, KrTime(2023, 12, 30, 10, 0, 0), 0},  // same hour, next day
-        {KrLogFile::IntervalDay, KrTime(2023, 12, 30, 0, 0, 0), 1},
-        {KrLogFile::IntervalDay, KrTime(2024, 1, 29, 0, 0, 0), 0},  // same day of month
-        {KrLogFile::IntervalMonth, KrTime(2024, 1, 1, 0, 0, 0), 1},
-        {KrLogFile::IntervalWeek, KrTime(2024, 1, 4, 0, 0, 0), 0},  // 4 - 363 + 365 = 6
-        {KrLogFile::IntervalWeek, KrTime(2024, 1, 5, 0, 0, 0), 1},  // 5 - 363 + 365 = 7
-        {KrLogFile::IntervalWeek, KrTime(2023, 12, 31, 0, 0, 0), 0},
-    };
-    for (const auto& [interval, now, expected] : rows)
-        EXPECT_EQ(KrLogFile::IsNewPeriod(interval, opened, now), expected) << interval;
-    EXPECT_EQ(
-        KrLogFile::IsNewPeriod(KrLogFile::IntervalWeek, KrTime(2024, 3, 1), KrTime(2024, 3, 7)), 0);
-    EXPECT_EQ(
-        KrLogFile::IsNewPeriod(KrLogFile::IntervalWeek, KrTime(2024, 3, 1), KrTime(2024, 3, 8)), 1);
-}
-
-TEST_F(KrLogFileTest, SetLevelDeletesTokensButKeepsTheirLabels)
-{
-    log.SetLevel(KrLogFile::LogWarning);
-    EXPECT_EQ(log.GetLogFormat(),
-              "%DATETIME [%TIMESPAN] (%LEVEL) |  %MSG \r\nThreadID: \r\nCodeFile: \r\nCodeLine:");
-    log.Close(1);
-    log.SetLevel(KrLogFile::LogInfo);
-    EXPECT_EQ(log.GetLogFormat(),
-              "%DATETIME [%TIMESPAN] (%LEVEL) |  %MSG \r\nThreadID:%THREADID \r\nCodeFile: "
-              "\r\nCodeLine:");
+    const KrTime opened(2023, 12, 29, 10, 30, 0), march(2024, 3, 1);
+    using L = KrLogFile;
+    // Opened at 2023-12-29 10:30: the same hour of the next day is no new hour, the same day of
+    // the next month no new day; a week counts days of the year, 4 January being 4 - 363 + 365
+    // = 6 days on and 5 January 7.
+    // clang-format off
+    const std::vector<std::tuple<L::TimeInterval, KrTime, KrTime, int>> periods = {
+        {L::IntervalNone, opened, KrTime(2024, 6, 1, 0, 0, 0), 0},
+        {L::IntervalHour, opened, KrTime(2023, 12, 29, 10, 59, 59), 0},
+        {L::IntervalHour, opened, KrTime(2023, 12, 29, 11, 0, 0), 1},
+        {L::IntervalHour, opened, KrTime(2023, 12, 30, 10, 0, 0), 0},
+        {L::IntervalDay, opened, KrTime(2023, 12, 30, 0, 0, 0), 1},
+        {L::IntervalDay, opened, KrTime(2024, 1, 29, 0, 0, 0), 0},
+        {L::IntervalMonth, opened, KrTime(2024, 1, 1, 0, 0, 0), 1},
+        {L::IntervalWeek, opened, KrTime(2024, 1, 4, 0, 0, 0), 0},
+        {L::IntervalWeek, opened, KrTime(2024, 1, 5, 0, 0, 0), 1},
+        {L::IntervalWeek, opened, KrTime(2023, 12, 31, 0, 0, 0), 0},
+        {L::IntervalWeek, march, KrTime(2024, 3, 7), 0}, {L::IntervalWeek, march, KrTime(2024, 3, 8), 1}};
+    // clang-format on
+    for (const auto& [interval, from, now, expected] : periods)
+        EXPECT_EQ(KrLogFile::IsNewPeriod(interval, from, now), expected) << interval;
 }
 
 TEST_F(KrLogFileTest, TextRecordFollowsTheDefaultTemplate)
 {
-    ASSERT_TRUE(log.Open(sandbox.path("a.log").c_str(), 0, KrLogFile::ModeText));
+    openText("a.log");
     const std::string before = strftimeNow("%Y-%m-%d %H:%M:%S");
     ASSERT_TRUE(log.RecordLog(KrLogFile::LogError, 11023, "cannot open", "map.cpp", 12));
     const std::string after = strftimeNow("%Y-%m-%d %H:%M:%S");
@@ -168,7 +166,7 @@ TEST_F(KrLogFileTest, TextRecordFollowsTheDefaultTemplate)
         "\r\nCodeFile:map.cpp \r\nCodeLine:12\r\n");
     std::smatch match;
     ASSERT_TRUE(std::regex_match(text, match, expected)) << text;
-    EXPECT_EQ(std::stoi(match[1]), kernelThreadId());
+    EXPECT_EQ(std::stol(match[1]), ::syscall(SYS_gettid));
     EXPECT_TRUE(text.compare(0, 19, before) == 0 || text.compare(0, 19, after) == 0) << text;
 }
 
@@ -199,34 +197,27 @@ TEST_F(KrLogFileTest, RepetitionFilterDropsTheSixthOccurrenceUntilAThousandOther
     EXPECT_FALSE(log.RecordLog(KrLogFile::LogInfo, 1, "same", "f", 2));  // the previous record
     EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 2, "same", "f", 2));   // another code
     std::string accepted;
-    for (int i = 0; i < 8; ++i)
-    {
-        accepted += log.RecordLog(KrLogFile::LogInfo, 9, "A", "f", 1) ? 'A' : '-';
-        accepted += log.RecordLog(KrLogFile::LogInfo, 9, "B", "f", 1) ? 'B' : '-';
-    }
+    for (int i = 0; i < 16; ++i)
+        accepted += log.RecordLog(KrLogFile::LogInfo, 9, i % 2 ? "B" : "A", "f", 1)
+                        ? (i % 2 ? 'B' : 'A')
+                        : '-';
     EXPECT_EQ(accepted, "ABABABABAB------");
     // Twelve keys are queued; the thousand-and-third pushes out the first "A".
-    for (int i = 0; i < 990; ++i)
-        log.RecordLog(KrLogFile::LogInfo, 9, ("other " + std::to_string(i)).c_str(), "f", 1);
+    for (int i = 0; i < 990; ++i) info("other " + std::to_string(i), 9);
     EXPECT_FALSE(log.RecordLog(KrLogFile::LogInfo, 9, "A", "f", 1));
-    log.RecordLog(KrLogFile::LogInfo, 9, "one more", "f", 1);
+    info("one more", 9);
     EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 9, "A", "f", 1));
-
     log.SetFilterRepeat(0);
-    EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 9, "B", "f", 1));
-    EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 9, "B", "f", 1));
+    for (int i = 0; i < 2; ++i) EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 9, "B", "f", 1));
 }
 
 TEST_F(KrLogFileTest, MessagesAreWrittenAsTextNeverAsFormats)
 {
-    ASSERT_TRUE(log.Open(sandbox.path("m.log").c_str(), 0, KrLogFile::ModeText));
-    log.SetLogFormat("<%MSG|%CODEFILE>");
+    openText("m.log", "<%MSG|%CODEFILE>");
     const char* message = "%s %n %d %DATETIME %THREADID %CODELINE %%";
     ASSERT_TRUE(log.RecordLog(KrLogFile::LogInfo, 1, message, "%n%s", 3));
-    std::string withNul("before");
-    withNul += '\0';
-    withNul += "after";
-    ASSERT_TRUE(log.RecordLog(KrLogFile::LogInfo, 1, KrString(withNul), "f", 3));
+    ASSERT_TRUE(
+        log.RecordLog(KrLogFile::LogInfo, 1, KrString(std::string("before\0after", 12)), "f", 3));
     const std::string big(1 << 20, 'x');
     ASSERT_TRUE(log.RecordLog(KrLogFile::LogInfo, 1, big.c_str(), "f", 3));
     // Tokens are replaced one after another: those a message brings in for later steps are
@@ -241,251 +232,182 @@ TEST_F(KrLogFileTest, MessagesAreWrittenAsTextNeverAsFormats)
 
 TEST_F(KrLogFileTest, GeneratedNamesCarryPrefixProcessIdAndHour)
 {
-    const std::string pid = std::to_string(::getpid());
+    const std::string stem = sandbox.dir() + "/Run_" + std::to_string(::getpid());
     ASSERT_TRUE(log.Open((sandbox.dir() + "//").c_str(), "Run", KrLogFile::IntervalNone,
                          KrLogFile::ModeText, 0));
-    EXPECT_EQ(log.GetFileName(), sandbox.dir() + "/Run_" + pid + ".log");
+    EXPECT_EQ(log.GetFileName(), stem + ".log");
     EXPECT_EQ(log.GetDirectory(), sandbox.dir() + "/");
-    const std::string hour = strftimeNow("%Y_%m_%d_%H");
+    const std::string hour = stem + "_" + strftimeNow("%Y_%m_%d_%H") + "h.";
     ASSERT_TRUE(
         log.Open(sandbox.dir().c_str(), "Run", KrLogFile::IntervalHour, KrLogFile::ModeXML, 0));
-    EXPECT_EQ(log.GetFileName(), sandbox.dir() + "/Run_" + pid + "_" + hour + "h.xml");
-    const std::string stem = sandbox.dir() + "/Run_" + pid + "_" + hour + "h.";
-    EXPECT_TRUE(fs::exists(stem + "xsd"));
-    EXPECT_TRUE(fs::exists(stem + "xslt"));
+    EXPECT_EQ(log.GetFileName(), hour + "xml");
+    EXPECT_TRUE(fs::exists(hour + "xsd") && fs::exists(hour + "xslt"));
     log.Close();
     ASSERT_TRUE(log.Open(KrLogFile::ModeText));
-    const std::string name = fs::path(log.GetFileName().Cstr()).filename();
-    EXPECT_TRUE(std::regex_match(name, std::regex(R"(Lg\d{4}-\d\d-\d\d_\d\d-\d\d-\d\d\.log)")))
+    const fs::path name(log.GetFileName().Cstr());
+    EXPECT_TRUE(std::regex_match(name.filename().string(),
+                                 std::regex(R"(Lg\d{4}-\d\d-\d\d_\d\d-\d\d-\d\d\.log)")))
         << name;
-    EXPECT_EQ(fs::path(log.GetFileName().Cstr()).parent_path(), fs::path(sandbox.dir()));
+    EXPECT_EQ(name.parent_path(), fs::path(sandbox.dir()));
 }
 
 TEST_F(KrLogFileTest, XmlLogStaysWellFormedAfterEveryRecordAndEveryReopen)
 {
     const std::string path = sandbox.path("x.xml");
-    std::vector<std::string> expected;
+    Strings expected;
     for (int round = 0; round < 3; ++round)
     {
         ASSERT_TRUE(log.Open(sandbox.path("x.log").c_str(), 1, KrLogFile::ModeXML));
-        EXPECT_EQ(xmlDescriptions(path), expected);
+        EXPECT_EQ(xmlItems(path), expected);
         for (int i = 0; i < 3; ++i)
         {
             expected.push_back("r" + std::to_string(round) + " <&> " + std::to_string(i));
             ASSERT_TRUE(log.RecordLog(KrLogFile::LogInfo, 5, expected.back().c_str(), "f", 1));
-            EXPECT_EQ(xmlDescriptions(path), expected);
+            EXPECT_EQ(xmlItems(path), expected);
         }
         log.Close();
     }
     const std::string text = readFile(path);
     EXPECT_EQ(splitOn(text, "</LogFile>").size(), 2u);
     EXPECT_EQ(text.substr(text.size() - 12), "</LogFile>\r\n");
-
     ASSERT_TRUE(log.Open(sandbox.path("x.log").c_str(), 0, KrLogFile::ModeXML));
-    EXPECT_EQ(xmlDescriptions(path), std::vector<std::string>{});
+    EXPECT_EQ(xmlItems(path), Strings{});
 }
 
-TEST_F(KrLogFileTest, XmlFileHeaderSchemaAndStylesheetAreExact)
+TEST_F(KrLogFileTest, XmlFileHeaderSchemaAndStylesheet)
 {
     ASSERT_TRUE(log.Open(sandbox.path("Day.log").c_str(), 0, KrLogFile::ModeXML));
     EXPECT_EQ(readFile(sandbox.path("Day.xml")),
               KrToolkit::GetXmlFileHeader() +
                   "\r\n<?xml:stylesheet type=\"text/xsl\" href=\"Day.xslt\"?>\r\n"
                   "<LogFile xmlns=\"x-schema:Day.xsd\">\r\n</LogFile>\r\n");
-    EXPECT_EQ(readFile(sandbox.path("Day.xsd")),
-              "<Schema xmlns=\"urn:schemas-microsoft-com:xml-data\" "
-              "xmlns:dt=\"urn:schemas-microsoft-com:datatypes\">\r\n"
-              "<ElementType name= \"DateTime\"/>\r\n<ElementType name= \"TimeSpan\"/>\r\n"
-              "<ElementType name= \"Level\"/>\r\n<ElementType name= \"Description\"/>\r\n"
-              "<ElementType name= \"ThreadID\"/>\r\n<ElementType name= \"ResID\"/>\r\n"
-              "<ElementType name= \"CodeFile\"/>\r\n<ElementType name= \"CodeLine\"/>\r\n"
-              "<ElementType name= \"LogItem\" content=\"eltOnly\">\r\n"
-              "<element type= \"DateTime\"/>\r\n<element type=\"TimeSpan\"/>\r\n"
-              "<element type=\"Level\"/>\r\n<element type=\"Description\"/>\r\n"
-              "<element type=\"ThreadID\"/>\r\n<element type=\"ResID\"/>\r\n"
-              "<element type=\"CodeFile\"/>\r\n<element type=\"CodeLine\"/>\r\n"
-              "</ElementType>\r\n<ElementType name= \"LogFile\" content=\"eltOnly\">\r\n"
-              "<element type= \"LogItem\"/>\r\n</ElementType>\r\n</Schema>\r\n");
+    // Key lines of the schema and stylesheet, and the schema's size in bytes and lines.
+    const std::string xsd = readFile(sandbox.path("Day.xsd"));
     const std::string xslt = readFile(sandbox.path("Day.xslt"));
-    EXPECT_NE(xslt.find("xmlns:xsl=\"http://www.w3.org/TR/WD-xsl\""), std::string::npos);
-    EXPECT_NE(
-        xslt.find("\r\n<tr><td>DataTime</td><td>TimeSpan</td><td>Level</td><td>Description</td>"
-                  "<td>ThreadID</td><td>ResID</td><td>CodeFile</td><td>CodeLine</td></tr>\r\n"),
-        std::string::npos);
-    EXPECT_NE(xslt.find("<TD><xsl:value-of select=\"CodeLine\"/></TD></TR>\r\n</xsl:for-each>"),
-              std::string::npos);
+    EXPECT_EQ(xsd.size(), 752u);
+    EXPECT_EQ(splitOn(xsd, "\r\n").size(), 24u);
+    for (const auto& [text, line] : std::vector<std::pair<const std::string*, const char*>>{
+             {&xsd,
+              "<Schema xmlns=\"urn:schemas-microsoft-com:xml-data\" "
+              "xmlns:dt=\"urn:schemas-microsoft-com:datatypes\">\r\n"},
+             {&xsd,
+              "\r\n<ElementType name= \"LogItem\" content=\"eltOnly\">\r\n"
+              "<element type= \"DateTime\"/>\r\n<element type=\"TimeSpan\"/>\r\n"},
+             {&xsd, "\r\n<element type=\"CodeLine\"/>\r\n</ElementType>\r\n"},
+             {&xsd, "\r\n<element type= \"LogItem\"/>\r\n</ElementType>\r\n</Schema>\r\n"},
+             {&xslt, "xmlns:xsl=\"http://www.w3.org/TR/WD-xsl\""},
+             {&xslt,
+              "\r\n<tr><td>DataTime</td><td>TimeSpan</td><td>Level</td>"
+              "<td>Description</td><td>ThreadID</td><td>ResID</td><td>CodeFile</td>"
+              "<td>CodeLine</td></tr>\r\n"},
+             {&xslt, "<TD><xsl:value-of select=\"CodeLine\"/></TD></TR>\r\n</xsl:for-each>"}})
+        EXPECT_NE(text->find(line), std::string::npos) << line;
+    EXPECT_EQ(xsd.rfind("</Schema>\r\n"), xsd.size() - 11);
     KrMarkup stylesheet;
-    EXPECT_TRUE(stylesheet.SetDoc(xslt.c_str()));
-    EXPECT_TRUE(stylesheet.IsWellFormed());
+    EXPECT_TRUE(stylesheet.SetDoc(xslt.c_str()) && stylesheet.IsWellFormed());
 
     // Companions that exist already are left alone.
-    std::ofstream(sandbox.path("Day.xsd"), std::ios::trunc) << "mine";
+    writeFile(sandbox.path("Day.xsd"), "mine");
     ASSERT_TRUE(log.Open(sandbox.path("Day.log").c_str(), 0, KrLogFile::ModeXML));
     EXPECT_EQ(readFile(sandbox.path("Day.xsd")), "mine");
 
     // A record's children carry values only for the tokens of the format.
     log.SetLogFormat("%MSG %LEVEL %CODELINE %%RESID");
     ASSERT_TRUE(log.RecordLog(KrLogFile::LogWarning, 77, "hello", "src.cpp", 31));
-    KrMarkup markup;
-    ASSERT_TRUE(markup.Load(sandbox.path("Day.xml").c_str()));
-    ASSERT_TRUE(markup.FindElem("LogFile"));
-    markup.IntoElem();
-    ASSERT_TRUE(markup.FindElem("LogItem"));
-    std::vector<std::string> children;
-    while (markup.FindChildElem())
-        children.push_back(std::string(markup.GetChildTagName()) + "=" +
-                           std::string(markup.GetChildData()));
-    EXPECT_EQ(children, (std::vector<std::string>{"DateTime=", "TimeSpan=", "Level=warning",
-                                                  "Description=hello", "ThreadID=", "ResID=77",
-                                                  "CodeFile=", "CodeLine=31"}));
+    EXPECT_EQ(xmlItems(sandbox.path("Day.xml"), true),
+              (Strings{"DateTime=", "TimeSpan=", "Level=warning", "Description=hello",
+                       "ThreadID=", "ResID=77", "CodeFile=", "CodeLine=31"}));
 }
 
-TEST_F(KrLogFileTest, RollingTextFileWritesAtOffsetZeroOncePastTheLimit)
+TEST_F(KrLogFileTest, SizeLimitRollsReopensOrNumbersNewFiles)
 {
-    ASSERT_TRUE(log.Open(sandbox.path("r.log").c_str(), 0, KrLogFile::ModeText));
-    log.SetLogFormat("%MSG");
+    openText("r.log", "%MSG");
     log.SetFileSizeLimit(1000, KrLogFile::SizeRolling);
-    const std::string record(98, 'a');  // 100 bytes with the line end
-    for (int i = 0; i < 11; ++i) log.RecordLog(KrLogFile::LogInfo, i, record.c_str(), "f", 1);
+    const std::string a(98, 'a'), b(98, 'b'), c(98, 'c');  // 100 bytes with the line end
+    for (int i = 0; i < 11; ++i) info(a, i);
     EXPECT_EQ(fs::file_size(sandbox.path("r.log")), 1100u);  // the eleventh still appended
-    log.RecordLog(KrLogFile::LogInfo, 0, std::string(98, 'b').c_str(), "f", 1);
-    log.RecordLog(KrLogFile::LogInfo, 0, std::string(98, 'c').c_str(), "f", 1);
-    const std::string text = readFile(sandbox.path("r.log"));
-    EXPECT_EQ(text.size(), 1100u);
-    EXPECT_EQ(text.substr(0, 200), std::string(98, 'b') + "\r\n" + std::string(98, 'c') + "\r\n");
-    std::string rest;
-    for (int i = 0; i < 9; ++i) rest += record + "\r\n";
-    EXPECT_EQ(text.substr(200), rest);
-}
+    info(b);
+    info(c);
+    std::string rolled = b + "\r\n" + c + "\r\n";
+    for (int i = 0; i < 9; ++i) rolled += a + "\r\n";
+    EXPECT_EQ(readFile(sandbox.path("r.log")), rolled);
 
-TEST_F(KrLogFileTest, ReOpenStartsTheSameFileEmptyAndNewFileNumbersTheNext)
-{
     ASSERT_TRUE(
         log.Open(sandbox.dir().c_str(), "Log", KrLogFile::IntervalNone, KrLogFile::ModeText, 0));
     const std::string stem = sandbox.dir() + "/Log_" + std::to_string(::getpid());
     log.SetLogFormat("%MSG");
     log.SetFileSizeLimit(10, KrLogFile::SizeReOpen);
-    log.RecordLog(KrLogFile::LogInfo, 0, "0123456789", "f", 1);
-    log.RecordLog(KrLogFile::LogInfo, 0, "second", "f", 1);
+    info("0123456789");
+    info("second");
     EXPECT_EQ(readFile(stem + ".log"), "second\r\n");
-
     log.SetFileSizeLimit(10, KrLogFile::SizeNewFile);
-    for (const char* message : {"first line", "second line", "third line", "fourth"})
-        log.RecordLog(KrLogFile::LogInfo, 0, message, "f", 1);
-    EXPECT_EQ(readFile(stem + ".log"), "second\r\nfirst line\r\n");
-    EXPECT_EQ(readFile(stem + "#1.log"), "second line\r\n");
-    EXPECT_EQ(readFile(stem + "#2.log"), "third line\r\n");
-    EXPECT_EQ(readFile(stem + "#3.log"), "fourth\r\n");
+    for (const char* message : {"first line", "second line", "third line", "fourth"}) info(message);
+    const Strings files = {".log", "#1.log", "#2.log", "#3.log"};
+    const Strings contents = {"second\r\nfirst line\r\n", "second line\r\n", "third line\r\n",
+                              "fourth\r\n"};
+    for (size_t i = 0; i < files.size(); ++i)
+        EXPECT_EQ(readFile(stem + files[i]), contents[i]) << files[i];
     EXPECT_EQ(log.GetFileName(), stem + "#3.log");
-}
 
-TEST_F(KrLogFileTest, NewFileNumberIsReplacedOnTheWholePath)
-{
+    // The number is replaced on the whole path, directories included.
     fs::create_directory(sandbox.path("#1"));
-    ASSERT_TRUE(log.Open(sandbox.path("#1/x.log").c_str(), 0, KrLogFile::ModeText));
-    log.SetLogFormat("%MSG");
+    openText("#1/x.log", "%MSG");
     log.SetFileSizeLimit(1, KrLogFile::SizeNewFile);
-    log.RecordLog(KrLogFile::LogInfo, 0, "a", "f", 1);
-    log.RecordLog(KrLogFile::LogInfo, 0, "b", "f", 1);
+    info("a");
+    info("b");
     EXPECT_EQ(log.GetFileName(), sandbox.path("#1/x#1.log"));
     fs::create_directory(sandbox.path("#2"));
-    log.RecordLog(KrLogFile::LogInfo, 0, "c", "f", 1);
-    EXPECT_EQ(log.GetFileName(), sandbox.path("#2/x#2.log"));  // deliberately on the whole path
+    info("c");
+    EXPECT_EQ(log.GetFileName(), sandbox.path("#2/x#2.log"));
     EXPECT_EQ(readFile(sandbox.path("#2/x#2.log")), "c\r\n");
 }
 
-#ifdef ZOBASE_TEST_SQLITE
-namespace
-{
+// Database mode through callbacks that keep the rows of a table in memory.
 struct Database
 {
-    sqlite3* db = nullptr;
+    Strings names, rows;
     int closes = 0;
-    std::vector<std::string> names;
 };
-
-unsigned char openTable(void* source, const KrString& name)
-{
-    auto* database = static_cast<Database*>(source);
-    database->names.push_back(name);
-    return sqlite3_exec(
-               database->db,
-               "CREATE TABLE IF NOT EXISTS log(level INT, code INT, message TEXT, file TEXT, "
-               "line INT, thread INT)",
-               nullptr, nullptr, nullptr) == SQLITE_OK;
-}
-
-void writeRow(void* source, const KrString&, const KrLogItem& item)
-{
-    auto* database = static_cast<Database*>(source);
-    sqlite3_stmt* statement = nullptr;
-    sqlite3_prepare_v2(database->db, "INSERT INTO log VALUES(?,?,?,?,?,?)", -1, &statement,
-                       nullptr);
-    sqlite3_bind_int(statement, 1, item.m_nLevel);
-    sqlite3_bind_int(statement, 2, item.m_nResID);
-    sqlite3_bind_text(statement, 3, item.m_strMessage.Cstr(), -1, SQLITE_TRANSIENT);
-    sqlite3_bind_text(statement, 4, item.m_strCodeFile.Cstr(), -1, SQLITE_TRANSIENT);
-    sqlite3_bind_int(statement, 5, item.m_nCodeLine);
-    sqlite3_bind_int(statement, 6, item.m_nThreadID);
-    sqlite3_step(statement);
-    sqlite3_finalize(statement);
-    // A write callback that logs must not come back into itself.
-    KrLogFile::GetInstance(true).RecordLog(KrLogFile::LogFatal, 1, "from the callback", "cb", 1);
-}
-
-void closeTable(void* source, const KrString&)
-{
-    ++static_cast<Database*>(source)->closes;
-}
-
-std::vector<std::string> selectRows(sqlite3* db, const char* sql)
-{
-    std::vector<std::string> rows;
-    sqlite3_exec(
-        db, sql,
-        [](void* out, int columns, char** values, char**)
-        {
-            std::string row;
-            for (int i = 0; i < columns; ++i)
-                row += std::string(i ? "|" : "") + (values[i] ? values[i] : "NULL");
-            static_cast<std::vector<std::string>*>(out)->push_back(row);
-            return 0;
-        },
-        &rows, nullptr);
-    return rows;
-}
-}  // namespace
 
 TEST_F(KrLogFileTest, DatabaseModeStoresRecordsThroughTheThreeCallbacks)
 {
     Database database;
-    ASSERT_EQ(sqlite3_open(sandbox.path("log.db").c_str(), &database.db), SQLITE_OK);
-    KrLogFile::SetOpenCallBack(openTable);
-    KrLogFile::SetWriteCallBack(writeRow);
-    KrLogFile::SetCloseCallBack(closeTable);
+    KrLogFile::SetOpenCallBack(
+        [](void* source, const KrString& name) -> unsigned char
+        {
+            static_cast<Database*>(source)->names.push_back(name);
+            return 1;
+        });
+    KrLogFile::SetWriteCallBack(
+        [](void* source, const KrString&, const KrLogItem& item)
+        {
+            static_cast<Database*>(source)->rows.push_back(
+                std::to_string(item.m_nLevel) + "|" + std::to_string(item.m_nResID) + "|" +
+                item.m_strMessage.Cstr() + "|" + item.m_strCodeFile.Cstr() + "|" +
+                std::to_string(item.m_nCodeLine) + "|" + std::to_string(item.m_nThreadID > 0));
+            // A write callback that logs must not come back into itself.
+            KrLogFile::GetInstance(true).RecordLog(KrLogFile::LogFatal, 1, "inside", "cb", 1);
+        });
+    KrLogFile::SetCloseCallBack([](void* source, const KrString&)
+                                { ++static_cast<Database*>(source)->closes; });
     ASSERT_TRUE(log.Open(&database, "main.log"));
     EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 11, "it's loaded", "a.cpp", 10));
     EXPECT_TRUE(log.RecordLog(KrLogFile::LogError, 12, "failed", "b.cpp", 20));
     log.SetDataSourceNull(&database);
     EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 13, "not stored", "c.cpp", 30));
     log.Close();
-    EXPECT_EQ(
-        selectRows(database.db,
-                   "SELECT level, code, message, file, line, thread > 0 FROM log ORDER BY rowid"),
-        (std::vector<std::string>{"200|11|it's loaded|a.cpp|10|1", "400|12|failed|b.cpp|20|1"}));
+    EXPECT_EQ(database.rows,
+              (Strings{"200|11|it's loaded|a.cpp|10|1", "400|12|failed|b.cpp|20|1"}));
     EXPECT_EQ(database.closes, 0);  // the data source was forgotten before closing
-    EXPECT_EQ(database.names, std::vector<std::string>{"main.log"});
-    EXPECT_EQ(ringMessages(log), (std::vector<std::string>{"it's loaded", "failed", "not stored"}));
+    EXPECT_EQ(database.names, Strings{"main.log"});
+    EXPECT_EQ(ringMessages(log), (Strings{"it's loaded", "failed", "not stored"}));
 
     ASSERT_TRUE(log.Open(&database, "again"));
     log.Close();
     EXPECT_EQ(database.closes, 1);
     KrLogFile::SetOpenCallBack([](void*, const KrString&) -> unsigned char { return 0; });
     EXPECT_FALSE(log.Open(&database, "refused"));
-    sqlite3_close(database.db);
 }
-
-#endif  // ZOBASE_TEST_SQLITE
 
 TEST_F(KrLogFileTest, KilledProcessLeavesEveryAcceptedRecordWhole)
 {
@@ -495,7 +417,6 @@ TEST_F(KrLogFileTest, KilledProcessLeavesEveryAcceptedRecordWhole)
     ASSERT_NE(child, -1);
     if (child == 0)
     {
-        KrLogFile& log = KrLogFile::GetInstance(true);
         if (!log.Open(path.c_str(), 0, KrLogFile::ModeText)) ::_exit(3);
         for (int i = 0; i < kRecords; ++i)
             log.RecordLog(KrLogFile::LogInfo, 7, ("record " + std::to_string(i)).c_str(), "k.cpp",
@@ -506,14 +427,13 @@ TEST_F(KrLogFileTest, KilledProcessLeavesEveryAcceptedRecordWhole)
     int status = 0;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
-    const std::vector<std::string> records = splitOn(readFile(path), "\r\nCodeLine:");
+    const Strings records = splitOn(readFile(path), "\r\nCodeLine:");
     ASSERT_EQ(records.size(), static_cast<size_t>(kRecords + 1));
-    for (int i = 0; i < kRecords; ++i)
+    for (size_t i = 0; i < kRecords; ++i)
     {
-        const std::string& record = records[static_cast<size_t>(i)];
-        const size_t start = i == 0 ? 0 : record.find("\r\n") + 2;
+        const std::string& record = records[i];
         EXPECT_TRUE(std::regex_match(
-            record.substr(start),
+            record.substr(i == 0 ? 0 : record.find("\r\n") + 2),
             std::regex(R"(\S+ \S+ \[\d+\] \(info\) \|  record )" + std::to_string(i) +
                        " \r\nThreadID:\\d+ \r\nCodeFile:k.cpp ")))
             << record;
@@ -521,8 +441,41 @@ TEST_F(KrLogFileTest, KilledProcessLeavesEveryAcceptedRecordWhole)
     EXPECT_EQ(records.back(), std::to_string(kRecords - 1) + "\r\n");
 }
 
-TEST_F(KrLogFileTest, HostileDirectoriesAndDevicesNeverCrash)
+// Only regular files are written: whatever else is at a log path, or at the XML log's schema
+// and stylesheet paths, makes Open fail and is left as it was. Links are followed, never removed.
+// Missing and vanished directories never crash.
+TEST_F(KrLogFileTest, PathsThatAreNotRegularFilesOrGoneAreRefusedAndLeftAsTheyWere)
 {
+    const std::string target = sandbox.path("target.xml");
+    // name, what is made ('d'irectory, 'f'ifo, link to /dev/'n'ull, 'l'ink to target), at
+    // which extension ("" for the log path itself)
+    const std::vector<std::tuple<const char*, char, const char*>> cases = {
+        {"dir.log", 'd', ""},       {"dir.xml", 'd', ""},       {"fifo.log", 'f', ""},
+        {"fifo.xml", 'f', ""},      {"null.log", 'n', ""},      {"null.xml", 'n', ""},
+        {"schema.xml", 'f', "xsd"}, {"style.xml", 'd', "xslt"}, {"link.xml", 'l', ""},
+    };
+    for (const auto& [name, make, ext] : cases)
+    {
+        SCOPED_TRACE(name);
+        const std::string path = sandbox.path(name);
+        const std::string at = *ext ? KrFile::ChangeExt(path.c_str(), ext).Cstr() : path;
+        make == 'd'   ? (void)fs::create_directory(at)
+        : make == 'f' ? (void)::mkfifo(at.c_str(), 0600)
+                      : fs::create_symlink(make == 'n' ? "/dev/null" : target, at);
+        const fs::file_type before = fs::symlink_status(path).type();
+        const bool opens = make == 'l';
+        EXPECT_EQ(log.Open(path.c_str(), 0,
+                           fs::path(path).extension() == ".xml" ? KrLogFile::ModeXML
+                                                                : KrLogFile::ModeText),
+                  opens ? 1 : 0);
+        EXPECT_EQ(fs::symlink_status(path).type(), before);
+        if (!opens) continue;
+        EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 1, "through the link", "f", 1));
+        log.Close(1);
+        EXPECT_EQ(xmlItems(target), Strings{"through the link"});
+    }
+    EXPECT_FALSE(fs::exists(sandbox.path("schema.xml")));  // refused before anything was written
+
     EXPECT_FALSE(log.Open(sandbox.path("missing/dir").c_str(), "Log", KrLogFile::IntervalNone,
                           KrLogFile::ModeText, 0));
     EXPECT_FALSE(log.RecordLog(KrLogFile::LogFatal, 1, "closed", "f", 1));
@@ -538,72 +491,27 @@ TEST_F(KrLogFileTest, HostileDirectoriesAndDevicesNeverCrash)
     EXPECT_FALSE(log.IsOpen());
 }
 
-// Only regular files are written: whatever else is at a log path, or at the XML log's schema
-// and stylesheet paths, makes Open fail and is left as it was. Links are followed, never removed.
-TEST_F(KrLogFileTest, PathsThatAreNotRegularFilesAreRefusedAndLeftAsTheyWere)
+// Above info SetLevel deletes the thread id token, above debug the code file and line tokens:
+// the tokens only, their labels stay. A configured format keeps every token.
+TEST_F(KrLogFileTest, LevelAndSettingsSectionConfigureTheLog)
 {
-    const auto kind = [](const std::string& path) { return fs::symlink_status(path).type(); };
-    const std::string target = sandbox.path("target.xml");
-    const struct
-    {
-        const char* name;
-        void (*make)(const std::string& path, const std::string& target);
-        KrLogFile::Mode mode;
-        bool opens;
-    } cases[] = {
-        {"dir.log", [](const std::string& p, const std::string&) { fs::create_directory(p); },
-         KrLogFile::ModeText, false},
-        {"dir.xml", [](const std::string& p, const std::string&) { fs::create_directory(p); },
-         KrLogFile::ModeXML, false},
-        {"fifo.log", [](const std::string& p, const std::string&) { ::mkfifo(p.c_str(), 0600); },
-         KrLogFile::ModeText, false},
-        {"fifo.xml", [](const std::string& p, const std::string&) { ::mkfifo(p.c_str(), 0600); },
-         KrLogFile::ModeXML, false},
-        {"null.log",
-         [](const std::string& p, const std::string&) { fs::create_symlink("/dev/null", p); },
-         KrLogFile::ModeText, false},
-        {"null.xml",
-         [](const std::string& p, const std::string&) { fs::create_symlink("/dev/null", p); },
-         KrLogFile::ModeXML, false},
-        {"schema.xml",
-         [](const std::string& p, const std::string&)
-         { ::mkfifo(KrFile::ChangeExt(p.c_str(), "xsd"), 0600); },
-         KrLogFile::ModeXML, false},
-        {"style.xml",
-         [](const std::string& p, const std::string&)
-         { fs::create_directory(KrFile::ChangeExt(p.c_str(), "xslt").Cstr()); },
-         KrLogFile::ModeXML, false},
-        {"link.xml", [](const std::string& p, const std::string& t) { fs::create_symlink(t, p); },
-         KrLogFile::ModeXML, true},
-    };
-    for (const auto& c : cases)
-    {
-        SCOPED_TRACE(c.name);
-        const std::string path = sandbox.path(c.name);
-        c.make(path, target);
-        const fs::file_type before = kind(path);
-        EXPECT_EQ(log.Open(path.c_str(), 0, c.mode), c.opens ? 1 : 0);
-        EXPECT_EQ(kind(path), before);
-        if (!c.opens) continue;
-        EXPECT_TRUE(log.RecordLog(KrLogFile::LogInfo, 1, "through the link", "f", 1));
-        log.Close(1);
-        EXPECT_EQ(xmlDescriptions(target), std::vector<std::string>{"through the link"});
-    }
-    EXPECT_FALSE(fs::exists(sandbox.path("schema.xml")));  // refused before anything was written
-}
-
-TEST_F(KrLogFileTest, SettingsSectionOpensAndConfiguresTheLog)
-{
-    const std::string entries =
-        "<LogEnabled>TRUE</LogEnabled><StorageType>xml</StorageType>"
-        "<LogLevel>Info</LogLevel><LogFormat>%MSG\\t%CODEFILE\\r\\n%THREADID</LogFormat>"
-        "<DateTimeFormat>%H</DateTimeFormat><IsFilter>FALSE</IsFilter>"
-        "<LogFileLocation>" +
-        sandbox.dir() +
-        "/</LogFileLocation>"
-        "<LogFilePrefix>Cfg</LogFilePrefix><MaxFileSize>5000</MaxFileSize>"
-        "<ExceedSizeMode>newfile</ExceedSizeMode>";
-    ASSERT_TRUE(log.LoadSetting(settingsRegistry(entries)));
+    log.SetLevel(KrLogFile::LogWarning);
+    EXPECT_EQ(log.GetLogFormat(),
+              "%DATETIME [%TIMESPAN] (%LEVEL) |  %MSG \r\nThreadID: \r\nCodeFile: \r\nCodeLine:");
+    log.Close(1);
+    log.SetLevel(KrLogFile::LogInfo);
+    EXPECT_EQ(log.GetLogFormat(),
+              "%DATETIME [%TIMESPAN] (%LEVEL) |  %MSG \r\nThreadID:%THREADID \r\nCodeFile: "
+              "\r\nCodeLine:");
+    log.Close(1);
+    const std::string location = "<LogFileLocation>" + sandbox.dir();
+    ASSERT_TRUE(log.LoadSetting(settingsRegistry(
+        "<LogEnabled>TRUE</LogEnabled><StorageType>xml</StorageType><LogLevel>Info</LogLevel>"
+        "<LogFormat>%MSG\\t%CODEFILE\\r\\n%THREADID</LogFormat><DateTimeFormat>%H</DateTimeFormat>"
+        "<IsFilter>FALSE</IsFilter>" +
+        location +
+        "/</LogFileLocation><LogFilePrefix>Cfg</LogFilePrefix><MaxFileSize>5000</MaxFileSize>"
+        "<ExceedSizeMode>newfile</ExceedSizeMode>")));
     EXPECT_EQ(log.GetFileName(), sandbox.dir() + "/Cfg_" + std::to_string(::getpid()) + ".xml");
     EXPECT_EQ(log.GetLevel(), KrLogFile::LogInfo);
     // The level is applied before the configured format, which therefore keeps every token.
@@ -614,26 +522,20 @@ TEST_F(KrLogFileTest, SettingsSectionOpensAndConfiguresTheLog)
     EXPECT_EQ(log.GetSizeLimitMode(), KrLogFile::SizeNewFile);
 
     log.Close(1);
-    EXPECT_FALSE(log.LoadSetting(
-        settingsRegistry("<LogEnabled>yes</LogEnabled><StorageType>Memory</StorageType>")));
-    EXPECT_FALSE(log.LoadSetting(
-        settingsRegistry("<LogEnabled>true</LogEnabled><StorageType>Database</StorageType>")));
+    for (const char* refused : {"<LogEnabled>yes</LogEnabled><StorageType>Memory</StorageType>",
+                                "<LogEnabled>true</LogEnabled><StorageType>Database</StorageType>"})
+        EXPECT_FALSE(log.LoadSetting(settingsRegistry(refused))) << refused;
 
     // Unknown words everywhere: text file, level error, no interval, rolling; sizes clamped.
     const std::vector<std::tuple<std::string, int>> sizes = {
         {"-5", -5}, {"99999999999999", 2147483647}, {"junk", 0}, {"", 0}};
     for (const auto& [size, limit] : sizes)
     {
-        const std::string odd =
-            "<LogEnabled>true</LogEnabled><StorageType>Paper</StorageType>"
-            "<LogLevel>loud</LogLevel><LogTimeInterval>Fortnight</LogTimeInterval>"
-            "<ExceedSizeMode>Shred</ExceedSizeMode><IsFilter>no</IsFilter>"
-            "<LogFileLocation>" +
-            sandbox.dir() +
-            "</LogFileLocation>"
-            "<MaxFileSize>" +
-            size + "</MaxFileSize>";
-        ASSERT_TRUE(log.LoadSetting(settingsRegistry(odd)));
+        ASSERT_TRUE(log.LoadSetting(settingsRegistry(
+            "<LogEnabled>true</LogEnabled><StorageType>Paper</StorageType><LogLevel>loud"
+            "</LogLevel><LogTimeInterval>Fortnight</LogTimeInterval><ExceedSizeMode>Shred"
+            "</ExceedSizeMode><IsFilter>no</IsFilter>" +
+            location + "</LogFileLocation><MaxFileSize>" + size + "</MaxFileSize>")));
         EXPECT_EQ(log.GetLevel(), KrLogFile::LogError);
         EXPECT_EQ(log.GetFileName(), sandbox.dir() + "/Log_" + std::to_string(::getpid()) + ".log");
         EXPECT_TRUE(log.IsFilterRepeat());
@@ -653,7 +555,8 @@ TEST_F(KrLogFileTest, QueriesSelectFromTheRingLatestFirst)
                                   messages[code - 1], "f", 1));
     EXPECT_EQ(log.GetRecordCount(), 4);
 
-    auto run = [this](KrLogQueryDef query)
+    KrLogQueryDef query;
+    const auto run = [&]
     {
         KrArray<KrLogItem> items;
         log.Query(query, items);
@@ -661,66 +564,45 @@ TEST_F(KrLogFileTest, QueriesSelectFromTheRingLatestFirst)
         for (int i = 0; i < items.GetSize(); ++i) codes += std::to_string(items[i].m_nResID);
         return codes;
     };
-    KrLogQueryDef query;
-    EXPECT_EQ(run(query), "54");  // errors and fatals by default
+    EXPECT_EQ(run(), "54");  // errors and fatals by default
     query.m_nMinLevel = KrLogFile::LogDebug;
-    EXPECT_EQ(run(query), "5432");
+    EXPECT_EQ(run(), "5432");
     query.m_strResIDOperator = "<=";
     query.m_nResID = 3;
-    EXPECT_EQ(run(query), "32");
+    EXPECT_EQ(run(), "32");
     query.m_strResIDOperator = "";
     query.m_strMessage = "f";
-    EXPECT_EQ(run(query), "542");
+    EXPECT_EQ(run(), "542");
     query.m_nMaxCount = 1;
-    EXPECT_EQ(run(query), "5");
+    EXPECT_EQ(run(), "5");
     query = KrLogQueryDef();
     query.m_nThreadID = 12345;
-    EXPECT_EQ(run(query), "");
+    EXPECT_EQ(run(), "");
     query.m_nThreadID = 0;
     query.m_tmFrom = KrTime::GetCurrentTime() + KrTimeSpan(1.0);
-    EXPECT_EQ(run(query), "");
+    EXPECT_EQ(run(), "");
 }
 
 TEST_F(KrLogFileTest, TextCallbackReceivesEachRecordWithoutLineEnd)
 {
-    static std::vector<std::string> seen;
+    static Strings seen;
     seen.clear();
     KrLogFile::SetCallBack(
         [](const char* text)
         {
             seen.push_back(text);
-            KrLogFile::GetInstance(true).RecordLog(KrLogFile::LogFatal, 2, "inside", "f",
-                                                   1);  // dropped
+            KrLogFile::GetInstance(true).RecordLog(KrLogFile::LogFatal, 2, "inside", "f", 1);
         });
-    ASSERT_TRUE(log.Open(sandbox.path("cb.log").c_str(), 0, KrLogFile::ModeText));
-    log.SetLogFormat("%LEVEL:%MSG:%CODELINE");
+    openText("cb.log", "%LEVEL:%MSG:%CODELINE");
     log.RecordLog(KrLogFile::LogWarning, 1, "one", "f", 9);
     log.SetSaveToPhysical(0);
     log.RecordLog(KrLogFile::LogWarning, 1, "two", "f", 9);
-    EXPECT_EQ(seen, std::vector<std::string>{"warning:one:9"});
+    EXPECT_EQ(seen, Strings{"warning:one:9"});  // the record made inside was dropped
     EXPECT_EQ(readFile(sandbox.path("cb.log")), "warning:one:9\r\n");
-}
-
-TEST_F(KrLogFileTest, FailingUnZipLeavesItsMessageCodeInTheLog)
-{
-    ASSERT_TRUE(log.Open(KrLogFile::ModeMemory));
-    const unsigned char garbage[] = {0x78, 0x9c, 0xff, 0xff, 0x00, 0x13, 0x37};
-    unsigned char out[64];
-    unsigned int outLength = sizeof out;
-    EXPECT_FALSE(KrCompress::UnZip(out, outLength, garbage, sizeof garbage));
-    const KrErrorObj::ErrorInfo last = KrErrorObj::GetInstance().GetLast(0);
-    EXPECT_EQ(last.nErrorCode, 29554u);
-    EXPECT_NE(std::string(last.strCodeFile).find("KrCompress"), std::string::npos);
-    KrLogQueryDef errors;
-    KrArray<KrLogItem> items;
-    ASSERT_EQ(log.Query(errors, items), 1);
-    EXPECT_EQ(items[0].m_nResID, 29554);
-    EXPECT_EQ(items[0].m_nLevel, KrLogFile::LogError);
 }
 
 TEST_F(KrLogFileTest, FailuresFromBelowFollowTheThresholdLikeRecordLog)
 {
-    const unsigned char garbage[] = {0x78, 0x9c, 0xff, 0xff, 0x00, 0x13, 0x37};
     // threshold, records kept in the ring (an error under a fatal threshold reaches only the
     // error stack)
     const std::vector<std::pair<KrLogFile::LogLevelType, size_t>> rows = {
@@ -730,17 +612,19 @@ TEST_F(KrLogFileTest, FailuresFromBelowFollowTheThresholdLikeRecordLog)
         log.Close(1);
         ASSERT_TRUE(log.Open(KrLogFile::ModeMemory));
         log.SetLevel(threshold);
-        unsigned char out[64];
-        unsigned int outLength = sizeof out;
-        EXPECT_FALSE(KrCompress::UnZip(out, outLength, garbage, sizeof garbage));
-        EXPECT_EQ(ringMessages(log).size(), kept) << threshold;
+        EXPECT_FALSE(unzipGarbage());
+        KrLogQueryDef errors;
+        KrArray<KrLogItem> items;
+        ASSERT_EQ(static_cast<size_t>(log.Query(errors, items)), kept) << threshold;
+        for (int i = 0; i < items.GetSize(); ++i)
+            EXPECT_TRUE(items[i].m_nResID == 29554 && items[i].m_nLevel == KrLogFile::LogError);
+        const KrErrorObj::ErrorInfo last = KrErrorObj::GetInstance().GetLast(0);
         EXPECT_EQ(KrErrorObj::GetInstance().GetCount(), 1) << threshold;
-        EXPECT_EQ(KrErrorObj::GetInstance().GetLast(0).nErrorCode, 29554u) << threshold;
+        EXPECT_EQ(last.nErrorCode, 29554u) << threshold;
+        EXPECT_NE(std::string(last.strCodeFile).find("KrCompress"), std::string::npos);
     }
     // A closed log takes nothing, not even into the error stack.
     log.Close(1);
-    unsigned char out[64];
-    unsigned int outLength = sizeof out;
-    EXPECT_FALSE(KrCompress::UnZip(out, outLength, garbage, sizeof garbage));
+    EXPECT_FALSE(unzipGarbage());
     EXPECT_EQ(KrErrorObj::GetInstance().GetCount(), 0);
 }

@@ -13,82 +13,80 @@
 #include "KrLogTestSupport.h"
 
 using namespace KRN;
-using KrLogTest::LogSandbox;
+
+namespace
+{
+
+template <class Body>
+void runThreads(int count, Body body)
+{
+    std::vector<std::thread> threads;
+    for (int t = 0; t < count; ++t) threads.emplace_back(body, t);
+    for (std::thread& thread : threads) thread.join();
+}
+
+}  // namespace
 
 TEST(KrLogFileThreadTest, EightThreadsLoseAndTearNoRecord)
 {
-    LogSandbox sandbox;
+    KrLogTest::LogSandbox sandbox;
     KrLogFile& log = sandbox.log();
-    constexpr int kThreads = 8;
-    constexpr int kRecords = 50000;
+    constexpr int kThreads = 8, kRecords = 50000;
     ASSERT_TRUE(log.Open(sandbox.path("threads.log").c_str(), 0, KrLogFile::ModeText));
     log.SetLogFormat("<%MSG>");
     log.SetQueryMaxNum(kThreads * kRecords);
     log.SetFilterRepeat(0);  // a hash collision must not drop a distinct record here
+    const auto message = [](int t, int i)
+    { return std::to_string(t) + ":" + std::to_string(i) + std::string(t * 7, 'p'); };
     std::atomic<int> accepted{0};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t)
-        threads.emplace_back(
-            [&log, &accepted, t]
-            {
-                const std::string padding(t * 7, 'p');
-                for (int i = 0; i < kRecords; ++i)
-                {
-                    const std::string message =
-                        std::to_string(t) + ":" + std::to_string(i) + padding;
-                    accepted += log.RecordLog(KrLogFile::LogInfo, i, message.c_str(), "t.cpp", t);
-                }
-            });
-    for (std::thread& thread : threads) thread.join();
+    runThreads(kThreads,
+               [&](int t)
+               {
+                   for (int i = 0; i < kRecords; ++i)
+                       accepted +=
+                           log.RecordLog(KrLogFile::LogInfo, i, message(t, i).c_str(), "t.cpp", t);
+               });
     EXPECT_EQ(accepted.load(), kThreads * kRecords);
 
-    std::set<std::string> expected;
+    std::set<std::string> expected, inFile, inRing;
     for (int t = 0; t < kThreads; ++t)
-        for (int i = 0; i < kRecords; ++i)
-            expected.insert(std::to_string(t) + ":" + std::to_string(i) + std::string(t * 7, 'p'));
-
+        for (int i = 0; i < kRecords; ++i) expected.insert(message(t, i));
     const std::vector<std::string> lines =
         KrLogTest::splitOn(readFile(sandbox.path("threads.log")), "\r\n");
     ASSERT_EQ(lines.size(), expected.size() + 1);  // the text ends with a line end
-    std::set<std::string> inFile;
     for (size_t i = 0; i + 1 < lines.size(); ++i)
     {
-        const std::string& line = lines[i];
-        ASSERT_TRUE(line.size() > 2 && line.front() == '<' && line.back() == '>') << line;
-        inFile.insert(line.substr(1, line.size() - 2));
+        ASSERT_TRUE(lines[i].size() > 2 && lines[i].front() == '<' && lines[i].back() == '>')
+            << lines[i];
+        inFile.insert(lines[i].substr(1, lines[i].size() - 2));
     }
     EXPECT_EQ(inFile, expected);
-
     KrLogQueryDef all;
     all.m_nMinLevel = KrLogFile::LogDebug;
     KrArray<KrLogItem> items;
     ASSERT_EQ(log.Query(all, items), kThreads * kRecords);
-    std::set<std::string> inRing;
     for (int i = 0; i < items.GetSize(); ++i) inRing.insert(items[i].m_strMessage);
     EXPECT_EQ(inRing, expected);
 }
 
 TEST(KrLogFileThreadTest, ErrorsFromSeveralThreadsKeepTheirThreadIds)
 {
-    LogSandbox sandbox;
+    KrLogTest::LogSandbox sandbox;
     ASSERT_TRUE(sandbox.log().Open(KrLogFile::ModeMemory));
     KrErrorObj& errors = KrErrorObj::GetInstance();
     errors.SetCapacity(64);
     constexpr int kThreads = 6;
     std::vector<unsigned int> ids(kThreads);
     std::vector<KrErrorObj::ErrorInfo> last(kThreads);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t)
-        threads.emplace_back(
-            [&, t]
-            {
-                ids[t] = static_cast<unsigned int>(::syscall(SYS_gettid));
-                for (int i = 0; i < 5; ++i)
-                    KrLogFile::GetInstance(true).RecordLog(KrLogFile::LogError, 1000 * t + i,
-                                                           "failure", "e.cpp", i);
-                last[t] = errors.GetLast(1);
-            });
-    for (std::thread& thread : threads) thread.join();
+    runThreads(kThreads,
+               [&](int t)
+               {
+                   ids[t] = static_cast<unsigned int>(::syscall(SYS_gettid));
+                   for (int i = 0; i < 5; ++i)
+                       KrLogFile::GetInstance(true).RecordLog(KrLogFile::LogError, 1000 * t + i,
+                                                              "failure", "e.cpp", i);
+                   last[t] = errors.GetLast(1);
+               });
     for (int t = 0; t < kThreads; ++t)
     {
         EXPECT_EQ(last[t].nThreadID, ids[t]);
@@ -97,73 +95,52 @@ TEST(KrLogFileThreadTest, ErrorsFromSeveralThreadsKeepTheirThreadIds)
     EXPECT_EQ(errors.GetCount(), kThreads * 5);
 }
 
-TEST(KrLogFileThreadTest, SettingsChangeWhileOtherThreadsLog)
+// Writers log warnings and errors, a reader dumps the error stack, while the main thread
+// changes the log's settings and the stack's capacity.
+TEST(KrLogFileThreadTest, SettingsAndErrorStackChangeWhileOtherThreadsLog)
 {
-    LogSandbox sandbox;
+    KrLogTest::LogSandbox sandbox;
     KrLogFile& log = sandbox.log();
+    KrErrorObj& errors = KrErrorObj::GetInstance();
     ASSERT_TRUE(log.Open(sandbox.path("busy.log").c_str(), 0, KrLogFile::ModeText));
     std::atomic<bool> stop{false};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 3; ++t)
-        threads.emplace_back(
-            [&, t]
-            {
-                for (int i = 0; !stop.load(); ++i)
-                    log.RecordLog(KrLogFile::LogWarning, i, std::to_string(t * 1000000 + i).c_str(),
-                                  "s.cpp", 1);
-            });
-    for (int round = 0; round < 200; ++round)
-    {
-        log.SetLogFormat(round % 2 ? "%MSG" : "%LEVEL %MSG %THREADID");
-        log.SetLevel(round % 3 ? KrLogFile::LogDebug : KrLogFile::LogError);
-        log.SetDateTimeFormat(round % 2 ? "%H" : "%Y");
-        log.SetFileSizeLimit(round % 5 ? 0 : 4096, KrLogFile::SizeRolling);
-        log.SetQueryMaxNum(100 + round);
-    }
-    stop = true;
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_TRUE(log.IsOpen());
-}
-
-TEST(KrLogFileThreadTest, ErrorStackReadsAndResetsRaceNoWriter)
-{
-    LogSandbox sandbox;
-    KrLogFile& log = sandbox.log();
-    ASSERT_TRUE(log.Open(KrLogFile::ModeMemory));
-    KrErrorObj& errors = KrErrorObj::GetInstance();
-    std::atomic<bool> stop{false};
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 2; ++t)
-        threads.emplace_back(
-            [&, t]
-            {
-                for (int i = 0; !stop.load(); ++i)
-                    log.RecordLog(KrLogFile::LogError, t * 1000000 + i, "failed", "e.cpp", i);
-            });
-    threads.emplace_back(
+    std::thread changer(
         [&]
         {
-            KrString dump;
-            while (!stop.load())
+            for (int round = 0; round < 300; ++round)
             {
-                errors.Dump(dump, 1);
-                const KrErrorObj::ErrorInfo last = errors.GetLast(0);
-                // An entry is whole: its message and file come with it.
-                if (last.nErrorCode != 0)
-                {
-                    EXPECT_EQ(last.strMessage, "failed");
-                }
+                log.SetLogFormat(round % 2 ? "%MSG" : "%LEVEL %MSG %THREADID");
+                log.SetLevel(round % 3 ? KrLogFile::LogDebug : KrLogFile::LogError);
+                log.SetDateTimeFormat(round % 2 ? "%H" : "%Y");
+                log.SetFileSizeLimit(round % 5 ? 0 : 4096, KrLogFile::SizeRolling);
+                log.SetQueryMaxNum(100 + round);
+                errors.SetCapacity(4 + round % 20);
+                if (round % 50 == 0) errors.Clear();
             }
+            stop = true;
         });
-    for (int round = 0; round < 300; ++round)
-    {
-        errors.SetCapacity(4 + round % 20);
-        if (round % 50 == 0) errors.Clear();
-    }
-    stop = true;
-    for (std::thread& thread : threads) thread.join();
+    runThreads(4,
+               [&](int t)
+               {
+                   KrString dump;
+                   for (int i = 0; !stop.load(); ++i)
+                   {
+                       if (t < 3)
+                           log.RecordLog(t % 2 ? KrLogFile::LogError : KrLogFile::LogWarning,
+                                         t * 1000000 + i, "failed", "e.cpp", i);
+                       if (t < 3) continue;
+                       errors.Dump(dump, 1);
+                       const KrErrorObj::ErrorInfo last = errors.GetLast(0);
+                       // An entry is whole: its message and file come with it.
+                       EXPECT_TRUE(last.nErrorCode == 0 ||
+                                   std::string(last.strMessage) + last.strCodeFile.Cstr() ==
+                                       "failede.cpp");
+                   }
+               });
+    changer.join();
+    EXPECT_TRUE(log.IsOpen());
     errors.Clear();
     log.RecordLog(KrLogFile::LogError, 7, "after", "e.cpp", 1);
     EXPECT_EQ(errors.GetCount(), 1);
-    EXPECT_EQ(errors.GetLast(1).strMessage, "after");
+    EXPECT_EQ(errors.GetLast(0).strMessage, "after");
 }

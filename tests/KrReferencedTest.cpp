@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Base/ZoBase.h"
@@ -17,34 +18,26 @@ public:
     Counted() { ++alive; }
     Counted(const Counted& other) : KrReferenced(other) { ++alive; }
     Counted& operator=(const Counted&) = default;
-    static int alive;
+    static inline int alive = 0;
 
 protected:
     ~Counted() override { --alive; }
 };
-int Counted::alive = 0;
 
 // Collects the objects handed over; the test releases them later.
 class Collector : public KrDeleteHandler
 {
 public:
-    explicit Collector(int* destroyed) : m_destroyed(destroyed) {}
-    ~Collector() override { ++*m_destroyed; }
+    explicit Collector(int& destroyed) : m_destroyed(destroyed) {}
+    ~Collector() override { ++m_destroyed; }
     void HandleDelete(KrReferenced* pObject) override { handed.push_back(pObject); }
     std::vector<KrReferenced*> handed;
 
 private:
-    int* m_destroyed;
+    int& m_destroyed;
 };
 
-// Drops every handed object with no handler installed, so that Unref deletes it.
-void release(std::vector<KrReferenced*>& objects)
-{
-    for (KrReferenced* object : objects) object->Unref();
-    objects.clear();
-}
-
-TEST(KrReferenced, TheObjectDiesOnTheUnrefBelowOne)
+TEST(KrReferenced, TheObjectDiesOnTheUnrefBelowOneAndCopiesStartAtZero)
 {
     Counted* object = new Counted;
     object->Ref();
@@ -53,24 +46,15 @@ TEST(KrReferenced, TheObjectDiesOnTheUnrefBelowOne)
     EXPECT_EQ(Counted::alive, 1);
     object->Unref();
     EXPECT_EQ(Counted::alive, 0);
-
-    Counted* never = new Counted;  // count 0: -1 is below 1 as well
-    never->Unref();
+    (new Counted)->Unref();  // count 0: -1 is below 1 as well
     EXPECT_EQ(Counted::alive, 0);
 
-    Counted* kept = new Counted;
-    kept->Ref();
-    kept->UnrefNoDelete();
-    kept->UnrefNoDelete();
-    EXPECT_EQ(kept->GetRefCount(), -1);
-    EXPECT_EQ(Counted::alive, 1);
-    kept->Unref();
-    EXPECT_EQ(Counted::alive, 0);
-}
-
-TEST(KrReferenced, CopiesStartAtZeroButAssignmentTakesTheCount)
-{
     Counted* source = new Counted;
+    source->Ref();
+    source->UnrefNoDelete();
+    source->UnrefNoDelete();
+    EXPECT_EQ(source->GetRefCount(), -1);
+    source->Ref();
     source->Ref();
     source->Ref();
     Counted* copy = new Counted(*source);
@@ -78,15 +62,21 @@ TEST(KrReferenced, CopiesStartAtZeroButAssignmentTakesTheCount)
     Counted* assigned = new Counted;
     *assigned = *source;
     EXPECT_EQ(assigned->GetRefCount(), 2);
-    for (Counted* object : {source, assigned}) object->UnrefNoDelete();
-    for (Counted* object : {source, copy, assigned}) object->Unref();
+    EXPECT_EQ(Counted::alive, 3);
+    for (Counted* held : {source, assigned}) held->UnrefNoDelete();
+    for (Counted* held : {source, copy, assigned}) held->Unref();
     EXPECT_EQ(Counted::alive, 0);
 }
 
 TEST(KrReferenced, TheDeleteHandlerTakesOverDeletion)
 {
     int destroyed = 0;
-    Collector* first = new Collector(&destroyed);
+    // Whatever happens below, no handler stays installed for the tests that follow.
+    struct Uninstall
+    {
+        ~Uninstall() { KrReferenced::SetDeleteHandler(nullptr); }
+    } uninstall;
+    Collector* first = new Collector(destroyed);
     KrReferenced::SetDeleteHandler(first);
     KrReferenced::SetDeleteHandler(first);  // the same handler again is kept
     EXPECT_EQ(destroyed, 0);
@@ -94,19 +84,15 @@ TEST(KrReferenced, TheDeleteHandlerTakesOverDeletion)
     Counted* object = new Counted;
     object->Ref();
     object->Unref();
-    ASSERT_EQ(first->handed.size(), 1u);
-    EXPECT_EQ(first->handed[0], object);
+    EXPECT_EQ(first->handed, std::vector<KrReferenced*>{object});
     EXPECT_EQ(Counted::alive, 1);
-    std::vector<KrReferenced*> pending = first->handed;
 
-    Collector* second = new Collector(&destroyed);
-    KrReferenced::SetDeleteHandler(second);  // the first handler is deleted
+    KrReferenced::SetDeleteHandler(new Collector(destroyed));  // the first handler is deleted
     EXPECT_EQ(destroyed, 1);
     KrReferenced::SetDeleteHandler(nullptr);  // and so is the second
     EXPECT_EQ(destroyed, 2);
     EXPECT_EQ(KrReferenced::GetDeleteHandler(), nullptr);
-
-    release(pending);
+    object->Unref();  // no handler: deleted now
     EXPECT_EQ(Counted::alive, 0);
 }
 
@@ -117,64 +103,50 @@ void* g_current = nullptr;
 
 const char* nameOf(void* cursor)
 {
-    if (cursor == &g_arrow) return "arrow";
-    if (cursor == &g_wait) return "wait";
-    if (cursor == &g_hand) return "hand";
-    return "null";
-}
-void* waitCursor()
-{
-    return &g_wait;
-}
-void* setCursor(void* cursor)
-{
-    g_shown.push_back(nameOf(cursor));
-    void* previous = g_current;
-    g_current = cursor;
-    return previous;
+    return cursor == &g_arrow  ? "arrow"
+           : cursor == &g_wait ? "wait"
+           : cursor == &g_hand ? "hand"
+                               : "null";
 }
 
-class KrCursorTest : public ::testing::Test
+TEST(KrCursorTest, ShowsTheChosenCursorAndRestoresThePreviousOnce)
 {
-protected:
-    void SetUp() override
+    struct Unhook
     {
-        g_shown.clear();
-        g_current = &g_arrow;
-        KrCursor::SetSystemHooks(waitCursor, setCursor);
-    }
-    void TearDown() override { KrCursor::SetSystemHooks(nullptr, nullptr); }
-};
-
-TEST_F(KrCursorTest, ShowsTheChosenCursorAndRestoresThePreviousOnce)
-{
-    // clang-format off
-    const struct { void* cursor; KrCursor::Type type; std::vector<std::string> shown; } cases[] = {
-        {nullptr, KrCursor::WaitCursor, {"wait", "arrow"}},
-        {&g_hand, KrCursor::WaitCursor, {"wait", "arrow"}},
-        {&g_hand, KrCursor::GivenCursor, {"hand", "arrow"}},
-        {&g_hand, static_cast<KrCursor::Type>(7), {"hand", "arrow"}},
-        {nullptr, KrCursor::GivenCursor, {}}};  // a null choice changes nothing
-    // clang-format on
+        ~Unhook() { KrCursor::SetSystemHooks(nullptr, nullptr); }
+    } unhook;
+    KrCursor::SetSystemHooks([]() -> void* { return &g_wait; },
+                             [](void* cursor)
+                             {
+                                 g_shown.push_back(nameOf(cursor));
+                                 return std::exchange(g_current, cursor);
+                             });
+    // cursor chosen, type, cursor shown before, cursors shown
+    const struct
+    {
+        void* cursor;
+        int type;
+        void* before;
+        std::vector<std::string> shown;
+    } cases[] = {
+        {nullptr, KrCursor::WaitCursor, &g_arrow, {"wait", "arrow"}},
+        {&g_hand, KrCursor::WaitCursor, &g_arrow, {"wait", "arrow"}},
+        {&g_hand, KrCursor::GivenCursor, &g_arrow, {"hand", "arrow"}},
+        {&g_hand, 7, &g_arrow, {"hand", "arrow"}},
+        {nullptr, KrCursor::GivenCursor, &g_arrow, {}},      // a null choice changes nothing
+        {nullptr, KrCursor::WaitCursor, nullptr, {"wait"}},  // nothing shown before: no restore
+    };
     for (const auto& c : cases)
     {
         g_shown.clear();
+        g_current = c.before;
         {
-            KrCursor guard(c.cursor, c.type);
+            KrCursor guard(c.cursor, static_cast<KrCursor::Type>(c.type));
             guard.Restore();
         }
         EXPECT_EQ(g_shown, c.shown) << nameOf(c.cursor) << " type " << c.type;
-        EXPECT_EQ(g_current, &g_arrow);
+        EXPECT_TRUE(c.before == nullptr || g_current == c.before);
     }
-}
-
-TEST_F(KrCursorTest, NothingToRestoreWhenNoCursorWasShownBeforeAndNothingWithoutHooks)
-{
-    g_current = nullptr;
-    {
-        KrCursor guard;
-    }
-    EXPECT_EQ(g_shown, std::vector<std::string>{"wait"});
     g_shown.clear();
     KrCursor::SetSystemHooks(nullptr, nullptr);
     {

@@ -22,19 +22,27 @@ void runThreads(int count, Body body)
 
 }  // namespace
 
-TEST(KrReadWriteLockThreadTest, NoWriterIsEverInsideWithAReaderOrAnotherWriter)
+// Writers and readers, some trying and some waiting; the recursive mutex guards a plain counter.
+TEST(KrLockThreadTest, NoWriterIsEverInsideWithAReaderAndTheMutexExcludes)
 {
     KrReadWriteLock rw;
+    KrMutex mutex;
     std::atomic<int> readers{0}, writers{0}, violations{0}, writes{0};
     int shared = 0;  // written by writers only, read by readers: TSan checks the exclusion
+    long long counter = 0;
     runThreads(8,
                [&](int t)
                {
+                   for (int i = 0; i < 2000; ++i)
+                   {
+                       KrMutexGuard guard(mutex);
+                       KrMutexGuard again(mutex);  // the same thread takes it twice
+                       ++counter;
+                   }
                    for (int i = 0; i < 300; ++i)
                    {
-                       const bool write = (i + t) % 4 == 0;
                        const bool attempt = i % 3 == 0;
-                       if (write)
+                       if ((i + t) % 4 == 0)
                        {
                            if (attempt ? !rw.tryWriteLock() : (rw.writeLock(), false)) continue;
                            if (++writers != 1 || readers != 0) ++violations;
@@ -42,19 +50,16 @@ TEST(KrReadWriteLockThreadTest, NoWriterIsEverInsideWithAReaderOrAnotherWriter)
                            ++writes;
                            --writers;
                            rw.writeUnlock();
+                           continue;
                        }
-                       else
-                       {
-                           if (attempt ? !rw.tryReadLock() : (rw.readLock(), false)) continue;
-                           ++readers;
-                           if (writers != 0) ++violations;
-                           volatile int seen = shared;
-                           (void)seen;
-                           --readers;
-                           rw.readUnlock();
-                       }
+                       if (attempt ? !rw.tryReadLock() : (rw.readLock(), false)) continue;
+                       ++readers;
+                       if (writers != 0 || shared > writes) ++violations;
+                       --readers;
+                       rw.readUnlock();
                    }
                });
+    EXPECT_EQ(counter, 8 * 2000);
     EXPECT_EQ(violations.load(), 0);
     EXPECT_EQ(shared, writes.load());
     EXPECT_EQ(rw.tryWriteLock(), 1);  // everything was released, by whichever thread
@@ -78,59 +83,50 @@ struct Waiters
     explicit Waiters(int count)
     {
         for (int t = 0; t < count; ++t)
-        {
             threads.emplace_back(
                 [this]
                 {
-                    mutex.lock();
+                    KrMutexGuard hold(mutex);
                     ++ready;
                     condition.wait(mutex);
                     ++woken;
-                    mutex.unlock();
                 });
-        }
-        for (;;)
+        for (bool all = false; !all; std::this_thread::yield())
         {
-            mutex.lock();
-            const bool all = ready == count;
-            mutex.unlock();
-            if (all) return;
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            KrMutexGuard hold(mutex);
+            all = ready == count;
         }
     }
+    ~Waiters() { joinAll(); }
     void joinAll()
     {
         for (std::thread& thread : threads) thread.join();
+        threads.clear();
     }
 };
 
 }  // namespace
 
-TEST(KrConditionThreadTest, BroadcastWakesEveryWaiterAndResetsItself)
+TEST(KrConditionThreadTest, SignalWakesOneWaiterBroadcastAllAndResetsItself)
 {
+    {
+        Waiters waiters(4);
+        waiters.condition.signal();
+        while (waiters.woken.load() == 0) std::this_thread::yield();
+        // Time for a wrongly woken second waiter to show itself.
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        EXPECT_EQ(waiters.woken.load(), 1);
+        waiters.condition.broadcast();
+    }
     Waiters waiters(4);
     waiters.condition.broadcast();
     waiters.joinAll();
     EXPECT_EQ(waiters.woken.load(), 4);
-
     // The last woken waiter closed the broadcast again: a new wait times out.
-    waiters.mutex.lock();
-    const unsigned int deadline = static_cast<unsigned int>(KrThread::time()) + 30000000u;
-    EXPECT_EQ(waiters.condition.wait(waiters.mutex, deadline), 0);
-    waiters.mutex.unlock();
-}
-
-TEST(KrConditionThreadTest, SignalWakesExactlyOneWaiter)
-{
-    Waiters waiters(4);
-    waiters.condition.signal();
-    for (int i = 0; i < 2000 && waiters.woken.load() == 0; ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_EQ(waiters.woken.load(), 1);
-    waiters.condition.broadcast();
-    waiters.joinAll();
-    EXPECT_EQ(waiters.woken.load(), 4);
+    KrMutexGuard hold(waiters.mutex);
+    EXPECT_EQ(waiters.condition.wait(waiters.mutex,
+                                     static_cast<unsigned int>(KrThread::time()) + 30000000u),
+              0);
 }
 
 // One condition per direction: a player never waits on the condition it signals, so it cannot
@@ -140,50 +136,43 @@ TEST(KrConditionThreadTest, PingPongHandsEveryValueOver)
     KrCondition turn[2];
     KrMutex mutex;
     int value = 0;  // even: player 0 moves; odd: player 1
-    int timeouts = 0;
+    std::atomic<int> timeouts{0};
     constexpr int kRounds = 500;
     auto player = [&](int parity)
     {
-        mutex.lock();
+        KrMutexGuard hold(mutex);
         while (value < 2 * kRounds)
         {
             if (value % 2 == parity)
-            {
-                ++value;
-                turn[1 - parity].signal();
-            }
+                ++value, turn[1 - parity].signal();
             else if (!turn[parity].wait(mutex,
                                         static_cast<unsigned int>(KrThread::time()) + 2000000000u))
-            {
                 ++timeouts;
-            }
         }
         turn[1 - parity].signal();
-        mutex.unlock();
     };
     std::thread other(player, 1);
     player(0);
     other.join();
     EXPECT_EQ(value, 2 * kRounds);
-    EXPECT_EQ(timeouts, 0);
+    EXPECT_EQ(timeouts.load(), 0);
 }
 
 TEST(KrSemaphoreThreadTest, UnitsAreNeitherLostNorDuplicated)
 {
-    KrSemaphore units(3);
+    KrSemaphore units(3), gate(3);  // the gate lets at most three holders in at once
     constexpr int kPerProducer = 400;
     std::atomic<int> taken{0}, inside{0}, overfull{0};
-    KrSemaphore gate(3);  // at most three holders at once
     runThreads(8,
                [&](int t)
                {
-                   if (t < 4)
-                   {
-                       for (int i = 0; i < kPerProducer; ++i) units.post();
-                       return;
-                   }
                    for (int i = 0; i < kPerProducer; ++i)
                    {
+                       if (t < 4)
+                       {
+                           units.post();
+                           continue;
+                       }
                        if (i % 2 == 0 || !units.trywait()) units.wait();
                        ++taken;
                        gate.wait();
@@ -195,25 +184,5 @@ TEST(KrSemaphoreThreadTest, UnitsAreNeitherLostNorDuplicated)
     EXPECT_EQ(taken.load(), 4 * kPerProducer);
     EXPECT_EQ(overfull.load(), 0);
     // The three initial units are left, no more.
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(units.trywait(), 1);
-    EXPECT_EQ(units.trywait(), 0);
-}
-
-TEST(KrMutexThreadTest, GuardsACounterAcrossThreads)
-{
-    KrMutex mutex;
-    long long counter = 0;
-    runThreads(8,
-               [&](int)
-               {
-                   for (int i = 0; i < 2000; ++i)
-                   {
-                       KrMutexLock guard(mutex);
-                       guard.lock();
-                       KrMutexLock again(mutex);  // recursive: the same thread takes it twice
-                       again.lock();
-                       ++counter;
-                   }
-               });
-    EXPECT_EQ(counter, 8 * 2000);
+    EXPECT_EQ(units.trywait() + units.trywait() + units.trywait() + units.trywait(), 3);
 }

@@ -64,6 +64,11 @@ void KrEfficiency::Report(const KrString& strName, const KrString& strCodeFile, 
     report(text, __LINE__);
 }
 
+void KrEfficiency::ClearMark()
+{
+    setMark(0, KrString(), 0);
+}
+
 int KrEfficiency::GetTime()
 {
     return static_cast<int>(static_cast<unsigned int>(Platform::ProcessorClock()));

@@ -31,6 +31,8 @@ public:
     // \nto   code file: <file> code line: <line>." and moves the mark here. Without any mark
     // the stretch starts at tick 0 with an empty file and line 0.
     static void Report(const KrString& strName, const KrString& strCodeFile, int nCodeLine);
+    // Forgets the mark, as at process start: the next Report starts at tick 0 again.
+    static void ClearMark();
 
 private:
     static int GetTime();

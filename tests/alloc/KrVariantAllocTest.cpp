@@ -31,6 +31,10 @@ void operator delete(void* p) noexcept
 {
     release(p);
 }
+void operator delete(void* p, std::size_t) noexcept
+{
+    release(p);
+}
 
 using namespace KRN;
 
