@@ -8,6 +8,7 @@
 #   ./build.sh fuzz T S  build the libFuzzer targets with clang and run target T for S seconds
 #   ./build.sh clang     build everything with clang and run every test
 #   ./build.sh cross A   cross-build the library and its tests for A (i386 or s390x) and run them
+#   ./build.sh format    check that every C++ source is formatted as .clang-format says
 # Each command installs (with apt-get, when run as root) only the package groups it needs.
 # ZOBASE_WERROR=ON in the environment turns compiler warnings into errors (CI sets it).
 set -euo pipefail
@@ -40,6 +41,9 @@ BENCH_PACKAGES=(
 CLANG_PACKAGES=(
     clang  # ./build.sh fuzz (libFuzzer) and ./build.sh clang
 )
+FORMAT_PACKAGES=(
+    clang-format  # ./build.sh format
+)
 # ./build.sh cross: the cross compiler of each target, and qemu-user where the kernel cannot run
 # the target's programs itself.
 CROSS_I386_PACKAGES=(
@@ -55,7 +59,6 @@ CROSS_S390X_PACKAGES=(
 CROSS_TARGET_PACKAGES=(
     libc6 libstdc++6 libgcc-s1   # run time (iconv needs the gconv modules of libc6)
     zlib1g zlib1g-dev            # the library
-    libdeflate0 libdeflate-dev   # the library's inflater
     libgtest-dev libgmock-dev    # tests/
 )
 
@@ -219,8 +222,14 @@ cross)
     fi
     run_tests "build-$arch" "${excluded[@]}"
     ;;
+format)
+    install_dependencies "${FORMAT_PACKAGES[@]}"
+    find Src include tests bench fuzz examples -name '*.cpp' -o -name '*.h' |
+        xargs clang-format --dry-run --Werror
+    echo "build.sh: every C++ source is formatted"
+    ;;
 *)
-    sed -n '2,12p' "$0"
+    sed -n '2,13p' "$0"
     exit 2
     ;;
 esac

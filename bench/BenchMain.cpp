@@ -25,7 +25,8 @@ Key splitName(const std::string& name)
     const size_t first = name.find('/');
     if (first == std::string::npos) return Key{name, ""};
     const size_t second = name.find('/', first + 1);
-    key.impl = name.substr(first + 1, second == std::string::npos ? std::string::npos : second - first - 1);
+    key.impl = name.substr(first + 1,
+                           second == std::string::npos ? std::string::npos : second - first - 1);
     key.label = name.substr(0, first) + (second == std::string::npos ? "" : name.substr(second));
     return key;
 }
@@ -42,12 +43,14 @@ public:
             // With --benchmark_repetitions the median stands for the case; single runs otherwise.
             const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
             if (run.run_type != Run::RT_Iteration && !median) continue;
-            const Key key = splitName(run.run_name.function_name + (run.run_name.args.empty() ? "" : "/" + run.run_name.args));
+            const Key key = splitName(run.run_name.function_name +
+                                      (run.run_name.args.empty() ? "" : "/" + run.run_name.args));
             if (key.impl.empty()) continue;
             if (!median && m_fromMedian.count(key.label + "/" + key.impl)) continue;
             if (median) m_fromMedian.insert(key.label + "/" + key.impl);
             // CPU time: the ratio should not depend on what else the machine is doing.
-            m_seconds[key.label][key.impl] = run.cpu_accumulated_time / static_cast<double>(run.iterations);
+            m_seconds[key.label][key.impl] =
+                run.cpu_accumulated_time / static_cast<double>(run.iterations);
             if (m_seen.insert(key.label).second) m_order.push_back(key.label);
         }
     }
@@ -64,7 +67,8 @@ public:
             for (const auto& [impl, seconds] : impls)
             {
                 if (impl == "ZoBase") continue;
-                std::printf("%-48s %-14s %.2f\n", label.c_str(), impl.c_str(), seconds / ours->second);
+                std::printf("%-48s %-14s %.2f\n", label.c_str(), impl.c_str(),
+                            seconds / ours->second);
             }
         }
         std::fflush(stdout);

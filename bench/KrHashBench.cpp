@@ -23,7 +23,8 @@ constexpr int kKeys = 1 << 20;
 
 const std::vector<std::string>& keys(bool missing)
 {
-    static const auto make = [](unsigned seed) {
+    static const auto make = [](unsigned seed)
+    {
         std::vector<std::string> out;
         out.reserve(kKeys);
         char text[16];

@@ -17,9 +17,9 @@ using namespace KRN;
 namespace
 {
 
-constexpr unsigned int kValues = 16u << 20;     // 16 M unsigned int, 64 MiB on the wire
-constexpr unsigned int kBlock = 1u << 20;       // file transfers move 1 MiB blocks
-constexpr unsigned int kFileBlocks = 256;       // 256 MiB files
+constexpr unsigned int kValues = 16u << 20;  // 16 M unsigned int, 64 MiB on the wire
+constexpr unsigned int kBlock = 1u << 20;    // file transfers move 1 MiB blocks
+constexpr unsigned int kFileBlocks = 256;    // 256 MiB files
 constexpr unsigned int kFileCache = 1u << 20;
 
 std::vector<unsigned char> wireOfCounting()
@@ -27,7 +27,8 @@ std::vector<unsigned char> wireOfCounting()
     std::vector<unsigned char> bytes;
     bytes.reserve(kValues * 4ull);
     for (unsigned int i = 0; i < kValues; ++i)
-        for (int shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<unsigned char>(i >> shift));
+        for (int shift = 0; shift < 32; shift += 8)
+            bytes.push_back(static_cast<unsigned char>(i >> shift));
     return bytes;
 }
 
@@ -81,7 +82,8 @@ void LoadUInt_Vector(benchmark::State& state)
         for (unsigned int i = 0; i < kValues; ++i)
         {
             if (pos + 4 > wire.size()) break;
-            values[i] = wire[pos] | wire[pos + 1] << 8 | wire[pos + 2] << 16 | static_cast<unsigned int>(wire[pos + 3]) << 24;
+            values[i] = wire[pos] | wire[pos + 1] << 8 | wire[pos + 2] << 16 |
+                        static_cast<unsigned int>(wire[pos + 3]) << 24;
             pos += 4;
         }
         benchmark::DoNotOptimize(values.data());
@@ -205,7 +207,9 @@ void FileWrite_RawIO(benchmark::State& state)
 std::string readableFile()
 {
     const std::string path = benchFile("KrStreamBench-read.bin");
-    if (std::filesystem::exists(path) && std::filesystem::file_size(path) == 1ull * kBlock * kFileBlocks) return path;
+    if (std::filesystem::exists(path) &&
+        std::filesystem::file_size(path) == 1ull * kBlock * kFileBlocks)
+        return path;
     KrFileStream out;
     out.Open(path.c_str(), KrStreamSave, kFileCache);
     const std::vector<unsigned char> block(kBlock, 0xA5);
@@ -236,7 +240,8 @@ void FileRead_RawIO(benchmark::State& state)
     {
         std::FILE* file = openUnbuffered(path, "rb");
         size_t total = 0;
-        for (unsigned int i = 0; i < kFileBlocks; ++i) total += std::fread(block.data(), 1, kBlock, file);
+        for (unsigned int i = 0; i < kFileBlocks; ++i)
+            total += std::fread(block.data(), 1, kBlock, file);
         std::fclose(file);
         if (total != 1ull * kBlock * kFileBlocks) state.SkipWithError("read failed");
         benchmark::DoNotOptimize(block.data());

@@ -55,7 +55,8 @@ void Replace_Std(benchmark::State& state)
     {
         std::string work(text);
         int count = 0;
-        for (size_t p = work.find("road"); p != std::string::npos; p = work.find("road", p + 7), ++count)
+        for (size_t p = work.find("road"); p != std::string::npos;
+             p = work.find("road", p + 7), ++count)
             work.replace(p, 4, "highway");
         benchmark::DoNotOptimize(count);
     }

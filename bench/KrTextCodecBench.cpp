@@ -47,7 +47,8 @@ private:
 std::string utf8Text(size_t size, bool cjkHeavy)
 {
     const char* ascii = "road 42, river bank; field-7 (north) ";
-    const char* cjk = "\xe5\x8c\x97\xe4\xba\xac\xe5\xb8\x82\xe9\x95\xbf\xe6\xb1\x9f\xe9\x81\x93\xe8\xb7\xaf";
+    const char* cjk =
+        "\xe5\x8c\x97\xe4\xba\xac\xe5\xb8\x82\xe9\x95\xbf\xe6\xb1\x9f\xe9\x81\x93\xe8\xb7\xaf";
     std::string text;
     text.reserve(size + 64);
     for (size_t i = 0; text.size() < size; ++i)
@@ -88,7 +89,8 @@ void convertZoBase(benchmark::State& state, KrTextCodec::Charset to, KrTextCodec
         if (!codec.Convert(out, input)) state.SkipWithError("conversion failed");
         benchmark::DoNotOptimize(out.data());
     }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(bytes.size()));
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
+                            static_cast<int64_t>(bytes.size()));
 }
 
 // The peer: one iconv call into a buffer allocated once, the least any caller of iconv pays.
@@ -103,12 +105,14 @@ void convertIconv(benchmark::State& state, const char* to, const char* from)
         if (cd.Convert(input, out.get(), capacity) < 0) state.SkipWithError("conversion failed");
         benchmark::DoNotOptimize(out.get());
     }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(input.size()));
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
+                            static_cast<int64_t>(input.size()));
 }
 
 // Each input is measured through the library and through iconv back to back, so that both
 // see the same machine load.
-const bool registered = [] {
+const bool registered = []
+{
     struct Case
     {
         const char* name;
@@ -117,8 +121,10 @@ const bool registered = [] {
         const char* fromName;
     };
     const Case cases[] = {
-        {"Utf8ToUcs2le", KrTextCodec::UCS2LE_CHARSET, KrTextCodec::UTF8_CHARSET, "UCS-2LE", "UTF-8"},
-        {"Gb18030ToUtf8", KrTextCodec::UTF8_CHARSET, KrTextCodec::GB2312_CHARSET, "UTF-8", "GB18030"},
+        {"Utf8ToUcs2le", KrTextCodec::UCS2LE_CHARSET, KrTextCodec::UTF8_CHARSET, "UCS-2LE",
+         "UTF-8"},
+        {"Gb18030ToUtf8", KrTextCodec::UTF8_CHARSET, KrTextCodec::GB2312_CHARSET, "UTF-8",
+         "GB18030"},
     };
     // Arguments: input size in bytes, then 0 for ASCII-heavy or 1 for CJK-heavy text.
     for (const Case& c : cases)
@@ -126,10 +132,12 @@ const bool registered = [] {
             for (int size : {1 << 10, 16 << 20})
             {
                 const std::string name(c.name);
-                benchmark::RegisterBenchmark((name + "/ZoBase").c_str(), convertZoBase, c.to, c.from)
+                benchmark::RegisterBenchmark((name + "/ZoBase").c_str(), convertZoBase, c.to,
+                                             c.from)
                     ->ArgNames({"bytes", "cjk"})
                     ->Args({size, cjk});
-                benchmark::RegisterBenchmark((name + "/Iconv").c_str(), convertIconv, c.toName, c.fromName)
+                benchmark::RegisterBenchmark((name + "/Iconv").c_str(), convertIconv, c.toName,
+                                             c.fromName)
                     ->ArgNames({"bytes", "cjk"})
                     ->Args({size, cjk});
             }

@@ -18,7 +18,9 @@ KrString nameAt(const KrString& text, size_t seed)
     const size_t open = text.rfind('<', at);
     const size_t begin = open == std::string::npos ? 0 : open + 1;
     size_t end = begin;
-    while (end < text.size() && end - begin < 32 && text[end] != '>' && text[end] != ' ' && text[end] != '/') ++end;
+    while (end < text.size() && end - begin < 32 && text[end] != '>' && text[end] != ' ' &&
+           text[end] != '/')
+        ++end;
     return KrString(text.data() + begin, static_cast<int>(end - begin));
 }
 }  // namespace

@@ -25,7 +25,8 @@ struct ScratchFile
     ScratchFile()
     {
         std::random_device seed;
-        path = (std::filesystem::temp_directory_path() / ("KrStreamFuzz-" + std::to_string(seed()))).string();
+        path = (std::filesystem::temp_directory_path() / ("KrStreamFuzz-" + std::to_string(seed())))
+                   .string();
     }
     ~ScratchFile()
     {
@@ -69,33 +70,57 @@ std::string loadScript(KrStream& in)
         in >> op;
         switch (op % 14)
         {
-        case 0: loadOne<char>(in, trace); break;
-        case 1: loadOne<unsigned char>(in, trace); break;
-        case 2: loadOne<short>(in, trace); break;
-        case 3: loadOne<unsigned short>(in, trace); break;
-        case 4: loadOne<int>(in, trace); break;
-        case 5: loadOne<unsigned int>(in, trace); break;
-        case 6: loadOne<float>(in, trace); break;
-        case 7: loadOne<long long>(in, trace); break;
-        case 8: loadOne<unsigned long long>(in, trace); break;
-        case 9: loadOne<double>(in, trace); break;
-        case 10:
-        {
-            KrString text;
-            in >> text;
-            trace += text;
-            break;
-        }
-        case 11:
-        {
-            KrStringUCS2LE text;
-            in >> text;
-            if (text.GetSize() < 1 || text[text.GetSize() - 1] != 0) std::abort();
-            trace.append(reinterpret_cast<const char*>(text.GetData()), text.GetSize() * 2u);
-            break;
-        }
-        case 12: loadArray<unsigned short>(in, trace, op / 14u); break;
-        default: loadArray<double>(in, trace, op / 14u); break;
+            case 0:
+                loadOne<char>(in, trace);
+                break;
+            case 1:
+                loadOne<unsigned char>(in, trace);
+                break;
+            case 2:
+                loadOne<short>(in, trace);
+                break;
+            case 3:
+                loadOne<unsigned short>(in, trace);
+                break;
+            case 4:
+                loadOne<int>(in, trace);
+                break;
+            case 5:
+                loadOne<unsigned int>(in, trace);
+                break;
+            case 6:
+                loadOne<float>(in, trace);
+                break;
+            case 7:
+                loadOne<long long>(in, trace);
+                break;
+            case 8:
+                loadOne<unsigned long long>(in, trace);
+                break;
+            case 9:
+                loadOne<double>(in, trace);
+                break;
+            case 10:
+            {
+                KrString text;
+                in >> text;
+                trace += text;
+                break;
+            }
+            case 11:
+            {
+                KrStringUCS2LE text;
+                in >> text;
+                if (text.GetSize() < 1 || text[text.GetSize() - 1] != 0) std::abort();
+                trace.append(reinterpret_cast<const char*>(text.GetData()), text.GetSize() * 2u);
+                break;
+            }
+            case 12:
+                loadArray<unsigned short>(in, trace, op / 14u);
+                break;
+            default:
+                loadArray<double>(in, trace, op / 14u);
+                break;
         }
     }
     record(trace, in.GetStatus());
@@ -117,17 +142,28 @@ void loadSaveScript(const uint8_t* data, size_t size)
         const int argument = static_cast<int8_t>(data[i + 1]);
         switch (data[i] % 6)
         {
-        case 0: both << argument; break;
-        case 1: both << KrString(reinterpret_cast<const char*>(data), static_cast<int>(std::min<size_t>(argument & 31, size))); break;
-        case 2: both.SetPosition(argument, static_cast<KrWhence>(data[i] / 6 % 3)); break;
-        case 3: loadOne<long long>(both, sink); break;
-        case 4:
-        {
-            KrString text;
-            both >> text;
-            break;
-        }
-        default: both.SetError(KrStreamOK); break;
+            case 0:
+                both << argument;
+                break;
+            case 1:
+                both << KrString(reinterpret_cast<const char*>(data),
+                                 static_cast<int>(std::min<size_t>(argument & 31, size)));
+                break;
+            case 2:
+                both.SetPosition(argument, static_cast<KrWhence>(data[i] / 6 % 3));
+                break;
+            case 3:
+                loadOne<long long>(both, sink);
+                break;
+            case 4:
+            {
+                KrString text;
+                both >> text;
+                break;
+            }
+            default:
+                both.SetError(KrStreamOK);
+                break;
         }
         if (both.GetData() == nullptr && both.GetSpace() != 0) std::abort();
     }
@@ -143,7 +179,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     std::vector<unsigned char> bytes(data, data + size);
 
     KrMemoryStream memory;
-    memory.Open(KrStreamLoad, static_cast<unsigned int>(size), bytes.empty() ? nullptr : bytes.data());
+    memory.Open(KrStreamLoad, static_cast<unsigned int>(size),
+                bytes.empty() ? nullptr : bytes.data());
     const std::string fromMemory = loadScript(memory);
 
     // A fresh file each time: truncating one full of data makes some file systems flush on close.

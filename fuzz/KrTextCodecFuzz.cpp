@@ -14,12 +14,13 @@ using namespace KRN;
 
 namespace
 {
-const int kCharsets[] = {0, 1, 77, 128, 129, 130, 134, 136, 161, 162, 163, 177,
+const int kCharsets[] = {0,   1,   77,  128, 129, 130, 134, 136, 161, 162, 163, 177,
                          178, 186, 204, 222, 238, 250, 251, 252, 253, 254, 255};
 
 KrTextCodec::Charset pick(uint8_t byte)
 {
-    return static_cast<KrTextCodec::Charset>(kCharsets[byte % (sizeof kCharsets / sizeof kCharsets[0])]);
+    return static_cast<KrTextCodec::Charset>(
+        kCharsets[byte % (sizeof kCharsets / sizeof kCharsets[0])]);
 }
 
 void require(bool condition)
@@ -28,9 +29,11 @@ void require(bool condition)
 }
 
 // The bytes a single iconv call produces, and whether it consumed all the input.
-bool plainIconv(KrTextCodec::Charset to, KrTextCodec::Charset from, const std::string& in, std::string& out)
+bool plainIconv(KrTextCodec::Charset to, KrTextCodec::Charset from, const std::string& in,
+                std::string& out)
 {
-    iconv_t cd = iconv_open(KrTextCodec::GetCharsetName(to).Cstr(), KrTextCodec::GetCharsetName(from).Cstr());
+    iconv_t cd = iconv_open(KrTextCodec::GetCharsetName(to).Cstr(),
+                            KrTextCodec::GetCharsetName(from).Cstr());
     require(cd != reinterpret_cast<iconv_t>(-1));
     const size_t capacity = in.size() * 5;
     std::unique_ptr<char[]> buffer(new char[capacity + 1]);
@@ -100,11 +103,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const KrString text(reinterpret_cast<const char*>(data) + 3, static_cast<int>(size - 3));
     switch (data[2] % 5)
     {
-    case 0: throughCodec(to, from, text); break;
-    case 1: throughChangeCharset(to, from, text); break;
-    case 2: throughWide(to, from, text); break;
-    case 3: throughUtf8(to, from, text); break;
-    default: throughUcs2(to, from, text); break;
+        case 0:
+            throughCodec(to, from, text);
+            break;
+        case 1:
+            throughChangeCharset(to, from, text);
+            break;
+        case 2:
+            throughWide(to, from, text);
+            break;
+        case 3:
+            throughUtf8(to, from, text);
+            break;
+        default:
+            throughUcs2(to, from, text);
+            break;
     }
     return 0;
 }

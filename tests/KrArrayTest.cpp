@@ -39,7 +39,14 @@ std::vector<int> ring(KrContainer<int>& r)
 template <class F>
 std::string subscriptError(F&& f)
 {
-    try { f(); } catch (const std::out_of_range& e) { return e.what(); }
+    try
+    {
+        f();
+    }
+    catch (const std::out_of_range& e)
+    {
+        return e.what();
+    }
     return "no exception";
 }
 }  // namespace
@@ -69,7 +76,11 @@ TEST(KrArrayTest, AddAndAppendReturnTheFirstNewIndexAndCopyTheirOwnElementsFirst
 
 TEST(KrArrayTest, InsertAtClampsTheIndex)
 {
-    const struct { int index, count; std::vector<int> expected; } cases[] = {
+    const struct
+    {
+        int index, count;
+        std::vector<int> expected;
+    } cases[] = {
         {-5, 2, {9, 9, 1, 2}}, {10, 1, {1, 2, 9}}, {1, 0, {1, 2}},
         {1, -3, {1, 2}},       {1, 1, {1, 9, 2}},  {2, 2, {1, 2, 9, 9}},
     };

@@ -15,7 +15,14 @@ namespace
 template <class F>
 std::string subscriptError(F&& f)
 {
-    try { f(); } catch (const std::out_of_range& e) { return e.what(); }
+    try
+    {
+        f();
+    }
+    catch (const std::out_of_range& e)
+    {
+        return e.what();
+    }
     return "no exception";
 }
 }  // namespace
@@ -28,7 +35,8 @@ TEST(KrBitArrayTest, SizeCapacityAndBounds)
     for (int index : {-1, 33, 1 << 30})
     {
         EXPECT_EQ(subscriptError([&] { bits.GetAt(index); }), "invalid vector<bool> subscript");
-        EXPECT_EQ(subscriptError([&] { bits.SetAt(index, true); }), "invalid vector<bool> subscript");
+        EXPECT_EQ(subscriptError([&] { bits.SetAt(index, true); }),
+                  "invalid vector<bool> subscript");
     }
 
     KrBitArray empty;
@@ -81,7 +89,8 @@ TEST(KrBitArrayTest, InsertAppendAgainstAVectorOfBool)
             model.resize(100);
         }
         ASSERT_EQ(bits.GetSize(), static_cast<int>(model.size()));
-        for (size_t i = 0; i < model.size(); ++i) ASSERT_EQ(bits[static_cast<int>(i)], model[i]) << step;
+        for (size_t i = 0; i < model.size(); ++i)
+            ASSERT_EQ(bits[static_cast<int>(i)], model[i]) << step;
     }
     bits.FreeExtra();
     EXPECT_EQ(bits.GetCapacity(), (bits.GetSize() + 31) / 32 * 32);

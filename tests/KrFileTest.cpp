@@ -19,7 +19,10 @@ namespace fs = std::filesystem;
 
 namespace
 {
-std::set<std::string> asSet(const KrArray<KrString>& names) { return {names.begin(), names.end()}; }
+std::set<std::string> asSet(const KrArray<KrString>& names)
+{
+    return {names.begin(), names.end()};
+}
 
 class KrFileDirTest : public ::testing::Test
 {
@@ -37,7 +40,8 @@ protected:
 TEST(KrFileTest, PathTextIsSplitAtEitherSeparatorAndAfterTheDrive)
 {
     using S = const char*;
-    const std::tuple<S, S, S, S, S, S> cases[] = {  // path, dir, name, title, ext, stripped
+    const std::tuple<S, S, S, S, S, S> cases[] = {
+        // path, dir, name, title, ext, stripped
         {"C:\\data\\a.shp", "C:\\data\\", "a.shp", "a", ".shp", "C:\\data\\a"},
         {"a.shp", "", "a.shp", "a", ".shp", "a"},
         {"/a.shp", "/", "a.shp", "a", ".shp", "/a"},
@@ -68,8 +72,10 @@ TEST(KrFileTest, PathTextIsSplitAtEitherSeparatorAndAfterTheDrive)
 TEST(KrFileTest, ChangeExtDropsLeadingDotsOfTheNewExtension)
 {
     const std::tuple<const char*, const char*, const char*> cases[] = {
-        {"d:/x/map.txt", "..xml", "d:/x/map.xml"}, {"d:/x/map.txt", "xml", "d:/x/map.xml"},
-        {"d:/x/map", ".xml", "d:/x/map.xml"}, {"d:/x/map.txt", "", "d:/x/map."},
+        {"d:/x/map.txt", "..xml", "d:/x/map.xml"},
+        {"d:/x/map.txt", "xml", "d:/x/map.xml"},
+        {"d:/x/map", ".xml", "d:/x/map.xml"},
+        {"d:/x/map.txt", "", "d:/x/map."},
         {"/home/.profile", "bak", "/home/.profile.bak"}};
     for (const auto& [path, ext, result] : cases)
         EXPECT_EQ(KrFile::ChangeExt(path, ext), result) << path;
@@ -86,17 +92,20 @@ TEST(KrFileTest, AbsoluteAndRelativePathsAreInverses)
         {"/home/user/maps/", "/home/user/data/rivers.shp", "../data/rivers.shp"},
         {"/home/user/maps/", "/etc/passwd", "../../../etc/passwd"},
         {"/home/user/maps/", "/home/user/maps", "."},
-        {"/home/user/maps/", "/home/user/maps/", "./"}, {"/home/user/maps/", "/home/user", ".."},
+        {"/home/user/maps/", "/home/user/maps/", "./"},
+        {"/home/user/maps/", "/home/user", ".."},
         {"/home/user/maps/", "/home/user/", "../"},
         {"/home/user/maps/", "/home/user/maps/sub/", "sub/"},
         {"C:\\data\\maps\\", "C:/data/roads.shp", "../roads.shp"},
         {"C:/data/maps/", "C:/data/maps/a/b.shp", "a/b.shp"},
-        {"c:/data/maps/", "C:/data/x.shp", "../x.shp"},      // drive letters compare without case
+        {"c:/data/maps/", "C:/data/x.shp", "../x.shp"},       // drive letters compare without case
         {"C:/data/maps/", "D:/data/x.shp", "D:/data/x.shp"},  // another drive: no relative form
         {"\\\\server\\share\\maps\\", "\\\\server/share/data/x.shp", "../data/x.shp"},
         {"//server/share/maps/", "\\\\other/share/x.shp", "\\\\other/share/x.shp"},
-        {"/data/", "C:/x", "C:/x"}, {"maps/", "maps/roads.shp", "roads.shp"},
-        {"maps/", "data/x", "../data/x"}, {"", "x/y", "x/y"},
+        {"/data/", "C:/x", "C:/x"},
+        {"maps/", "maps/roads.shp", "roads.shp"},
+        {"maps/", "data/x", "../data/x"},
+        {"", "x/y", "x/y"},
     };
     for (const auto& [base, absolute, relative] : cases)
     {
@@ -112,14 +121,20 @@ TEST(KrFileTest, AbsoluteAndRelativePathsAreInverses)
 TEST(KrFileTest, AbsolutePathResolvesStepsAgainstTheBase)
 {
     const std::tuple<const char*, const char*, const char*> cases[] = {
-        {"/a/b/", "./c", "/a/b/c"}, {"/a/b/", ".\\c\\d\\", "/a/b/c/d/"}, {"/a/b/", "../c", "/a/c"},
+        {"/a/b/", "./c", "/a/b/c"},
+        {"/a/b/", ".\\c\\d\\", "/a/b/c/d/"},
+        {"/a/b/", "../c", "/a/c"},
         {"/a/b/", "..\\..\\..\\..\\c", "/c"},  // ".." stops at the root
         {"/a/b/", "c/../../d/./e", "/a/d/e"},
         {"/a/./b/../c/", "x", "/a/c/x"},  // the base is resolved too
-        {"/a/b", "", "/a/b/"}, {"  /a/b  ", "  c  ", "/a/b/c"}, {"/a//b/", "c//d", "/a/b/c/d"},
+        {"/a/b", "", "/a/b/"},
+        {"  /a/b  ", "  c  ", "/a/b/c"},
+        {"/a//b/", "c//d", "/a/b/c/d"},
         {"C:\\a\\b", "/x", "C:/x"},  // the file-system root takes the base's drive
-        {"\\\\srv\\share\\a", "/x", "\\\\srv/x"}, {"/a/b/", "/x", "/x"},
-        {"/a/b/", "D:\\x\\..\\y", "D:/y"}, {"/a/b/", "\\\\srv\\share\\x", "\\\\srv/share/x"},
+        {"\\\\srv\\share\\a", "/x", "\\\\srv/x"},
+        {"/a/b/", "/x", "/x"},
+        {"/a/b/", "D:\\x\\..\\y", "D:/y"},
+        {"/a/b/", "\\\\srv\\share\\x", "\\\\srv/share/x"},
         {"a/", "../../x", "../x"},  // leading ".." kept without a root
         {"a/", "..", "."},
         {"C:data", "x", "C:data/x"},  // drive without root
@@ -137,31 +152,63 @@ TEST(KrFileTest, MatchFollowsTheWildcardLanguage)
                    PERIOD = KrFile::MATCH_PERIOD, LEADING = KrFile::MATCH_LEADING_DIR,
                    FOLD = KrFile::MATCH_CASEFOLD;
     const std::tuple<const char*, std::string, unsigned, unsigned char> cases[] = {
-        {"*.(shp|tab)", "a.tab", 0, 1}, {"*.(shp|tab)", "a.shp", 0, 1},
-        {"*.(shp|tab)", "a.mif", 0, 0}, {"*.(shp,tab)", "a.tab", 0, 1}, {"[!a]*", "abc", 0, 0},
-        {"[^a]*", "bbc", 0, 1}, {"*", "x/y", FILENAME, 0}, {"*", "x\\y", FILENAME, 0},
-        {"*", "x/y", 0, 1}, {"x?y", "x/y", FILENAME, 0}, {"x[/]y", "x/y", FILENAME, 0},
-        {"x/y", "x/y", FILENAME, 1}, {"*.txt|*.doc", "a.doc", 0, 1},
-        {"a(b(c|d)e|f)g", "abdeg", 0, 1}, {"a(b(c|d)e|f)g", "afg", 0, 1},
+        {"*.(shp|tab)", "a.tab", 0, 1},
+        {"*.(shp|tab)", "a.shp", 0, 1},
+        {"*.(shp|tab)", "a.mif", 0, 0},
+        {"*.(shp,tab)", "a.tab", 0, 1},
+        {"[!a]*", "abc", 0, 0},
+        {"[^a]*", "bbc", 0, 1},
+        {"*", "x/y", FILENAME, 0},
+        {"*", "x\\y", FILENAME, 0},
+        {"*", "x/y", 0, 1},
+        {"x?y", "x/y", FILENAME, 0},
+        {"x[/]y", "x/y", FILENAME, 0},
+        {"x/y", "x/y", FILENAME, 1},
+        {"*.txt|*.doc", "a.doc", 0, 1},
+        {"a(b(c|d)e|f)g", "abdeg", 0, 1},
+        {"a(b(c|d)e|f)g", "afg", 0, 1},
         {"a(b(c|d)e|f)g", "abeg", 0, 0},
         // An unclosed group ends with the pattern; a stray ")" is skipped.
-        {"a(b|", "ab", 0, 1}, {"a)b", "ab", 0, 1},
-        {"(a|b)*(c|d)", "bxxc", 0, 1}, {"()", "", 0, 1}, {"", "", 0, 1}, {"", "a", 0, 0},
-        {"[a-c]x", "bx", 0, 1}, {"[a-c]x", "dx", 0, 0}, {"[a-]", "-", 0, 1},
+        {"a(b|", "ab", 0, 1},
+        {"a)b", "ab", 0, 1},
+        {"(a|b)*(c|d)", "bxxc", 0, 1},
+        {"()", "", 0, 1},
+        {"", "", 0, 1},
+        {"", "a", 0, 0},
+        {"[a-c]x", "bx", 0, 1},
+        {"[a-c]x", "dx", 0, 0},
+        {"[a-]", "-", 0, 1},
         // "]" first closes an empty class; a missing "]" fails.
-        {"[]", "]", 0, 0}, {"[abc", "a", 0, 0},
-        {"x|[abc", "x", 0, 1}, {"[\\]]", "]", 0, 1}, {"[\\]]", "\\", NOESCAPE, 0},
-        {"\\*", "*", 0, 1}, {"\\*", "x", 0, 0}, {"\\*", "\\x", NOESCAPE, 1},
+        {"[]", "]", 0, 0},
+        {"[abc", "a", 0, 0},
+        {"x|[abc", "x", 0, 1},
+        {"[\\]]", "]", 0, 1},
+        {"[\\]]", "\\", NOESCAPE, 0},
+        {"\\*", "*", 0, 1},
+        {"\\*", "x", 0, 0},
+        {"\\*", "\\x", NOESCAPE, 1},
         {"a\\", "a\\", 0, 1},  // a trailing "\" matches a "\"
-        {"\\|", "|", 0, 1}, {"a\\,b", "a,b", 0, 1}, {"[,]", ",", NOESCAPE, 1},
-        {"*.TXT", "a.txt", 0, 0}, {"*.TXT", "a.txt", FOLD, 1}, {"[A-C]", "b", FOLD, 1},
-        {"[a-c]", "B", FOLD, 1}, {"*", ".profile", PERIOD, 0}, {"?profile", ".profile", PERIOD, 0},
-        {"[.]profile", ".profile", PERIOD, 0}, {".*", ".profile", PERIOD, 1},
-        {"*", ".profile", 0, 1}, {"a/*", "a/.x", FILENAME | PERIOD, 0},
+        {"\\|", "|", 0, 1},
+        {"a\\,b", "a,b", 0, 1},
+        {"[,]", ",", NOESCAPE, 1},
+        {"*.TXT", "a.txt", 0, 0},
+        {"*.TXT", "a.txt", FOLD, 1},
+        {"[A-C]", "b", FOLD, 1},
+        {"[a-c]", "B", FOLD, 1},
+        {"*", ".profile", PERIOD, 0},
+        {"?profile", ".profile", PERIOD, 0},
+        {"[.]profile", ".profile", PERIOD, 0},
+        {".*", ".profile", PERIOD, 1},
+        {"*", ".profile", 0, 1},
+        {"a/*", "a/.x", FILENAME | PERIOD, 0},
         {"a/*", "a/.x", PERIOD, 1},  // without file-name mode only the very start is leading
         {"a*/?x", "ab/.x", FILENAME | PERIOD, 1},  // the period rule is off after a "*"
-        {"a", "a/b/c", LEADING, 1}, {"a", "a\\b", LEADING, 1}, {"a", "ab", LEADING, 0},
-        {"a*", "ab/c", FILENAME | LEADING, 1}, {"a*", "ab/c", FILENAME, 0}, {"**a", "xa", 0, 1},
+        {"a", "a/b/c", LEADING, 1},
+        {"a", "a\\b", LEADING, 1},
+        {"a", "ab", LEADING, 0},
+        {"a*", "ab/c", FILENAME | LEADING, 1},
+        {"a*", "ab/c", FILENAME, 0},
+        {"**a", "xa", 0, 1},
         {"*a*a*a*a*a*a*a*a*b", std::string(10000, 'a'), 0, 0},
         {"*a*a*a*a*a*a*a*a*b", std::string(10000, 'a') + "b", 0, 1},
         {"*(a|aa)*(a|aa)*b", std::string(3000, 'a'), 0, 0},
@@ -181,7 +228,8 @@ TEST(KrFileTest, MatchAndItsAutomatonAgreeWithFnmatch)
                   "flag values");
     std::mt19937 random(11);
     auto pick = [&](const char* set) { return set[random() % std::strlen(set)]; };
-    auto randomName = [&] {
+    auto randomName = [&]
+    {
         std::string name(random() % 8, ' ');
         for (char& c : name) c = pick("abAB./");
         return name;
@@ -253,7 +301,8 @@ TEST_F(KrFileDirTest, ListFilesFiltersByKindHiddenStateAndPattern)
     const std::tuple<const char*, unsigned, std::set<std::string>> cases[] = {
         {"*", 0, {"a.cpp", "b.h", "c.txt", "D.CPP", "src.cpp", "docs"}},
         {"*.(cpp|h)", 0, {"a.cpp", "b.h", "src.cpp"}},
-        {"*.(cpp|h)", 128, {"a.cpp", "b.h", "D.CPP", "src.cpp"}}, {"*", 1, {"src.cpp", "docs"}},
+        {"*.(cpp|h)", 128, {"a.cpp", "b.h", "D.CPP", "src.cpp"}},
+        {"*", 1, {"src.cpp", "docs"}},
         {"*", 2, {"a.cpp", "b.h", "c.txt", "D.CPP"}},
         {"*.cpp", 4, {"a.cpp", "b.h", "c.txt", "D.CPP", "src.cpp"}},
         {"*.h", 8, {"b.h", "src.cpp", "docs"}},
@@ -299,13 +348,20 @@ TEST_F(KrFileDirTest, ExistenceAndStatus)
 {
     writeFile(m_root / "f.txt", std::string(1234, 'x'));
     fs::create_directory(m_root / "d");
-    const std::pair<KrString, bool> exists[] = {
-        {at("f.txt"), true}, {at("d"), true}, {at("d") + "\\", true}, {at("d") + "/", true},
-        {at("f.txt") + "/", false}, {at("none"), false}, {"", false}, {at("*.txt"), true},
-        {at("*.doc"), false}};
+    const std::pair<KrString, bool> exists[] = {{at("f.txt"), true},
+                                                {at("d"), true},
+                                                {at("d") + "\\", true},
+                                                {at("d") + "/", true},
+                                                {at("f.txt") + "/", false},
+                                                {at("none"), false},
+                                                {"", false},
+                                                {at("*.txt"), true},
+                                                {at("*.doc"), false}};
     for (const auto& [path, expected] : exists) EXPECT_EQ(KrFile::IsExist(path), expected) << path;
 
-    struct stat info{};
+    struct stat info
+    {
+    };
     ASSERT_EQ(stat(at("f.txt").Cstr(), &info), 0);
     KrFile::KrFileStatus status;
     ASSERT_TRUE(KrFile::GetStatus(at("f.txt"), status));
@@ -437,11 +493,8 @@ TEST_F(KrFileDirTest, SearchesTakeOnlyStarAndQuestionMarkAsWildcards)
     for (const char* name : {"x(1).txt", "x1.txt", "a,b.txt", "b.txt", "[a].txt", "a.txt"})
         writeFile(m_root / name, "x");
     const std::tuple<const char*, std::set<std::string>> extensions[] = {
-        {"(1).txt", {"x(1).txt"}},
-        {",b.txt", {"a,b.txt"}},
-        {"].txt", {"[a].txt"}},
-        {"(?).txt", {"x(1).txt"}},
-        {"|b.txt", {}},
+        {"(1).txt", {"x(1).txt"}}, {",b.txt", {"a,b.txt"}}, {"].txt", {"[a].txt"}},
+        {"(?).txt", {"x(1).txt"}}, {"|b.txt", {}},
     };
     for (const auto& [ext, expected] : extensions)
     {

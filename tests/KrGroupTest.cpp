@@ -285,20 +285,23 @@ TEST(KrGroup, EntriesListedTwiceAreFreedOnceWhateverTheOrder)
         void (*run)(int& destroyed);
     } scenarios[] = {
         {"group entry moved onto its own group",
-         [](int& destroyed) {
+         [](int& destroyed)
+         {
              KrGroup root;
              root.Add(new Item{new CountedGroup(destroyed), 1, nullptr}, 0);
              EXPECT_EQ(KrGroup::MoveTo(0, &root, 0, &root), 1);
              EXPECT_EQ(root.GetCount(), 2);
          }},
         {"item moved onto its own group",
-         [](int&) {
+         [](int&)
+         {
              KrGroup root;
              root.Add(item("x"), 0);
              EXPECT_EQ(KrGroup::MoveTo(0, &root, 0, &root), 1);
          }},
         {"merged item also kept by its group",
-         [](int& destroyed) {
+         [](int& destroyed)
+         {
              KrGroup root;
              auto* g = new CountedGroup(destroyed);
              root.Add(new Item{g, 1, nullptr}, 0);
@@ -308,7 +311,8 @@ TEST(KrGroup, EntriesListedTwiceAreFreedOnceWhateverTheOrder)
              EXPECT_EQ(layout(root), "[:x]x");
          }},
         {"moved to a target destroyed first",
-         [](int& destroyed) {
+         [](int& destroyed)
+         {
              auto* source = new KrGroup;
              auto* target = new KrGroup;
              source->Add(new Item{new CountedGroup(destroyed), 1, nullptr}, 0);
@@ -317,7 +321,8 @@ TEST(KrGroup, EntriesListedTwiceAreFreedOnceWhateverTheOrder)
              delete source;
          }},
         {"moved to a target destroyed last",
-         [](int& destroyed) {
+         [](int& destroyed)
+         {
              auto* source = new KrGroup;
              auto* target = new KrGroup;
              source->Add(new Item{new CountedGroup(destroyed), 1, nullptr}, 0);
@@ -326,7 +331,8 @@ TEST(KrGroup, EntriesListedTwiceAreFreedOnceWhateverTheOrder)
              delete target;
          }},
         {"listed twice, then merged away once",
-         [](int& destroyed) {
+         [](int& destroyed)
+         {
              KrGroup root;
              auto* g = new CountedGroup(destroyed);
              root.Add(new Item{g, 1, nullptr}, 0);
@@ -336,7 +342,8 @@ TEST(KrGroup, EntriesListedTwiceAreFreedOnceWhateverTheOrder)
              EXPECT_EQ(layout(root), "[:]x");
          }},
         {"listed twice, unlinked from one list",
-         [](int& destroyed) {
+         [](int& destroyed)
+         {
              KrGroup a;
              KrGroup b;
              a.Add(new Item{new CountedGroup(destroyed), 1, nullptr}, 0);

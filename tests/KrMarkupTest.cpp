@@ -36,7 +36,10 @@ std::string outline(KrMarkup& m)
 }
 
 // The main and the child position, as their tag names.
-std::string pos(KrMarkup& m) { return std::string(m.GetTagName() + "/" + m.GetChildTagName()); }
+std::string pos(KrMarkup& m)
+{
+    return std::string(m.GetTagName() + "/" + m.GetChildTagName());
+}
 
 std::string repeat(const std::string& piece, int count)
 {
@@ -202,7 +205,7 @@ TEST(KrMarkupTest, NavigationFollowsTheThreeLevelCursor)
 {
     KrMarkup m("<r><item id=\"1\"><sub/></item><other/><item id=\"2\"/></r>");
     EXPECT_FALSE(m.IntoElem() || m.OutOfElem());  // no main element yet, no parent
-    EXPECT_TRUE(m.FindChildElem("item"));          // finds the root first
+    EXPECT_TRUE(m.FindChildElem("item"));         // finds the root first
     EXPECT_EQ(pos(m), "r/item");
     EXPECT_EQ(m.GetChildAttrib("id"), "1");
     EXPECT_TRUE(m.FindChildElem("item/sub"));  // the name matches up to '/'
@@ -247,15 +250,21 @@ TEST(KrMarkupTest, AttributesAreFoundOnlyWhenQuoted)
 TEST(KrMarkupTest, DataIsUnescapedAndCdataReadVerbatim)
 {
     const std::pair<const char*, std::string> cases[] = {
-        {"<a>&#x41;&#65;</a>", "AA"}, {"<a>&#169;</a>", "\xC2\xA9"},
+        {"<a>&#x41;&#65;</a>", "AA"},
+        {"<a>&#169;</a>", "\xC2\xA9"},
         {"<a>&#x20AC;</a>", "\xE2\x82\xAC"},
         {"<a>&#999999;</a>", "\xE4\x88\xBF"},  // above 0xFFFF: truncated to three bytes
         {"<a>&#x10000;</a>", "\xE0\x80\x80"},
-        {"<a>&#12345678;</a>", "&#12345678;"}, {"<a>&#2147483648;</a>", "&#2147483648;"},
+        {"<a>&#12345678;</a>", "&#12345678;"},
+        {"<a>&#2147483648;</a>", "&#2147483648;"},
         {"<a>&#X41;</a>", std::string("\0", 1)},  // upper-case X is not hexadecimal
         {"<a>&foo; &amp &lt;&amp;&gt;&apos;&quot;</a>", "&foo; &amp <&>'\""},
-        {"<a>&lt</a>", "&lt"}, {"<a>  <![CDATA[<&>]]>  </a>", "<&>"}, {"<a><![CDATA[]]></a>", ""},
-        {"<a><![CDATA[x]]>tail]]></a>", "x"}, {"<a><b>x</b></a>", ""}, {"<a/>", ""},
+        {"<a>&lt</a>", "&lt"},
+        {"<a>  <![CDATA[<&>]]>  </a>", "<&>"},
+        {"<a><![CDATA[]]></a>", ""},
+        {"<a><![CDATA[x]]>tail]]></a>", "x"},
+        {"<a><b>x</b></a>", ""},
+        {"<a/>", ""},
     };
     for (const auto& [doc, data] : cases)
     {
@@ -443,22 +452,54 @@ TEST(KrMarkupTest, RandomEditsKeepIndexAndTextInAgreement)
         bool edited = false;
         switch (random() % 16)
         {
-            case 0: m.FindElem(); break;
-            case 1: m.FindChildElem(); break;
-            case 2: m.IntoElem(); break;
-            case 3: m.OutOfElem(); break;
-            case 4: m.ResetMainPos(); break;
-            case 5: edited = m.AddElem(name, value); break;
-            case 6: edited = m.InsertElem(name, value); break;
-            case 7: edited = m.AddChildElem(name, value); break;
-            case 8: edited = m.InsertChildElem(name, value); break;
-            case 9: edited = m.AddChildSubDoc(fragments[random() % 3]); break;
-            case 10: edited = m.InsertSubDoc(fragments[random() % 3]); break;
-            case 11: edited = m.SetAttrib(name, value); break;
-            case 12: edited = m.SetChildAttrib(name, static_cast<int>(random() % 100)); break;
-            case 13: edited = m.SetData(value, static_cast<int>(random() % 2)); break;
-            case 14: edited = m.RemoveChildElem(); break;
-            case 15: edited = step % 5 == 0 && m.RemoveElem(); break;
+            case 0:
+                m.FindElem();
+                break;
+            case 1:
+                m.FindChildElem();
+                break;
+            case 2:
+                m.IntoElem();
+                break;
+            case 3:
+                m.OutOfElem();
+                break;
+            case 4:
+                m.ResetMainPos();
+                break;
+            case 5:
+                edited = m.AddElem(name, value);
+                break;
+            case 6:
+                edited = m.InsertElem(name, value);
+                break;
+            case 7:
+                edited = m.AddChildElem(name, value);
+                break;
+            case 8:
+                edited = m.InsertChildElem(name, value);
+                break;
+            case 9:
+                edited = m.AddChildSubDoc(fragments[random() % 3]);
+                break;
+            case 10:
+                edited = m.InsertSubDoc(fragments[random() % 3]);
+                break;
+            case 11:
+                edited = m.SetAttrib(name, value);
+                break;
+            case 12:
+                edited = m.SetChildAttrib(name, static_cast<int>(random() % 100));
+                break;
+            case 13:
+                edited = m.SetData(value, static_cast<int>(random() % 2));
+                break;
+            case 14:
+                edited = m.RemoveChildElem();
+                break;
+            case 15:
+                edited = step % 5 == 0 && m.RemoveElem();
+                break;
         }
         edits += edited ? 1 : 0;
         ASSERT_EQ(KrMarkupProbe::Mismatch(m), "") << "step " << step << "\n" << m.GetDoc();

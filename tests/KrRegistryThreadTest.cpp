@@ -15,8 +15,10 @@ using namespace KRN;
 TEST(KrRegistryThreadTest, RootAndResourcesLoadOnceUnderConcurrentFirstUse)
 {
     const ScratchDir dir;
-    writeFile(dir.path("krn.xml"), "<krn><dpi>120</dpi><resource type=\"external\">res.xml</resource></krn>");
-    writeFile(dir.path("res.xml"), "<r><section beginid=\"5\"><res>five</res><res>six</res></section></r>");
+    writeFile(dir.path("krn.xml"),
+              "<krn><dpi>120</dpi><resource type=\"external\">res.xml</resource></krn>");
+    writeFile(dir.path("res.xml"),
+              "<r><section beginid=\"5\"><res>five</res><res>six</res></section></r>");
     const ScopedEnvironment environment("KRN_CONFIG_DIR", dir.root().c_str());
 
     std::atomic<bool> go{false};
@@ -25,15 +27,19 @@ TEST(KrRegistryThreadTest, RootAndResourcesLoadOnceUnderConcurrentFirstUse)
     std::vector<KrRegistry*> seen(8, nullptr);
     for (int t = 0; t < 8; ++t)
     {
-        threads.emplace_back([&, t] {
-            while (!go.load()) std::this_thread::yield();
-            seen[static_cast<size_t>(t)] = &KrRegistry::Root();
-            for (int i = 0; i < 200; ++i)
+        threads.emplace_back(
+            [&, t]
             {
-                KrString text;
-                if (krdpi() != 120 || text.LoadString(5 + i % 2) || text != (i % 2 ? "six" : "five")) ++failures;
-            }
-        });
+                while (!go.load()) std::this_thread::yield();
+                seen[static_cast<size_t>(t)] = &KrRegistry::Root();
+                for (int i = 0; i < 200; ++i)
+                {
+                    KrString text;
+                    if (krdpi() != 120 || text.LoadString(5 + i % 2) ||
+                        text != (i % 2 ? "six" : "five"))
+                        ++failures;
+                }
+            });
     }
     go.store(true);
     for (std::thread& thread : threads) thread.join();

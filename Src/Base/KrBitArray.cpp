@@ -8,10 +8,16 @@ namespace KRN
 
 namespace
 {
-size_t wordsFor(long long bits) { return static_cast<size_t>((bits + 31) / 32); }
+size_t wordsFor(long long bits)
+{
+    return static_cast<size_t>((bits + 31) / 32);
+}
 }  // namespace
 
-KrBitArray::KrBitArray(int nSize, bool bValue) { SetSize(nSize, bValue); }
+KrBitArray::KrBitArray(int nSize, bool bValue)
+{
+    SetSize(nSize, bValue);
+}
 
 int KrBitArray::GetCapacity() const
 {
@@ -32,7 +38,8 @@ void KrBitArray::SetSize(int nNewSize, bool bValue)
     m_nSize = nNewSize;
     for (int i = oldSize; i < nNewSize; ++i) setBit(static_cast<unsigned int>(i), bValue);
     // Bits past the size stay zero so that growing never exposes old values.
-    if (nNewSize < oldSize && (nNewSize & 31) != 0) m_vecWords.back() &= (1u << (nNewSize & 31)) - 1;
+    if (nNewSize < oldSize && (nNewSize & 31) != 0)
+        m_vecWords.back() &= (1u << (nNewSize & 31)) - 1;
 }
 
 void KrBitArray::checkIndex(int nIndex) const
@@ -82,7 +89,10 @@ void KrBitArray::InsertAt(int nIndex, bool bValue)
     insertBits(nIndex, one);
 }
 
-void KrBitArray::InsertAt(int nIndex, const KrBitArray& other) { insertBits(nIndex, other); }
+void KrBitArray::InsertAt(int nIndex, const KrBitArray& other)
+{
+    insertBits(nIndex, other);
+}
 
 void KrBitArray::insertBits(int nIndex, const KrBitArray& bits)
 {
@@ -105,7 +115,8 @@ void KrBitArray::FreeExtra()
 {
     const size_t needed = wordsFor(m_nSize);
     if (m_vecWords.capacity() <= needed) return;
-    std::vector<std::uint32_t> exact(m_vecWords.begin(), m_vecWords.begin() + static_cast<long>(needed));
+    std::vector<std::uint32_t> exact(m_vecWords.begin(),
+                                     m_vecWords.begin() + static_cast<long>(needed));
     m_vecWords.swap(exact);
 }
 

@@ -17,8 +17,14 @@ namespace
 // Names of up to this many bytes are matched without building the automaton.
 constexpr size_t kDirectMatchLength = 64;
 
-bool isSeparator(char c) { return c == '/' || c == '\\'; }
-bool isAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isSeparator(char c)
+{
+    return c == '/' || c == '\\';
+}
+bool isAsciiLetter(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
 bool hasDrive(const KrString& path)
 {
     return path.GetLength() >= 2 && isAsciiLetter(path[0]) && path[1] == ':';
@@ -396,7 +402,10 @@ KrTime KrFile::GetUpdateTime(const KrString& path)
 
 // ---------------------------------------------------------------- changes
 
-unsigned char KrFile::MkDir(const KrString& path) { return Platform::MakeDirectory(path) ? 1 : 0; }
+unsigned char KrFile::MkDir(const KrString& path)
+{
+    return Platform::MakeDirectory(path) ? 1 : 0;
+}
 
 unsigned char KrFile::RmDir(const KrString& path)
 {
@@ -424,7 +433,10 @@ unsigned char KrFile::Copy(const KrString& from, const KrString& to, unsigned ch
     return Platform::CopyFile(from, to, bFailIfExists != 0) ? 1 : 0;
 }
 
-unsigned char KrFile::Delete(const KrString& path) { return Platform::RemoveFile(path) ? 1 : 0; }
+unsigned char KrFile::Delete(const KrString& path)
+{
+    return Platform::RemoveFile(path) ? 1 : 0;
+}
 
 unsigned char KrFile::Rename(const KrString& from, const KrString& to)
 {
@@ -439,7 +451,8 @@ unsigned int KrFile::GetTemporaryFileName(const KrString& dir, const KrString& p
     KrString stem(dir);
     if (!stem.IsEmpty() && !endsWithSeparator(stem)) stem += '/';
     stem += prefix.Left(3);
-    auto nameFor = [&stem](unsigned int number) {
+    auto nameFor = [&stem](unsigned int number)
+    {
         char digits[16];
         std::snprintf(digits, sizeof digits, "%X.TMP", number);
         return stem + digits;
@@ -468,9 +481,15 @@ unsigned int KrFile::GetTemporaryFileName(const KrString& dir, const KrString& p
     return 0;
 }
 
-KrString KrFile::GetTemporaryPath() { return KrString(Platform::TemporaryDirectory()); }
+KrString KrFile::GetTemporaryPath()
+{
+    return KrString(Platform::TemporaryDirectory());
+}
 
-KrString KrFile::GetAppPath() { return GetDir(KrString(Platform::ExecutableFile())); }
+KrString KrFile::GetAppPath()
+{
+    return GetDir(KrString(Platform::ExecutableFile()));
+}
 
 KrString KrFile::GetModulePath(const KrString& title)
 {

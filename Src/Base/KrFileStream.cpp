@@ -18,16 +18,21 @@ Platform::SeekOrigin seekOrigin(KrWhence whence)
 }
 }  // namespace
 
-KrFileStream::~KrFileStream() { KrFileStream::Close(); }
+KrFileStream::~KrFileStream()
+{
+    KrFileStream::Close();
+}
 
-unsigned char KrFileStream::Open(const char* pszFileName, KrStreamDirection dir, unsigned int nBufferSize)
+unsigned char KrFileStream::Open(const char* pszFileName, KrStreamDirection dir,
+                                 unsigned int nBufferSize)
 {
     if (m_nDirection != KrStreamNone || m_hFile != -1) return 0;
     if (dir == KrStreamLoad || dir == KrStreamSave || dir == KrStreamLoadSave)
     {
-        const Platform::FileAccess access = dir == KrStreamLoad   ? Platform::FileAccess::Read
-                                            : dir == KrStreamSave ? Platform::FileAccess::ReadWriteTruncate
-                                                                  : Platform::FileAccess::ReadWrite;
+        const Platform::FileAccess access = dir == KrStreamLoad ? Platform::FileAccess::Read
+                                            : dir == KrStreamSave
+                                                ? Platform::FileAccess::ReadWriteTruncate
+                                                : Platform::FileAccess::ReadWrite;
         Platform::FileDescriptor file = Platform::OpenFile(pszFileName, access);
         if (!file.IsOpen())
         {
@@ -84,7 +89,8 @@ void KrFileStream::writePending()
     {
         const unsigned char* pBefore = m_pWrite;
         WriteBuffer(0);
-        if (m_nStatus == KrStreamOK && m_pWrite == pBefore) m_nStatus = KrStreamSaveError;  // no progress
+        if (m_nStatus == KrStreamOK && m_pWrite == pBefore)
+            m_nStatus = KrStreamSaveError;  // no progress
     }
 }
 
@@ -95,7 +101,8 @@ unsigned int KrFileStream::ReadBuffer(unsigned int nNeeded)
     if (nUnread > 0 && m_pRead != m_pBufBegin) std::memmove(m_pBufBegin, m_pRead, nUnread);
     m_pRead = m_pBufBegin;
     m_pWrite = m_pBufBegin + nUnread;
-    const long long nRead = Platform::ReadFile(m_hFile, m_pWrite, static_cast<size_t>(m_pBufEnd - m_pWrite));
+    const long long nRead =
+        Platform::ReadFile(m_hFile, m_pWrite, static_cast<size_t>(m_pBufEnd - m_pWrite));
     if (nRead > 0)
         m_pWrite += nRead;
     else if (nRead < 0 || nNeeded > 0)
@@ -134,7 +141,8 @@ size_t KrFileStream::LoadDirect(unsigned char* pData, size_t nBytes)
             break;
         }
         nMoved += static_cast<size_t>(nRead);
-        if (static_cast<size_t>(nRead) < nSpace) break;  // the end of the file: the cache path decides
+        if (static_cast<size_t>(nRead) < nSpace)
+            break;  // the end of the file: the cache path decides
     }
     return nMoved;
 }
@@ -142,7 +150,8 @@ size_t KrFileStream::LoadDirect(unsigned char* pData, size_t nBytes)
 void KrFileStream::dropUnread()
 {
     const long long nUnread = m_pWrite - m_pRead;
-    if (nUnread > 0 && Platform::SeekFile(m_hFile, -nUnread, Platform::SeekOrigin::Current) < 0) m_nStatus = KrStreamSaveError;
+    if (nUnread > 0 && Platform::SeekFile(m_hFile, -nUnread, Platform::SeekOrigin::Current) < 0)
+        m_nStatus = KrStreamSaveError;
     m_pRead = m_pWrite = m_pBufBegin;
 }
 
@@ -177,9 +186,10 @@ unsigned char KrFileStream::SetPosition(long long nOffset, KrWhence whence)
     }
     else if (whence == KrFromCurrent)
         nOffset -= m_pWrite - m_pRead;  // the file is ahead of the stream by the unread bytes
-    const long long nResult = whence == KrFromBegin || whence == KrFromCurrent || whence == KrFromEnd
-                                  ? Platform::SeekFile(m_hFile, nOffset, seekOrigin(whence))
-                                  : -1;
+    const long long nResult =
+        whence == KrFromBegin || whence == KrFromCurrent || whence == KrFromEnd
+            ? Platform::SeekFile(m_hFile, nOffset, seekOrigin(whence))
+            : -1;
     if (nResult < 0)
     {
         m_nStatus = bSaving ? KrStreamSaveError : KrStreamLoadError;

@@ -17,7 +17,10 @@ constexpr size_t kLargePage = size_t(2) << 20;
 // Below this a table lives in ordinary heap blocks.
 constexpr size_t kLargeTable = 2 * kLargePage;
 
-size_t roundedToLargePages(size_t bytes) { return (bytes + kLargePage - 1) / kLargePage * kLargePage; }
+size_t roundedToLargePages(size_t bytes)
+{
+    return (bytes + kLargePage - 1) / kLargePage * kLargePage;
+}
 }  // namespace
 
 void* AllocateTable(size_t bytes)

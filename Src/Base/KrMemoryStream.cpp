@@ -9,10 +9,14 @@ namespace KRN
 
 namespace
 {
-bool writesFromBegin(KrStreamDirection dir) { return dir == KrStreamSave || dir == KrStreamLoadSave; }
+bool writesFromBegin(KrStreamDirection dir)
+{
+    return dir == KrStreamSave || dir == KrStreamLoadSave;
+}
 }  // namespace
 
-unsigned char KrMemoryStream::Open(KrStreamDirection dir, unsigned int nSize, unsigned char* pBuffer)
+unsigned char KrMemoryStream::Open(KrStreamDirection dir, unsigned int nSize,
+                                   unsigned char* pBuffer)
 {
     if (!KrStream::Open(dir, nSize, pBuffer)) return 0;
     m_nGrowStep = nSize;
@@ -76,30 +80,31 @@ unsigned char KrMemoryStream::SetPosition(long long nOffset, KrWhence whence)
 
     switch (m_nDirection)
     {
-    case KrStreamLoad:
-        if (target < 0 || target >= nSpace)
-        {
-            m_nStatus = KrStreamLoadError;
+        case KrStreamLoad:
+            if (target < 0 || target >= nSpace)
+            {
+                m_nStatus = KrStreamLoadError;
+                return 0;
+            }
+            m_pRead = m_pBufBegin + target;
+            break;
+        case KrStreamSave:
+            if (target < 0) return failSave();
+            if (target >= nSpace && !growTo(target)) return 0;
+            m_pWrite = m_pBufBegin + target;
+            break;
+        case KrStreamLoadSave:
+            // Growing and moving are two calls in this direction: keep that, callers retry.
+            if (target > nSpace)
+            {
+                growTo(target);
+                return 0;
+            }
+            if (target < 0) return failSave();
+            m_pRead = m_pWrite = m_pBufBegin + target;
+            break;
+        default:
             return 0;
-        }
-        m_pRead = m_pBufBegin + target;
-        break;
-    case KrStreamSave:
-        if (target < 0) return failSave();
-        if (target >= nSpace && !growTo(target)) return 0;
-        m_pWrite = m_pBufBegin + target;
-        break;
-    case KrStreamLoadSave:
-        // Growing and moving are two calls in this direction: keep that, callers retry.
-        if (target > nSpace)
-        {
-            growTo(target);
-            return 0;
-        }
-        if (target < 0) return failSave();
-        m_pRead = m_pWrite = m_pBufBegin + target;
-        break;
-    default: return 0;
     }
     m_nPosition = static_cast<unsigned long long>(target);
     return 1;

@@ -19,7 +19,10 @@ const bool g_bSwapBytes = krisbigendian();
 // count costs memory only as fast as data really arrives.
 constexpr size_t kStringChunk = 64 * 1024;
 
-constexpr unsigned int clampToUInt(size_t n) { return n > UINT_MAX ? UINT_MAX : static_cast<unsigned int>(n); }
+constexpr unsigned int clampToUInt(size_t n)
+{
+    return n > UINT_MAX ? UINT_MAX : static_cast<unsigned int>(n);
+}
 
 void reverseEach(unsigned char* p, size_t nBytes, unsigned int nElement)
 {
@@ -28,7 +31,10 @@ void reverseEach(unsigned char* p, size_t nBytes, unsigned int nElement)
 }
 }  // namespace
 
-KrStream::~KrStream() { freeOwnedBuffer(); }
+KrStream::~KrStream()
+{
+    freeOwnedBuffer();
+}
 
 void KrStream::freeOwnedBuffer()
 {
@@ -128,10 +134,14 @@ void KrStream::SetSpace(unsigned int nSize)
     m_pWrite = m_pBufBegin + (block != nullptr ? writeOffset : 0);
     // Added bytes can be loaded in the other directions: make them zero, as Open's are. A
     // plain save fills them through the write cursor and skips this cost.
-    if (nSize > nOldSize && m_nDirection != KrStreamSave) std::memset(m_pBufBegin + nOldSize, 0, nSize - nOldSize);
+    if (nSize > nOldSize && m_nDirection != KrStreamSave)
+        std::memset(m_pBufBegin + nOldSize, 0, nSize - nOldSize);
 }
 
-unsigned char KrStream::SwapBytes() const { return g_bSwapBytes ? 1 : 0; }
+unsigned char KrStream::SwapBytes() const
+{
+    return g_bSwapBytes ? 1 : 0;
+}
 
 unsigned int KrStream::WriteBuffer(unsigned int)
 {
@@ -148,9 +158,15 @@ unsigned int KrStream::ReadBuffer(unsigned int)
 
 void KrStream::SetSignLoadSave(int) {}
 
-size_t KrStream::SaveDirect(const unsigned char*, size_t) { return 0; }
+size_t KrStream::SaveDirect(const unsigned char*, size_t)
+{
+    return 0;
+}
 
-size_t KrStream::LoadDirect(unsigned char*, size_t) { return 0; }
+size_t KrStream::LoadDirect(unsigned char*, size_t)
+{
+    return 0;
+}
 
 bool KrStream::canPassThrough(size_t nBytes, unsigned int nElement) const
 {
@@ -353,7 +369,8 @@ KrStream& operator>>(KrStream& stream, KrString& text)
 
 KrStream& operator<<(KrStream& stream, const KrStringUCS2LE& text)
 {
-    const unsigned int nUnits = text.GetSize() > 0 ? static_cast<unsigned int>(text.GetSize() - 1) : 0;
+    const unsigned int nUnits =
+        text.GetSize() > 0 ? static_cast<unsigned int>(text.GetSize() - 1) : 0;
     stream << nUnits * 2u;
     // Little-endian units on the wire: a big-endian host reverses each one.
     stream.Save(text.GetData(), nUnits);
@@ -383,7 +400,8 @@ KrStream& operator>>(KrStream& stream, KrStringUCS2LE& text)
                 break;
             }
             text.SetSize(unitsFor(nLoaded + nStep));
-            nLoaded += stream.loadRun(reinterpret_cast<unsigned char*>(text.GetData()) + nLoaded, nStep, 1);
+            nLoaded += stream.loadRun(reinterpret_cast<unsigned char*>(text.GetData()) + nLoaded,
+                                      nStep, 1);
         }
         // Drop units that no byte reached; a unit half-filled by an odd count is kept.
         text.SetSize(unitsFor(nLoaded));

@@ -17,7 +17,10 @@ inline size_t ClampPosition(int pos, size_t length)
 }
 
 // A standard search result as an int, -1 for not found.
-inline int FoundAt(size_t found) { return found == std::string::npos ? -1 : static_cast<int>(found); }
+inline int FoundAt(size_t found)
+{
+    return found == std::string::npos ? -1 : static_cast<int>(found);
+}
 
 // Erases count units from start (negative start is 0); nothing when count < 1 or start is at
 // or past the end. Returns the new length.
@@ -83,9 +86,8 @@ int ReplaceAll(std::basic_string<Ch>& text, const Ch* oldText, const Ch* newText
     // Texts inside the string itself (its terminator included) are copied first: the splice
     // below moves their bytes and may reallocate the buffer they point into.
     const std::less<const Ch*> before;
-    const auto inside = [&](const Ch* p) {
-        return !before(p, text.data()) && !before(text.data() + text.size(), p);
-    };
+    const auto inside = [&](const Ch* p)
+    { return !before(p, text.data()) && !before(text.data() + text.size(), p); };
     if (inside(oldText) || inside(newText))
     {
         const String oldCopy(oldText), newCopy(newText);
@@ -130,8 +132,8 @@ int ReplaceAll(std::basic_string<Ch>& text, const Ch* oldText, const Ch* newText
     const size_t oldSize = text.size();
     text.resize(oldSize + static_cast<size_t>(count) * (newLength - oldLength));
     Ch* data = &text[0];
-    size_t end = oldSize;          // end of the original text still to be placed
-    size_t write = text.size();    // where the placed text begins
+    size_t end = oldSize;        // end of the original text still to be placed
+    size_t write = text.size();  // where the placed text begins
     for (int k = count - 1; k >= 0; --k)
     {
         const size_t at = k < 32 ? onStack[k] : more[static_cast<size_t>(k - 32)];

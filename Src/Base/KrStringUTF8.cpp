@@ -48,7 +48,8 @@ KrStringUCS2LE::KrStringUCS2LE(const KrString& text, KrTextCodec::Charset charse
     SetSize(units + 1);  // the last unit stays the terminating zero
     const auto* byte = reinterpret_cast<const unsigned char*>(bytes.data());
     unsigned short* unit = GetData();
-    for (int i = 0; i < units; ++i) unit[i] = static_cast<unsigned short>(byte[2 * i] | byte[2 * i + 1] << 8);
+    for (int i = 0; i < units; ++i)
+        unit[i] = static_cast<unsigned short>(byte[2 * i] | byte[2 * i + 1] << 8);
 }
 
 KrString KrStringUCS2LE::ToString(KrTextCodec::Charset charset) const

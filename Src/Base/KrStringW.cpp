@@ -17,8 +17,14 @@ namespace
 {
 const char16_t kBlanks[] = u"\t\r\n ";
 
-char16_t asciiUpper(char16_t c) { return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 32) : c; }
-char16_t asciiLower(char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c; }
+char16_t asciiUpper(char16_t c)
+{
+    return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 32) : c;
+}
+char16_t asciiLower(char16_t c)
+{
+    return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c;
+}
 
 // DEFAULT_CHARSET stands for the system's charset in wide conversions.
 KrTextCodec::Charset resolved(KrTextCodec::Charset charset)
@@ -43,7 +49,10 @@ KrStringW::KrStringW(const char16_t* s, int n)
     if (s != nullptr && n > 0) assign(s, static_cast<size_t>(n));
 }
 
-KrStringW::KrStringW(const KrString& text) { FromString(text, KrTextCodec::DEFAULT_CHARSET); }
+KrStringW::KrStringW(const KrString& text)
+{
+    FromString(text, KrTextCodec::DEFAULT_CHARSET);
+}
 
 KrStringW& KrStringW::operator=(const char16_t* s)
 {
@@ -87,7 +96,10 @@ int KrStringW::FindOneOf(const char16_t* set) const
     return Detail::FoundAt(find_first_of(set));
 }
 
-int KrStringW::ReverseFind(char16_t c) const { return Detail::FoundAt(rfind(c)); }
+int KrStringW::ReverseFind(char16_t c) const
+{
+    return Detail::FoundAt(rfind(c));
+}
 
 // ---------------------------------------------------------------- editing
 
@@ -103,9 +115,15 @@ int KrStringW::Insert(int pos, char16_t c, int count)
     return GetLength();
 }
 
-int KrStringW::Delete(int start, int count) { return Detail::DeleteClamped<char16_t>(*this, start, count); }
+int KrStringW::Delete(int start, int count)
+{
+    return Detail::DeleteClamped<char16_t>(*this, start, count);
+}
 
-int KrStringW::Remove(char16_t c) { return Detail::RemoveEvery<char16_t>(*this, c); }
+int KrStringW::Remove(char16_t c)
+{
+    return Detail::RemoveEvery<char16_t>(*this, c);
+}
 
 int KrStringW::Replace(char16_t oldChar, char16_t newChar)
 {
@@ -118,8 +136,14 @@ int KrStringW::Replace(const char16_t* oldText, const char16_t* newText)
     return Detail::ReplaceAll(static_cast<Base&>(*this), oldText, newText);
 }
 
-KrStringW& KrStringW::TrimLeft() { return TrimLeft(kBlanks); }
-KrStringW& KrStringW::TrimRight() { return TrimRight(kBlanks); }
+KrStringW& KrStringW::TrimLeft()
+{
+    return TrimLeft(kBlanks);
+}
+KrStringW& KrStringW::TrimRight()
+{
+    return TrimRight(kBlanks);
+}
 
 KrStringW& KrStringW::TrimLeft(char16_t c)
 {
@@ -145,9 +169,18 @@ KrStringW& KrStringW::TrimRight(const char16_t* set)
     return *this;
 }
 
-void KrStringW::MakeUpper() { std::transform(begin(), end(), begin(), asciiUpper); }
-void KrStringW::MakeLower() { std::transform(begin(), end(), begin(), asciiLower); }
-void KrStringW::MakeInverse() { std::reverse(begin(), end()); }
+void KrStringW::MakeUpper()
+{
+    std::transform(begin(), end(), begin(), asciiUpper);
+}
+void KrStringW::MakeLower()
+{
+    std::transform(begin(), end(), begin(), asciiLower);
+}
+void KrStringW::MakeInverse()
+{
+    std::reverse(begin(), end());
+}
 
 // ---------------------------------------------------------------- substrings
 
@@ -191,7 +224,8 @@ KrStringW KrStringW::SpanExcluding(const char16_t* set) const
 int KrStringW::Split(KrArray<KrStringW>& out, const KrStringW& delimiters) const
 {
     const int before = out.GetSize();
-    const auto addPiece = [&out](const char16_t* piece, size_t length) { out.Add(KrStringW(Base(piece, length))); };
+    const auto addPiece = [&out](const char16_t* piece, size_t length)
+    { out.Add(KrStringW(Base(piece, length))); };
     Detail::SplitOnSet(static_cast<const Base&>(*this), delimiters, addPiece);
     return out.GetSize() - before;
 }

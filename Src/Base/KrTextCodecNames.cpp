@@ -97,17 +97,28 @@ KrTextCodec::Charset Detail::SystemCharset()
 {
     switch (Platform::AnsiCodePage())
     {
-    case 874: return KrTextCodec::THAI_CHARSET;
-    case 932: return KrTextCodec::SHIFTJIS_CHARSET;
-    case 936: return KrTextCodec::GB2312_CHARSET;
-    case 950: return KrTextCodec::CHINESEBIG5_CHARSET;
-    case 1250: return KrTextCodec::EASTEUROPE_CHARSET;
-    case 1253: return KrTextCodec::GREEK_CHARSET;
-    case 1254: return KrTextCodec::TURKISH_CHARSET;
-    case 1255: return KrTextCodec::HEBREW_CHARSET;
-    case 1256: return KrTextCodec::ARABIC_CHARSET;
-    case 1257: return KrTextCodec::BALTIC_CHARSET;
-    default: return KrTextCodec::DEFAULT_CHARSET;  // 1251, 1252, 949 and 1258 included
+        case 874:
+            return KrTextCodec::THAI_CHARSET;
+        case 932:
+            return KrTextCodec::SHIFTJIS_CHARSET;
+        case 936:
+            return KrTextCodec::GB2312_CHARSET;
+        case 950:
+            return KrTextCodec::CHINESEBIG5_CHARSET;
+        case 1250:
+            return KrTextCodec::EASTEUROPE_CHARSET;
+        case 1253:
+            return KrTextCodec::GREEK_CHARSET;
+        case 1254:
+            return KrTextCodec::TURKISH_CHARSET;
+        case 1255:
+            return KrTextCodec::HEBREW_CHARSET;
+        case 1256:
+            return KrTextCodec::ARABIC_CHARSET;
+        case 1257:
+            return KrTextCodec::BALTIC_CHARSET;
+        default:
+            return KrTextCodec::DEFAULT_CHARSET;  // 1251, 1252, 949 and 1258 included
     }
 }
 

@@ -53,16 +53,46 @@ unsigned int kilobytes(unsigned long long bytes)
 
 // ---------------------------------------------------------------- character classes
 
-bool KrToolkit::IsSpaceChar(char c) { return c == '\t' || c == '\n' || c == '\r' || c == ' '; }
-bool KrToolkit::IsSpaceChar(char16_t c) { return c == u'\t' || c == u'\n' || c == u'\r' || c == u' '; }
-bool KrToolkit::IsSpaceChar(wchar_t c) { return c == L'\t' || c == L'\n' || c == L'\r' || c == L' '; }
-bool KrToolkit::IsDigit(char c) { return c >= '0' && c <= '9'; }
-bool KrToolkit::IsHexDigit(char c) { return IsDigit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f'); }
-bool KrToolkit::IsBigLetter(char c) { return c >= 'A' && c <= 'Z'; }
-bool KrToolkit::IsLittleLetter(char c) { return c >= 'a' && c <= 'z'; }
-bool KrToolkit::IsLeadByte(char c) { return (static_cast<unsigned char>(c) & 0x80) != 0; }
-bool KrToolkit::IsAscii(unsigned short c) { return c < 255; }
-bool KrToolkit::InRange(int value, int low, int high) { return low <= value && value < high; }
+bool KrToolkit::IsSpaceChar(char c)
+{
+    return c == '\t' || c == '\n' || c == '\r' || c == ' ';
+}
+bool KrToolkit::IsSpaceChar(char16_t c)
+{
+    return c == u'\t' || c == u'\n' || c == u'\r' || c == u' ';
+}
+bool KrToolkit::IsSpaceChar(wchar_t c)
+{
+    return c == L'\t' || c == L'\n' || c == L'\r' || c == L' ';
+}
+bool KrToolkit::IsDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+bool KrToolkit::IsHexDigit(char c)
+{
+    return IsDigit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
+}
+bool KrToolkit::IsBigLetter(char c)
+{
+    return c >= 'A' && c <= 'Z';
+}
+bool KrToolkit::IsLittleLetter(char c)
+{
+    return c >= 'a' && c <= 'z';
+}
+bool KrToolkit::IsLeadByte(char c)
+{
+    return (static_cast<unsigned char>(c) & 0x80) != 0;
+}
+bool KrToolkit::IsAscii(unsigned short c)
+{
+    return c < 255;
+}
+bool KrToolkit::InRange(int value, int low, int high)
+{
+    return low <= value && value < high;
+}
 
 bool KrToolkit::InRange(const void* p, const void* low, const void* high)
 {
@@ -82,9 +112,15 @@ int KrToolkit::RoundLong(double value)
     return static_cast<int>(rounded);
 }
 
-void KrToolkit::AdjustAngle(double& degrees) { wrapIntoPeriod(degrees, 360.0); }
+void KrToolkit::AdjustAngle(double& degrees)
+{
+    wrapIntoPeriod(degrees, 360.0);
+}
 
-void KrToolkit::AdjustRadian(double& radians) { wrapIntoPeriod(radians, 6.283185307179586); }
+void KrToolkit::AdjustRadian(double& radians)
+{
+    wrapIntoPeriod(radians, 6.283185307179586);
+}
 
 double KrToolkit::XRotateResize(double s, double a, double b, double c, double d)
 {
@@ -100,33 +136,38 @@ double KrToolkit::YRotateResize(double s, double a, double b, double c, double d
 
 unsigned int KrToolkit::Brightness(unsigned int color, int delta)
 {
-    return mapChannels(color,
-                       [delta](unsigned char v) { return clampChannel(static_cast<long long>(v) + delta); });
+    return mapChannels(color, [delta](unsigned char v)
+                       { return clampChannel(static_cast<long long>(v) + delta); });
 }
 
 unsigned int KrToolkit::Contrast(unsigned int color, int percent)
 {
-    return mapChannels(color, [percent](unsigned char v) {
-        const int shift = RoundLong((v - 127.0) * percent / 100.0);
-        return clampChannel(static_cast<long long>(v) + shift);
-    });
+    return mapChannels(color,
+                       [percent](unsigned char v)
+                       {
+                           const int shift = RoundLong((v - 127.0) * percent / 100.0);
+                           return clampChannel(static_cast<long long>(v) + shift);
+                       });
 }
 
 int KrToolkit::GetBitCount(PixelFormat format)
 {
     switch (format)
     {
-    case PF_1BPP:
-    case PF_4BPP:
-    case PF_8BPP:
-    case PF_16BPP:
-    case PF_24BPP:
-    case PF_32BPP:
-    case PF_48BPP:
-    case PF_64BPP: return static_cast<int>(format);
-    case PF_32BPP_ALPHA:
-    case PF_32BPP_PREMULTIPLIED: return 32;
-    case PF_64BPP_ALPHA: return 64;
+        case PF_1BPP:
+        case PF_4BPP:
+        case PF_8BPP:
+        case PF_16BPP:
+        case PF_24BPP:
+        case PF_32BPP:
+        case PF_48BPP:
+        case PF_64BPP:
+            return static_cast<int>(format);
+        case PF_32BPP_ALPHA:
+        case PF_32BPP_PREMULTIPLIED:
+            return 32;
+        case PF_64BPP_ALPHA:
+            return 64;
     }
     return 0;
 }
@@ -135,10 +176,14 @@ int KrToolkit::GetBitCount(PixelFormat format)
 
 KrString KrToolkit::GetXmlFileHeader()
 {
-    return "<?xml version=\"1.0\" encoding=\"" + KrTextCodec::GetCharsetName(GetCurCharset()) + "\"?>";
+    return "<?xml version=\"1.0\" encoding=\"" + KrTextCodec::GetCharsetName(GetCurCharset()) +
+           "\"?>";
 }
 
-KrString KrToolkit::AdjustXmlString(KrString text, int) { return text; }
+KrString KrToolkit::AdjustXmlString(KrString text, int)
+{
+    return text;
+}
 
 bool KrToolkit::SlipString(KrString& text, KrArray<KrString>& out, KrString separators1,
                            KrString separators2)
@@ -158,22 +203,37 @@ bool KrToolkit::SlipString(KrString& text, KrArray<KrString>& out, KrString sepa
     return true;
 }
 
-KrTextCodec::Charset KrToolkit::GetCurCharset() { return Detail::SystemCharset(); }
+KrTextCodec::Charset KrToolkit::GetCurCharset()
+{
+    return Detail::SystemCharset();
+}
 
 // ---------------------------------------------------------------- operating system
 
-int KrToolkit::GetCurProcessId() { return Platform::CurrentProcessId(); }
+int KrToolkit::GetCurProcessId()
+{
+    return Platform::CurrentProcessId();
+}
 
-void* KrToolkit::LoadDll(const KrString& path) { return Platform::OpenLibrary(path.Cstr()); }
+void* KrToolkit::LoadDll(const KrString& path)
+{
+    return Platform::OpenLibrary(path.Cstr());
+}
 
 void* KrToolkit::GetProcAddress(void* module, const KrString& name)
 {
     return Platform::LibrarySymbol(module, name.Cstr());
 }
 
-bool KrToolkit::FreeDll(void* module) { return Platform::CloseLibrary(module); }
+bool KrToolkit::FreeDll(void* module)
+{
+    return Platform::CloseLibrary(module);
+}
 
-void KrToolkit::SetScreenMetricHook(ScreenMetricHook hook) { Platform::SetScreenMetricHook(hook); }
+void KrToolkit::SetScreenMetricHook(ScreenMetricHook hook)
+{
+    Platform::SetScreenMetricHook(hook);
+}
 
 unsigned int KrToolkit::GetScreenSize(unsigned int index)
 {

@@ -20,10 +20,11 @@ public:
 
     // KrStreamLoad opens the file read-only; KrStreamSave opens it read-write, created when
     // missing (readable and writable as far as the umask allows) and emptied; KrStreamLoadSave
-    // the same without emptying. Any other direction opens no file. Then a cache of nBufferSize bytes is
-    // allocated: when that fails the result is false with KrStreamNoMemory and the file stays
-    // open until Close or destruction.
-    unsigned char Open(const char* pszFileName, KrStreamDirection dir, unsigned int nBufferSize = 65536);
+    // the same without emptying. Any other direction opens no file. Then a cache of nBufferSize
+    // bytes is allocated: when that fails the result is false with KrStreamNoMemory and the file
+    // stays open until Close or destruction.
+    unsigned char Open(const char* pszFileName, KrStreamDirection dir,
+                       unsigned int nBufferSize = 65536);
     unsigned char IsOpen() const { return m_hFile != -1 ? 1 : 0; }
     // Flush (inherited) writes the pending bytes of a save; while loading it writes nothing.
     // Flushes a save, closes the file and the stream; false when the stream was not open or

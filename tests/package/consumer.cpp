@@ -14,8 +14,9 @@ int main()
     // The installed configuration sits beside the installed library, where the lookup finds it.
     KrString message;
     const bool configured = !message.LoadString(30150) && krdpi() > 0;
-    const bool ok = configured && count == 3 && parts[2] == "z" && KrString::From(255u, 16) == "0XFF" &&
-                    numbers.GetAt(0) == 7 && krequal(1.0, 1.0) && KrRGB(1, 2, 3) == 0x030201u;
+    const bool ok = configured && count == 3 && parts[2] == "z" &&
+                    KrString::From(255u, 16) == "0XFF" && numbers.GetAt(0) == 7 &&
+                    krequal(1.0, 1.0) && KrRGB(1, 2, 3) == 0x030201u;
     std::printf("consumer %s\n", ok ? "ok" : "FAILED");
     return ok ? 0 : 1;
 }

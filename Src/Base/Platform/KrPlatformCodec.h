@@ -8,7 +8,10 @@ namespace KRN::Platform
 {
 
 // The handle of a converter that is not open (all bits set).
-inline void* ClosedConverter() { return reinterpret_cast<void*>(-1); }
+inline void* ClosedConverter()
+{
+    return reinterpret_cast<void*>(-1);
+}
 
 // A converter from the charset named from to the one named to; ClosedConverter() when either
 // name is unknown or a name is null.

@@ -43,7 +43,10 @@ std::string normalisedCodeset(const char* locale)
     return codeset;
 }
 
-bool startsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
+bool startsWith(const std::string& text, const char* prefix)
+{
+    return text.rfind(prefix, 0) == 0;
+}
 
 std::atomic<ScreenMetricHook> g_screenMetricHook{nullptr};
 }  // namespace
@@ -57,16 +60,26 @@ int CodePageOfLocale(const char* locale)
     if (codeset == "SJIS" || codeset == "SHIFTJIS") return 932;
     if (codeset == "EUCKR") return 949;
     if (codeset == "TIS620") return 874;
-    if (codeset.size() == 6 && startsWith(codeset, "CP125") && codeset[5] >= '0' && codeset[5] <= '8')
+    if (codeset.size() == 6 && startsWith(codeset, "CP125") && codeset[5] >= '0' &&
+        codeset[5] <= '8')
         return 1250 + (codeset[5] - '0');
     return kWesternCodePage;
 }
 
-int AnsiCodePage() { return CodePageOfLocale(localeName()); }
+int AnsiCodePage()
+{
+    return CodePageOfLocale(localeName());
+}
 
-int CurrentProcessId() { return static_cast<int>(getpid()); }
+int CurrentProcessId()
+{
+    return static_cast<int>(getpid());
+}
 
-const char* EnvironmentValue(const char* name) { return name != nullptr ? std::getenv(name) : nullptr; }
+const char* EnvironmentValue(const char* name)
+{
+    return name != nullptr ? std::getenv(name) : nullptr;
+}
 
 void* OpenLibrary(const char* path)
 {
@@ -81,9 +94,15 @@ void* LibrarySymbol(void* library, const char* name)
     return dlsym(library, name);
 }
 
-bool CloseLibrary(void* library) { return library != nullptr && dlclose(library) == 0; }
+bool CloseLibrary(void* library)
+{
+    return library != nullptr && dlclose(library) == 0;
+}
 
-void SetScreenMetricHook(ScreenMetricHook hook) { g_screenMetricHook.store(hook, std::memory_order_release); }
+void SetScreenMetricHook(ScreenMetricHook hook)
+{
+    g_screenMetricHook.store(hook, std::memory_order_release);
+}
 
 int ScreenMetric(int index)
 {

@@ -13,7 +13,10 @@ const long long kLastConvertibleSecond = 32535215999LL;
 const unsigned long long kFileTimeEpochOffset = 11644473600ULL;
 }  // namespace
 
-long long CurrentUnixTime() { return static_cast<long long>(::time(nullptr)); }
+long long CurrentUnixTime()
+{
+    return static_cast<long long>(::time(nullptr));
+}
 
 bool ToLocalTime(long long unixTime, std::tm& fields)
 {

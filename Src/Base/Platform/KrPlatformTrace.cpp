@@ -18,7 +18,10 @@ bool traceToStandardError()
 }
 }  // namespace
 
-void SetTraceSink(KrTraceSink sink) { g_traceSink.store(sink, std::memory_order_release); }
+void SetTraceSink(KrTraceSink sink)
+{
+    g_traceSink.store(sink, std::memory_order_release);
+}
 
 void TraceOutput(const char* text)
 {
