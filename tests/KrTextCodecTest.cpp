@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstdlib>
 #include <functional>
 #include <iterator>
 #include <random>
@@ -242,10 +243,22 @@ TEST(KrTextCodecTest, OpenCloseAndChangeCharset)
 // Every byte pattern with a two- or three-byte UTF-8 lead, overlong and surrogate forms
 // included, and every two-byte code of the GB charsets, alone and before ASCII: what is decoded
 // without iconv must be exactly what iconv takes, refused codes included.
+// Under qemu-user on s390x the C library's UTF-8 to UTF-16BE and UTF-32BE conversions (done with
+// the host's conversion instructions) refuse valid text, so they cannot be the reference there;
+// the cross runner sets ZOBASE_TEST_UNDER_QEMU.
+bool referenceTrusted(const char* to, const char* from)
+{
+    static const bool emulated = std::getenv("ZOBASE_TEST_UNDER_QEMU") != nullptr;
+    const std::string target(to);
+    return !emulated || std::string(from) != "UTF-8" ||
+           (target != "UTF-16BE" && target != "UTF-32BE");
+}
+
 TEST(KrTextCodecTest, EveryShortCodeConvertsAsIconvDoes)
 {
     for (const char* to : kUnicodeTargets)
     {
+        if (!referenceTrusted(to, "UTF-8")) continue;
         KrTextCodec codec(to, "UTF-8");
         IconvConverter oracle(to, "UTF-8");
         ASSERT_TRUE(codec.IsOpen() && oracle.IsOpen()) << to;
@@ -349,6 +362,7 @@ TEST(KrTextCodecTest, RandomMixedTextsConvertAsIconvDoes)
     int converted = 0, total = 0;
     const auto check = [&](const char* to, const char* from, const std::string& s, int i)
     {
+        if (!referenceTrusted(to, from)) return true;
         KrTextCodec codec(to, from);
         IconvConverter oracle(to, from);
         ++total;
