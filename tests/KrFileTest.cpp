@@ -359,9 +359,7 @@ TEST_F(KrFileDirTest, ExistenceAndStatus)
                                                 {at("*.doc"), false}};
     for (const auto& [path, expected] : exists) EXPECT_EQ(KrFile::IsExist(path), expected) << path;
 
-    struct stat info
-    {
-    };
+    struct stat info = {};
     ASSERT_EQ(stat(at("f.txt").Cstr(), &info), 0);
     KrFile::KrFileStatus status;
     ASSERT_TRUE(KrFile::GetStatus(at("f.txt"), status));

@@ -11,21 +11,9 @@
 
 #include "Base/ZoBase.h"
 #include "KrLogTestSupport.h"
+#include "RunThreads.h"
 
 using namespace KRN;
-
-namespace
-{
-
-template <class Body>
-void runThreads(int count, Body body)
-{
-    std::vector<std::thread> threads;
-    for (int t = 0; t < count; ++t) threads.emplace_back(body, t);
-    for (std::thread& thread : threads) thread.join();
-}
-
-}  // namespace
 
 TEST(KrLogFileThreadTest, EightThreadsLoseAndTearNoRecord)
 {

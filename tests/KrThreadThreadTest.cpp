@@ -6,21 +6,9 @@
 #include <vector>
 
 #include "Base/ZoBase.h"
+#include "RunThreads.h"
 
 using namespace KRN;
-
-namespace
-{
-
-template <class Body>
-void runThreads(int count, Body body)
-{
-    std::vector<std::thread> threads;
-    for (int t = 0; t < count; ++t) threads.emplace_back(body, t);
-    for (std::thread& thread : threads) thread.join();
-}
-
-}  // namespace
 
 // Writers and readers, some trying and some waiting; the recursive mutex guards a plain counter.
 TEST(KrLockThreadTest, NoWriterIsEverInsideWithAReaderAndTheMutexExcludes)

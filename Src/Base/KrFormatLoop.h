@@ -24,4 +24,14 @@ void FormatGrowing(std::string& out, size_t capacity, const char* format, va_lis
 // FormatGrowing with the arguments given in place.
 void FormatInto(std::string& out, size_t capacity, const char* format, ...) KRN_PRINTF_LIKE(3, 4);
 
+// printf of one value into a new text (a std::string or a class derived from it); a short text
+// stays in the string's inline storage.
+template <class Text, class Value>
+Text FormatValue(const char* format, Value value)
+{
+    Text text;
+    FormatInto(text, kInlineFormatCapacity, format, value);
+    return text;
+}
+
 }  // namespace KRN::Detail

@@ -77,22 +77,13 @@ private:
 
 // ---------------------------------------------------------------- texts
 
-// printf of one number. The text is built in place, so a short one stays in the string's
-// inline storage.
-template <class Number>
-KrString FormatNumber(const char* format, Number value)
-{
-    KrString text;
-    FormatInto(text, kInlineFormatCapacity, format, value);
-    return text;
-}
 inline KrString FormatDouble(const char* format, double value)
 {
-    return FormatNumber(format, value);
+    return FormatValue<KrString>(format, value);
 }
 inline KrString FormatInt(int value)
 {
-    return FormatNumber("%d", value);
+    return FormatValue<KrString>("%d", value);
 }
 
 // Drops the trailing zeros of the fraction and then a trailing point: 2.40 gives 2.4, 1.00

@@ -81,19 +81,10 @@ KrString* newString(const KrString& value)
     }
 }
 
-// printf of one value; a short text stays in the string's inline storage.
-template <class Value>
-KrString printed(const char* format, Value value)
-{
-    KrString text;
-    Detail::FormatInto(text, Detail::kInlineFormatCapacity, format, value);
-    return text;
-}
-
 // "%lf", then trailing zeros of the decimals trimmed, keeping at least one decimal.
 KrString doubleText(double value)
 {
-    KrString text = printed("%lf", value);
+    KrString text = Detail::FormatValue<KrString>("%lf", value);
     if (text.find('.') == std::string::npos) return text;
     size_t length = text.size();
     while (length > 0 && text[length - 1] == '0') --length;
@@ -259,15 +250,15 @@ KrString KrVariant::ToString() const
     switch (m_nType)
     {
         case Byte:
-            return printed("%hd", static_cast<short>(m_value.bVal));
+            return Detail::FormatValue<KrString>("%hd", static_cast<short>(m_value.bVal));
         case Short:
-            return printed("%hd", m_value.sVal);
+            return Detail::FormatValue<KrString>("%hd", m_value.sVal);
         case Integer:
-            return printed("%d", m_value.nVal);
+            return Detail::FormatValue<KrString>("%d", m_value.nVal);
         case Long:
-            return printed("%lld", m_value.lVal);
+            return Detail::FormatValue<KrString>("%lld", m_value.lVal);
         case Float:
-            return printed("%g", static_cast<double>(m_value.fVal));
+            return Detail::FormatValue<KrString>("%g", static_cast<double>(m_value.fVal));
         case Double:
             return doubleText(m_value.dVal);
         case Time:

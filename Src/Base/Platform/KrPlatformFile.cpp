@@ -55,15 +55,6 @@ bool IsRegularFile(int fd)
     return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
 }
 
-namespace
-{
-bool isFifo(int fd)
-{
-    struct stat status;
-    return ::fstat(fd, &status) == 0 && S_ISFIFO(status.st_mode);
-}
-}  // namespace
-
 FileDescriptor OpenFile(const char* path, FileAccess access)
 {
     if (path == nullptr || path[0] == '\0') return FileDescriptor();
@@ -74,10 +65,11 @@ FileDescriptor OpenFile(const char* path, FileAccess access)
     if (access == FileAccess::ReadWriteNew) flags |= O_EXCL;
     const mode_t mode = 0666;
     FileDescriptor file(retryOnInterrupt([&] { return ::open(path, flags, mode); }));
-    if (!file.IsOpen()) return FileDescriptor();
-    const bool regular = IsRegularFile(file.Get());
+    struct stat status;
+    if (!file.IsOpen() || ::fstat(file.Get(), &status) != 0) return FileDescriptor();
+    const bool regular = S_ISREG(status.st_mode);
     if (!regular && access == FileAccess::Read) return FileDescriptor();
-    if (!regular && isFifo(file.Get()))
+    if (S_ISFIFO(status.st_mode))
     {
         // Read-write, the FIFO would be its own reader and a write would wait once the pipe is
         // full; write-only, it opens only while someone else reads.

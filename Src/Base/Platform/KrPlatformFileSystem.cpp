@@ -49,9 +49,7 @@ bool isDirectoryEntry(const std::string& dir, const dirent* entry)
 {
     if (entry->d_type == DT_DIR) return true;
     if (entry->d_type != DT_LNK && entry->d_type != DT_UNKNOWN) return false;
-    struct stat info
-    {
-    };
+    struct stat info = {};
     const std::string path = dir + (dir.empty() || dir.back() == '/' ? "" : "/") + entry->d_name;
     return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
@@ -97,9 +95,7 @@ std::string absoluteFile(const char* path)
 
 bool QueryStatus(const std::string& path, FileStatus& status)
 {
-    struct stat info
-    {
-    };
+    struct stat info = {};
     if (::stat(nativePath(path).c_str(), &info) != 0) return false;
     status.changeTime = static_cast<long long>(info.st_ctime);
     status.accessTime = static_cast<long long>(info.st_atime);
@@ -144,13 +140,9 @@ bool CopyFile(const std::string& from, const std::string& to, bool failIfExists)
     const std::string source = nativePath(from);
     const std::string target = nativePath(to);
     FileDescriptor in = OpenFile(source.c_str(), FileAccess::Read);
-    struct stat sourceInfo
-    {
-    };
+    struct stat sourceInfo = {};
     if (!in.IsOpen() || ::fstat(in.Get(), &sourceInfo) != 0) return false;
-    struct stat targetInfo
-    {
-    };
+    struct stat targetInfo = {};
     if (::stat(target.c_str(), &targetInfo) == 0 && targetInfo.st_dev == sourceInfo.st_dev &&
         targetInfo.st_ino == sourceInfo.st_ino)
         return false;
@@ -162,9 +154,7 @@ bool CopyFile(const std::string& from, const std::string& to, bool failIfExists)
     const bool copied = ::fchmod(out.Get(), mode) == 0 && copyBytes(in.Get(), out.Get());
     if (out.Close() && copied) return true;
     // The partial copy goes; a symbolic link to it stays.
-    struct stat written
-    {
-    };
+    struct stat written = {};
     if (::lstat(target.c_str(), &written) == 0 && S_ISREG(written.st_mode))
         ::unlink(target.c_str());
     return false;
