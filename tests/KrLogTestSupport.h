@@ -24,6 +24,24 @@ inline std::vector<std::string> splitOn(const std::string& text, const std::stri
     return pieces;
 }
 
+inline KRN::KrLogQueryDef everyLevel()
+{
+    KRN::KrLogQueryDef query;
+    query.m_nMinLevel = KRN::KrLogFile::LogDebug;
+    return query;
+}
+
+// The codes of the in-memory records a query selects, latest first.
+inline std::string selectedCodes(KRN::KrLogFile& log,
+                                 const KRN::KrLogQueryDef& query = everyLevel())
+{
+    KRN::KrArray<KRN::KrLogItem> items;
+    log.Query(query, items);
+    std::string codes;
+    for (const KRN::KrLogItem& item : items) codes += " " + std::to_string(item.m_nResID);
+    return codes.empty() ? codes : codes.substr(1);
+}
+
 // Closes the log with its defaults restored and callbacks cleared, in a fresh scratch directory;
 // the destructor does the same before the directory goes.
 class LogSandbox

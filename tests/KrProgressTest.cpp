@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <regex>
 #include <string>
 #include <tuple>
@@ -10,16 +11,10 @@
 #include "ScratchDir.h"
 
 using namespace KRN;
+using Ints = std::vector<int>;
 
 namespace
 {
-
-struct Report
-{
-    std::string title, message;
-    int pos;
-    std::string remain;
-};
 
 // Reaches the clock and the text formatting of a progress object.
 class ProgressProbe : public KrProgress
@@ -39,27 +34,20 @@ public:
     }
 };
 
-// Points the "resource" setting at a file of its own and puts the previous one back, however
-// the test ends.
-class ResourceFile
+// What each of the positions set one after another returned.
+Ints setPositions(KrProgress& progress, const Ints& positions)
 {
-public:
-    explicit ResourceFile(const std::string& xml)
-    {
-        writeFile(m_scratch.path("resource.xml"), xml);
-        KrRegistry::Root().SetExternal("resource", m_scratch.path("resource.xml").c_str());
-    }
-    ~ResourceFile() { KrRegistry::Root().SetExternal("resource", m_previous); }
+    Ints returned;
+    for (int pos : positions) returned.push_back(progress.SetProgressPos(pos));
+    return returned;
+}
 
-private:
-    ScratchDir m_scratch;
-    KrString m_previous = KrRegistry::Root().GetSubFileName("resource");
-};
-
+// Shows progress through a callback that keeps every report, and puts the setting and the
+// callback back when the test ends.
 class KrProgressTest : public ::testing::Test
 {
 protected:
-    void SetUp() override
+    KrProgressTest()
     {
         KrRegistry::Root().SetValue("ShowProgress", "true");
         KrProgress::SetProgressProc(
@@ -67,25 +55,26 @@ protected:
                unsigned char& cancel)
             {
                 auto& test = *static_cast<KrProgressTest*>(self);
-                test.reports.push_back({title, message, pos, remain});
+                test.reports.push_back({title, message, std::to_string(pos), remain});
                 if (static_cast<int>(test.reports.size()) - 1 == test.cancelAt) cancel = 1;
             },
             this);
     }
-    void TearDown() override
+    ~KrProgressTest() override
     {
         KrProgress::SetProgressProc(nullptr, nullptr);
         KrRegistry::Root().SetValue("ShowProgress", m_saved);
     }
 
-    std::vector<int> positions() const
+    // Field (0 title, 1 message, 2 position, 3 remaining time) of every report, ";" after each.
+    std::string trail(size_t field = 2) const
     {
-        std::vector<int> out;
-        for (const Report& report : reports) out.push_back(report.pos);
+        std::string out;
+        for (const auto& report : reports) out += report[field] + ";";
         return out;
     }
 
-    std::vector<Report> reports;
+    std::vector<std::array<std::string, 4>> reports;
     int cancelAt = -1;  // the report (0-based) at which the callback cancels
 
 private:
@@ -94,37 +83,26 @@ private:
 
 }  // namespace
 
-TEST_F(KrProgressTest, ShowProgressMustBeTrueIgnoringCaseAndBlanks)
+TEST_F(KrProgressTest, ReportsEachNewPositionOnceWhenShowProgressIsTrue)
 {
-    const std::pair<const char*, unsigned char> cases[] = {
+    const std::pair<const char*, bool> cases[] = {
         {"", 0}, {"false", 0}, {"yes", 0}, {"1", 0}, {"true", 1}, {" TRUE \t", 1}, {"True\r\n", 1}};
     for (const auto& [value, show] : cases)
     {
         KrRegistry::Root().SetValue("ShowProgress", value);
+        reports.clear();
         KrProgress progress;
         EXPECT_EQ(progress.IsShow(), show) << value;
-        reports.clear();
-        EXPECT_EQ(progress.SetProgressPos(50), -1) << value;
-        EXPECT_EQ(progress.SetProgressPos(60), show ? 50 : -1) << value;
-        EXPECT_EQ(reports.size(), show ? 2u : 0u) << value;
+        EXPECT_EQ(setPositions(progress, {50, 50, 101, -1, 100, 0, 0, 7}),
+                  (show ? Ints{-1, 50, 50, 50, 50, 100, 0, 0} : Ints(8, -1)))
+            << value;
+        EXPECT_EQ(trail(), show ? "50;100;0;7;" : "") << value;
     }
-}
-
-TEST_F(KrProgressTest, ReportsEachNewPositionInsideTheScaleOnce)
-{
-    KrProgress progress;
-    std::vector<int> returned;
-    for (int pos : {50, 50, 101, -1, 100, 0, 0, 7})
-        returned.push_back(progress.SetProgressPos(pos));
-    EXPECT_EQ(returned, (std::vector<int>{-1, 50, 50, 50, 50, 100, 0, 0}));
-    EXPECT_EQ(positions(), (std::vector<int>{50, 100, 0, 7}));
-
     // A null callback switches the thread off, though positions still count as reported.
     KrProgress::SetProgressProc(nullptr, this);
     KrProgress quiet;
-    EXPECT_EQ(quiet.SetProgressPos(30), -1);
-    EXPECT_EQ(quiet.SetProgressPos(40), 30);
-    EXPECT_EQ(reports.size(), 4u);
+    EXPECT_EQ(setPositions(quiet, {30, 40}), (Ints{-1, 30}));
+    EXPECT_EQ(trail(), "50;100;0;7;");
 }
 
 TEST_F(KrProgressTest, NestedRangesMapPositionsWithTruncatingIntegerArithmetic)
@@ -134,7 +112,7 @@ TEST_F(KrProgressTest, NestedRangesMapPositionsWithTruncatingIntegerArithmetic)
     progress.PushPosRange();
     progress.SetBothPosRange(50, 100);
     EXPECT_EQ(progress.SetProgressPos(50), -1);
-    EXPECT_EQ(positions(), (std::vector<int>{75}));
+    EXPECT_EQ(trail(), "75;");
     EXPECT_EQ(progress.GetAbsolutePos(101), 100);  // 50 + 50 * 101 / 100
 
     // A second level inside 20..60 of the first.
@@ -192,22 +170,20 @@ TEST_F(KrProgressTest, TheClockDrivesRemainTextsAndOverdueReports)
 {
     ProgressProbe progress;
     progress.StartSecondsAgo(100);
-    for (int pos : {50, 0, 10}) progress.SetProgressPos(pos);
-    ASSERT_EQ(reports.size(), 3u);
-    // 100 s (a little more when the clock's second turned meanwhile) at 50 %.
-    EXPECT_TRUE(std::regex_match(reports[0].remain, std::regex("Remain 01 minutes, 4\\d seconds")))
-        << reports[0].remain;
-    EXPECT_EQ(reports[1].remain, reports[0].remain);
-    EXPECT_TRUE(std::regex_match(reports[2].remain, std::regex("Remain \\d\\d seconds")))
-        << reports[2].remain;
+    setPositions(progress, {50, 0, 10});
+    // 100 s (a little more when the clock's second turned meanwhile) at 50 %, then the same text
+    // again, then a fresh clock.
+    EXPECT_TRUE(std::regex_match(trail(3), std::regex("(Remain 01 minutes, 4\\d seconds;)\\1"
+                                                      "Remain \\d\\d seconds;")))
+        << trail(3);
     // Seconds ago, reported. 7 s: seconds part 7 (or 8). 62 s: 2 (or 3), although 62 s in total.
-    for (const auto& [secondsAgo, reported] : {std::pair{7, true}, {62, false}, {0, false}})
+    for (const auto& [secondsAgo, reported] : {std::pair{7, "101;"}, {62, ""}, {0, ""}})
     {
         reports.clear();
         ProgressProbe late;
         late.StartSecondsAgo(secondsAgo);
         late.SetProgressPos(101);
-        EXPECT_EQ(positions(), reported ? std::vector<int>{101} : std::vector<int>{}) << secondsAgo;
+        EXPECT_EQ(trail(), reported) << secondsAgo;
     }
 }
 
@@ -221,39 +197,40 @@ TEST_F(KrProgressTest, TitleMessageAndCancelFromTheCallback)
     changing.SetMessage("first");        // was empty: reported
     changing.SetMessage("second");       // from one message to another: stored only
     changing.SetProgressPos(6);
-    ASSERT_EQ(positions(), (std::vector<int>{0, 0, 0, 6}));
-    EXPECT_EQ(reports[0].title, "Import");
-    EXPECT_EQ(reports[0].remain, "The remain time is unknow");
-    EXPECT_EQ(reports[1].title, "Index");
-    EXPECT_EQ(reports[2].message, "first");
-    EXPECT_EQ(reports[3].message, "second");
+    EXPECT_EQ(trail(0) + trail(1) + trail(2), "Import;Index;Index;Index;;;first;second;0;0;0;6;");
+    EXPECT_EQ(reports[0][3], "The remain time is unknow");
 
     reports.clear();
     cancelAt = 1;
     ProgressProbe progress;
     progress.SetTitleMessage("Copying");
     progress.SetMessage("roads.shp");
-    progress.SetProgressPos(10);
-    progress.SetProgressPos(20);  // canceled here
+    EXPECT_EQ(setPositions(progress, {10, 20, 30}), (Ints{-1, 10, -1}));  // canceled at 20
     EXPECT_EQ(progress.IsCanceled(), 1);
     EXPECT_EQ(progress.Texts(), "||The remain time is unknow");
-    EXPECT_EQ(progress.SetProgressPos(30), -1);
     progress.SetTitleMessage("Other");
     progress.SetMessage("other");
     progress.Clear();
     EXPECT_EQ(progress.IsCanceled(), 1) << "Clear keeps the flag";
     EXPECT_EQ(progress.SetProgressPos(40), -1);
-    ASSERT_EQ(positions(), (std::vector<int>{10, 20}));
-    EXPECT_EQ(reports[1].title + "|" + reports[1].message, "Copying|roads.shp");
+    EXPECT_EQ(trail(0) + trail(1) + trail(2), "Copying;Copying;roads.shp;roads.shp;10;20;");
 }
 
 // A text far longer than its format is formatted whole; it ends at its first zero byte, as the
-// C string the callback receives would.
+// C string the callback receives would. The "resource" setting points at a file of the test's
+// own and is put back however the test ends.
 TEST_F(KrProgressTest, ResourceFormsFormatTheLoadedTextOfAnyLength)
 {
-    const ResourceFile resource(
-        "<r><section beginid=\"7100\"><res>Step %d of %s</res><res>%s done</res></section>"
-        "<section beginid=\"7200\"><res>[%s]</res><res>%s%c%s</res></section></r>");
+    struct ResourceFile
+    {
+        ScratchDir scratch;
+        KrString previous = KrRegistry::Root().GetSubFileName("resource");
+        ~ResourceFile() { KrRegistry::Root().SetExternal("resource", previous); }
+    } resource;
+    writeFile(resource.scratch.path("resource.xml"),
+              "<r><section beginid=\"7100\"><res>Step %d of %s</res><res>%s done</res></section>"
+              "<section beginid=\"7200\"><res>[%s]</res><res>%s%c%s</res></section></r>");
+    KrRegistry::Root().SetExternal("resource", resource.scratch.path("resource.xml").c_str());
     const std::string longText(5000, 'x');
     KrProgress progress;
     progress.SetProgressPos(1);
@@ -261,10 +238,7 @@ TEST_F(KrProgressTest, ResourceFormsFormatTheLoadedTextOfAnyLength)
     progress.SetMessage(7101, "half");
     progress.SetTitleMessage(7200, longText.c_str());
     progress.SetMessage(7201, "head", 0, "tail");
-    ASSERT_EQ(reports.size(), 4u);
-    EXPECT_EQ(reports[1].title, "Step 2 of three");
-    EXPECT_EQ(reports[2].message, "half done");
-    EXPECT_EQ(reports[3].title, "[" + longText + "]");
     EXPECT_EQ(progress.SetProgressPos(2), 1);
-    EXPECT_EQ(reports.back().message, "head");
+    EXPECT_EQ(trail(0) + trail(1), ";Step 2 of three;Step 2 of three;[" + longText + "];[" +
+                                       longText + "];;;half done;half done;head;");
 }

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <thread>
 #include <vector>
 
 #include "Base/ZoBase.h"
+#include "RunThreads.h"
 
 using namespace KRN;
 
@@ -17,15 +17,15 @@ std::atomic<int> g_inside{0}, g_overlaps{0};
 struct Listener
 {
     unsigned int threadId = 0;
-    int reports = 0, wrongThread = 0, lastPos = -1, outOfOrder = 0;
+    int reports = 0, faults = 0, lastPos = -1;
 };
 
 void listen(void* userData, const char*, const char*, int pos, const char*, unsigned char&)
 {
-    if (++g_inside != 1) ++g_overlaps;
+    g_overlaps += ++g_inside != 1;
     Listener& listener = *static_cast<Listener*>(userData);
-    listener.wrongThread += listener.threadId != KrThread::GetCurrentThreadId();
-    listener.outOfOrder += pos <= listener.lastPos;
+    listener.faults +=
+        listener.threadId != KrThread::GetCurrentThreadId() || pos <= listener.lastPos;
     listener.lastPos = pos;
     ++listener.reports;
     --g_inside;
@@ -46,29 +46,26 @@ TEST(KrProgressThreadTest, ThreadsReachOnlyTheirOwnCallbacks)
     } show;
     constexpr int kThreads = 8;
     std::vector<Listener> listeners(kThreads + 1);
-    std::vector<std::thread> threads;
-    for (int t = 0; t <= kThreads; ++t)
-        threads.emplace_back(
-            [&listeners, t]
-            {
-                Listener& mine = listeners[static_cast<size_t>(t)];
-                mine.threadId = KrThread::GetCurrentThreadId();
-                if (t < kThreads) KrProgress::SetProgressProc(&listen, &mine);
-                for (int round = 0; round < 5; ++round, mine.lastPos = -1)
-                {
-                    KrProgress progress;
-                    progress.PushPosRange();
-                    progress.SetBothPosRange(0, 100);
-                    for (int pos = 0; pos <= 100; ++pos)
-                        mine.outOfOrder += progress.SetProgressPos(pos) != pos - 1;
-                }
-                KrProgress::SetProgressProc(nullptr, nullptr);  // thread ids are reused later
-            });
-    for (std::thread& thread : threads) thread.join();
+    runThreads(kThreads + 1,
+               [&listeners](int t)
+               {
+                   Listener& mine = listeners[static_cast<size_t>(t)];
+                   mine.threadId = KrThread::GetCurrentThreadId();
+                   if (t < kThreads) KrProgress::SetProgressProc(&listen, &mine);
+                   for (int round = 0; round < 5; ++round, mine.lastPos = -1)
+                   {
+                       KrProgress progress;
+                       progress.PushPosRange();
+                       progress.SetBothPosRange(0, 100);
+                       for (int pos = 0; pos <= 100; ++pos)
+                           mine.faults += progress.SetProgressPos(pos) != pos - 1;
+                   }
+                   KrProgress::SetProgressProc(nullptr, nullptr);  // thread ids are reused later
+               });
     EXPECT_EQ(g_overlaps.load(), 0);
     for (const Listener& listener : listeners)
     {
         EXPECT_EQ(listener.reports, &listener == &listeners.back() ? 0 : 5 * 101);
-        EXPECT_EQ(listener.wrongThread + listener.outOfOrder, 0);
+        EXPECT_EQ(listener.faults, 0);
     }
 }
