@@ -107,45 +107,41 @@ TEST_F(KrProgressTest, ReportsEachNewPositionOnceWhenShowProgressIsTrue)
 
 TEST_F(KrProgressTest, NestedRangesMapPositionsWithTruncatingIntegerArithmetic)
 {
+    // Sets the range of the top level and gives the absolute range that results.
+    const auto set = [](KrProgress& progress, int start, int end)
+    {
+        progress.SetBothPosRange(start, end);
+        return std::pair(progress.GetStartPos(), progress.GetEndPos());
+    };
     KrProgress progress;
-    const auto range = [&] { return std::pair(progress.GetStartPos(), progress.GetEndPos()); };
     progress.PushPosRange();
-    progress.SetBothPosRange(50, 100);
+    set(progress, 50, 100);
     EXPECT_EQ(progress.SetProgressPos(50), -1);
     EXPECT_EQ(trail(), "75;");
     EXPECT_EQ(progress.GetAbsolutePos(101), 100);  // 50 + 50 * 101 / 100
-
     // A second level inside 20..60 of the first.
     progress.PushPosRange();
-    progress.SetBothPosRange(20, 60);
-    EXPECT_EQ(range(), std::pair(60, 80));  // 50 + 50 * 20 / 100
-    EXPECT_EQ(progress.GetPosRange(), 20);
-    progress.SetBothPosRange(33, 66);  // 50 + 16, 50 + 33
-    EXPECT_EQ(range(), std::pair(66, 83));
-    EXPECT_EQ(progress.GetAbsolutePos(50), 74);  // 66 + 17 * 50 / 100 = 66 + 8
+    EXPECT_EQ(set(progress, 20, 60), std::pair(60, 80));  // 50 + 50 * 20 / 100
+    EXPECT_EQ(set(progress, 33, 66), std::pair(66, 83));  // 50 + 16, 50 + 33
+    EXPECT_EQ(progress.GetAbsolutePos(50), 74);           // 66 + 17 * 50 / 100 = 66 + 8
     // Truncation toward zero, not down: 66 + 17 * -50 / 100 = 66 - 8.
     EXPECT_EQ(progress.GetAbsolutePos(-50), 58);
-
     // Pop does not restore the range; the next SetBothPosRange works on the new top (0..100).
     progress.PopPosRange();
     EXPECT_EQ(progress.GetStartPos(), 66);
     progress.PopPosRange();
-    progress.SetBothPosRange(10, 20);
-    EXPECT_EQ(range(), std::pair(10, 20));
+    EXPECT_EQ(set(progress, 10, 20), std::pair(10, 20));
 
     // Clear pushes the current range every time.
     KrProgress cleared;  // the constructor's Clear pushed 0..100
-    cleared.SetBothPosRange(0, 50);
+    set(cleared, 0, 50);
     cleared.Clear();  // pushes 0..50
-    cleared.SetBothPosRange(0, 50);
-    EXPECT_EQ(cleared.GetEndPos(), 25);
+    EXPECT_EQ(set(cleared, 0, 50), std::pair(0, 25));
     cleared.PopPosRange();  // back to 0..100 on top
-    cleared.SetBothPosRange(0, 50);
-    EXPECT_EQ(cleared.GetEndPos(), 50);
+    EXPECT_EQ(set(cleared, 0, 50), std::pair(0, 50));
     cleared.PopPosRange();
     cleared.PopPosRange();  // an empty stack stays empty; the full scale stands for its top
-    cleared.SetBothPosRange(10, 30);
-    EXPECT_EQ(std::pair(cleared.GetStartPos(), cleared.GetEndPos()), std::pair(10, 30));
+    EXPECT_EQ(set(cleared, 10, 30), std::pair(10, 30));
 }
 
 TEST(KrProgressRemainTest, TextsScaleTheElapsedTimeByTheShareLeft)
