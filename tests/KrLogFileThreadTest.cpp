@@ -2,9 +2,6 @@
 
 #include <atomic>
 #include <set>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "Base/ZoBase.h"
 #include "KrLogTestSupport.h"

@@ -2,10 +2,6 @@
 
 #include <array>
 #include <regex>
-#include <string>
-#include <tuple>
-#include <utility>
-#include <vector>
 
 #include "Base/ZoBase.h"
 #include "ScratchDir.h"

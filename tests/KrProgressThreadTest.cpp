@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <vector>
 
 #include "Base/ZoBase.h"
 #include "RunThreads.h"

@@ -3,12 +3,8 @@
 #include <sys/stat.h>
 
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <future>
 #include <map>
-#include <string>
-#include <vector>
 
 #include "Base/ZoBase.h"
 #include "ScopedEnvironment.h"
