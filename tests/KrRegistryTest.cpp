@@ -116,7 +116,6 @@ TEST_F(KrRegistryTest, EntryTypesAreReadWhateverTheirCaseAndSavedAsRead)
     original.SetFileName(dir() + "saved.xml");
     ASSERT_EQ(original.Save(), 1);
     EXPECT_EQ(describe(KrRegistry(dir() + "saved.xml")), describe(original));
-    EXPECT_EQ(readFile(m_dir / "saved.xml").rfind("<?xml version=\"1.0\"", 0), 0u);
 
     KrRegistry unnamed;
     EXPECT_EQ(unnamed.Save(), 0);
