@@ -54,7 +54,7 @@ protected:
 
 }  // namespace
 
-TEST_F(KrErrorObjTest, RingKeepsTheLatestEntriesAndIndexesModuloItsCapacity)
+TEST_F(KrErrorObjTest, RingKeepsTheLatestEntriesAndStartupOpensTheLogInMemory)
 {
     KrString out("untouched");
     errors.Dump(out, 1);
@@ -74,10 +74,8 @@ TEST_F(KrErrorObjTest, RingKeepsTheLatestEntriesAndIndexesModuloItsCapacity)
     errors.SetCapacity(0);
     EXPECT_EQ(entry(errors.GetLast(1)) + entry(errors.GetAt(5)), kNoEntry + kNoEntry);
     EXPECT_EQ(errors.GetCapacity(), 1);  // an empty ring grows to one default slot
-}
 
-TEST_F(KrErrorObjTest, StartupOpensAClosedLogInMemory)
-{
+    // Startup opens a closed log in memory.
     log.Close(1);
     EXPECT_FALSE(errors.IsStartup());
     EXPECT_TRUE(errors.Startup() && errors.IsStartup());

@@ -179,7 +179,7 @@ TEST_F(KrProgressTest, TheClockDrivesRemainTextsAndOverdueReports)
     }
 }
 
-TEST_F(KrProgressTest, TitleMessageAndCancelFromTheCallback)
+TEST_F(KrProgressTest, TitleMessageResourceFormsAndCancelFromTheCallback)
 {
     KrProgress changing;
     changing.SetTitleMessage("Import");  // no position yet: stored only
@@ -206,13 +206,12 @@ TEST_F(KrProgressTest, TitleMessageAndCancelFromTheCallback)
     EXPECT_EQ(progress.IsCanceled(), 1) << "Clear keeps the flag";
     EXPECT_EQ(progress.SetProgressPos(40), -1);
     EXPECT_EQ(trail(0) + trail(1) + trail(2), "Copying;Copying;roads.shp;roads.shp;10;20;");
-}
 
-// A text far longer than its format is formatted whole; it ends at its first zero byte, as the
-// C string the callback receives would. The "resource" setting points at a file of the test's
-// own and is put back however the test ends.
-TEST_F(KrProgressTest, ResourceFormsFormatTheLoadedTextOfAnyLength)
-{
+    // Resource forms: a text far longer than its format is formatted whole; it ends at its first
+    // zero byte, as the C string the callback receives would. The "resource" setting points at a
+    // file of the test's own and is put back however the test ends.
+    reports.clear();
+    cancelAt = -1;
     struct ResourceFile
     {
         ScratchDir scratch;
@@ -224,13 +223,13 @@ TEST_F(KrProgressTest, ResourceFormsFormatTheLoadedTextOfAnyLength)
               "<section beginid=\"7200\"><res>[%s]</res><res>%s%c%s</res></section></r>");
     KrRegistry::Root().SetExternal("resource", resource.scratch.path("resource.xml").c_str());
     const std::string longText(5000, 'x');
-    KrProgress progress;
-    progress.SetProgressPos(1);
-    progress.SetTitleMessage(7100, 2, "three");
-    progress.SetMessage(7101, "half");
-    progress.SetTitleMessage(7200, longText.c_str());
-    progress.SetMessage(7201, "head", 0, "tail");
-    EXPECT_EQ(progress.SetProgressPos(2), 1);
+    KrProgress formed;
+    formed.SetProgressPos(1);
+    formed.SetTitleMessage(7100, 2, "three");
+    formed.SetMessage(7101, "half");
+    formed.SetTitleMessage(7200, longText.c_str());
+    formed.SetMessage(7201, "head", 0, "tail");
+    EXPECT_EQ(formed.SetProgressPos(2), 1);
     EXPECT_EQ(trail(0) + trail(1), ";Step 2 of three;Step 2 of three;[" + longText + "];[" +
                                        longText + "];;;half done;half done;head;");
 }

@@ -43,11 +43,8 @@ std::string text(const KrHash<KrString>& table)
     KrHash<KrString> walk(table);
     std::map<std::string, std::string> sorted;
     KrString key, value;
-    for (int pos = walk.GetStartPosition(); !walk.IsEOF(pos);)
-    {
+    for (int pos = walk.GetStartPosition(); !walk.IsEOF(pos); sorted[key] = value)
         walk.GetNextAssoc(pos, key, value);
-        sorted[key] = value;
-    }
     std::string out;
     for (const auto& [k, v] : sorted) out += k + "=" + v + ";";
     return out;
@@ -94,7 +91,7 @@ const char kAllTypes[] = R"(<?xml version="1.0"?>
 
 }  // namespace
 
-TEST_F(KrRegistryTest, EntryTypesAreReadWhateverTheirCaseAndSavedAsRead)
+TEST_F(KrRegistryTest, EntryTypesAreReadWhateverTheirCaseSavedAsReadAndMissingOnesEmpty)
 {
     configDir(dir().Cstr());
     KrRegistry original = fromText(kAllTypes);
@@ -121,6 +118,24 @@ TEST_F(KrRegistryTest, EntryTypesAreReadWhateverTheirCaseAndSavedAsRead)
     EXPECT_EQ(unnamed.Save(), 0);
     unnamed.SetFileName(dir() + "no/such/dir/file.xml");
     EXPECT_EQ(unnamed.Save(), 0);
+
+    // Missing names give empty results that writes do not reach.
+    const KrRegistry& missing = original;
+    // A value is neither an object nor an external file.
+    EXPECT_EQ(std::string(missing.Obj("nope")["Key"]) + missing.GetSubFileName("plain").Cstr() +
+                  missing.Value("").Cstr() + text(missing.Obj("plain")),
+              "");
+    // What is written through one missing result shows in no later one.
+    missing.Obj("nope1").SetAt("Key", "leaked");
+    missing.Seq("nope1").Add("leaked");
+    missing.ObjSeq("nope1").Add(KrHash<KrString>());
+    missing.SubReg("nope1").SetValue("depth", "leaked");
+    missing.SubFile("nope1").SetValue("x", "leaked");
+    EXPECT_EQ(text(missing.Obj("nope2")) + text(missing.Seq("nope2")) +
+                  std::to_string(missing.ObjSeq("nope2").GetSize()) +
+                  text(missing.SubReg("nope2").Values()) + text(missing.SubFile("nope2").Values()),
+              "0");
+    EXPECT_EQ(missing.SubReg("nested").SubReg("nope").Values().GetCount(), 0);
 }
 
 TEST_F(KrRegistryTest, ResourceSectionsNumberTheirTexts)
@@ -211,27 +226,6 @@ TEST_F(KrRegistryTest, ConfigurationDirectoryDpiAndTheShippedConfiguration)
                             "DateTimeFormat", "IsFilter", "LogTimeInterval", "LogFileLocation",
                             "LogFilePrefix", "MaxFileSize", "ExceedSizeMode"})
         EXPECT_NE(log.find(";" + std::string(key) + "="), std::string::npos) << key;
-}
-
-TEST_F(KrRegistryTest, MissingNamesGiveEmptyResultsThatWritesDoNotReach)
-{
-    const KrRegistry registry = fromText(kAllTypes);
-    // A value is neither an object nor an external file.
-    EXPECT_EQ(std::string(registry.Obj("nope")["Key"]) + registry.GetSubFileName("plain").Cstr() +
-                  registry.Value("").Cstr() + text(registry.Obj("plain")),
-              "");
-    // What is written through one missing result shows in no later one.
-    registry.Obj("nope1").SetAt("Key", "leaked");
-    registry.Seq("nope1").Add("leaked");
-    registry.ObjSeq("nope1").Add(KrHash<KrString>());
-    registry.SubReg("nope1").SetValue("depth", "leaked");
-    registry.SubFile("nope1").SetValue("x", "leaked");
-    EXPECT_EQ(text(registry.Obj("nope2")) + text(registry.Seq("nope2")) +
-                  std::to_string(registry.ObjSeq("nope2").GetSize()) +
-                  text(registry.SubReg("nope2").Values()) +
-                  text(registry.SubFile("nope2").Values()),
-              "0");
-    EXPECT_EQ(registry.SubReg("nested").SubReg("nope").Values().GetCount(), 0);
 }
 
 // Each entry must come back empty at once: reading a FIFO without a writer would wait forever,
