@@ -31,9 +31,8 @@ std::string strftimeNow(const char* format)
     return buffer;
 }
 
-// The children of each LogItem of an XML log as "tag=data" (or the Description data alone),
-// or "not well-formed".
-Strings xmlItems(const std::string& path, bool allChildren = false)
+// The Description of each LogItem of an XML log, or "not well-formed".
+Strings xmlItems(const std::string& path)
 {
     KrMarkup markup;
     if (!markup.Load(path.c_str()) || !markup.IsWellFormed() || !markup.FindElem("LogFile"))
@@ -41,13 +40,7 @@ Strings xmlItems(const std::string& path, bool allChildren = false)
     Strings out;
     markup.IntoElem();
     while (markup.FindElem("LogItem"))
-    {
-        if (!allChildren && markup.FindChildElem("Description"))
-            out.push_back(markup.GetChildData());
-        while (allChildren && markup.FindChildElem())
-            out.push_back(std::string(markup.GetChildTagName()) + "=" +
-                          std::string(markup.GetChildData()));
-    }
+        if (markup.FindChildElem("Description")) out.push_back(markup.GetChildData());
     return out;
 }
 
@@ -258,9 +251,11 @@ TEST_F(KrLogFileTest, XmlLogStaysWellFormedAfterEveryRecordAndEveryReopen)
     // A record's children carry values only for the tokens of the format.
     log.SetLogFormat("%MSG %LEVEL %CODELINE %%RESID");
     ASSERT_TRUE(log.RecordLog(L::LogWarning, 77, "hello", "src.cpp", 31));
-    EXPECT_EQ(xmlItems(path("Day.xml"), true),
-              (Strings{"DateTime=", "TimeSpan=", "Level=warning", "Description=hello",
-                       "ThreadID=", "ResID=77", "CodeFile=", "CodeLine=31"}));
+    EXPECT_NE(file("Day.xml").find(
+                  "<LogItem>\r\n<DateTime/>\r\n<TimeSpan/>\r\n<Level>warning</Level>\r\n"
+                  "<Description>hello</Description>\r\n<ThreadID/>\r\n<ResID>77</ResID>\r\n"
+                  "<CodeFile/>\r\n<CodeLine>31</CodeLine>\r\n</LogItem>\r\n</LogFile>"),
+              std::string::npos);
 }
 
 TEST_F(KrLogFileTest, SizeLimitRollsReopensOrNumbersNewFiles)
