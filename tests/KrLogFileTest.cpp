@@ -84,13 +84,12 @@ protected:
 TEST(KrLogFileConversions, EnumTextsOperatorsAndPeriods)
 {
     // text, then level, mode, interval and size mode read from it
-    // clang-format off
     const std::pair<const char*, const char*> texts[] = {
-        {"", "400 0 0 0"}, {"nonsense", "400 0 0 0"}, {"DEBUG", "100 0 0 0"}, {"Info", "200 0 0 0"},
-        {"warning", "300 0 0 0"}, {"FaTaL", "500 0 0 0"}, {"xml", "400 1 0 0"}, {"DATABASE", "400 2 0 0"},
-        {"memory", "400 3 0 0"}, {"hour", "400 0 1 0"}, {"DAY", "400 0 2 0"}, {"Week", "400 0 3 0"},
-        {"month", "400 0 4 0"}, {"reopen", "400 0 0 1"}, {"NEWFILE", "400 0 0 2"}};
-    // clang-format on
+        {"", "400 0 0 0"},      {"nonsense", "400 0 0 0"}, {"DEBUG", "100 0 0 0"},
+        {"Info", "200 0 0 0"},  {"warning", "300 0 0 0"},  {"FaTaL", "500 0 0 0"},
+        {"xml", "400 1 0 0"},   {"DATABASE", "400 2 0 0"}, {"memory", "400 3 0 0"},
+        {"hour", "400 0 1 0"},  {"DAY", "400 0 2 0"},      {"Week", "400 0 3 0"},
+        {"month", "400 0 4 0"}, {"reopen", "400 0 0 1"},   {"NEWFILE", "400 0 0 2"}};
     for (const auto& [text, expected] : texts)
         EXPECT_EQ(std::to_string(L::GetLevelAsEnum(text)) + " " +
                       std::to_string(L::GetModeAsEnum(text)) + " " +
@@ -112,15 +111,19 @@ TEST(KrLogFileConversions, EnumTextsOperatorsAndPeriods)
     // Opened at 2023-12-29 10:30: the same hour of the next day is no new hour, the same day of
     // the next month no new day; a week counts days of the year, 4 January being 4 - 363 + 365
     // = 6 days on and 5 January 7.
-    // clang-format off
     const std::vector<std::tuple<L::TimeInterval, KrTime, KrTime, int>> periods = {
-        {L::IntervalNone, opened, KrTime(2024, 6, 1, 0, 0, 0), 0}, {L::IntervalHour, opened, KrTime(2023, 12, 29, 10, 59, 59), 0},
-        {L::IntervalHour, opened, KrTime(2023, 12, 29, 11, 0, 0), 1}, {L::IntervalHour, opened, KrTime(2023, 12, 30, 10, 0, 0), 0},
-        {L::IntervalDay, opened, KrTime(2023, 12, 30, 0, 0, 0), 1}, {L::IntervalDay, opened, KrTime(2024, 1, 29, 0, 0, 0), 0},
-        {L::IntervalMonth, opened, KrTime(2024, 1, 1, 0, 0, 0), 1}, {L::IntervalWeek, opened, KrTime(2024, 1, 4, 0, 0, 0), 0},
-        {L::IntervalWeek, opened, KrTime(2024, 1, 5, 0, 0, 0), 1}, {L::IntervalWeek, opened, KrTime(2023, 12, 31, 0, 0, 0), 0},
-        {L::IntervalWeek, march, KrTime(2024, 3, 7), 0}, {L::IntervalWeek, march, KrTime(2024, 3, 8), 1}};
-    // clang-format on
+        {L::IntervalNone, opened, KrTime(2024, 6, 1, 0, 0, 0), 0},
+        {L::IntervalHour, opened, KrTime(2023, 12, 29, 10, 59, 59), 0},
+        {L::IntervalHour, opened, KrTime(2023, 12, 29, 11, 0, 0), 1},
+        {L::IntervalHour, opened, KrTime(2023, 12, 30, 10, 0, 0), 0},
+        {L::IntervalDay, opened, KrTime(2023, 12, 30, 0, 0, 0), 1},
+        {L::IntervalDay, opened, KrTime(2024, 1, 29, 0, 0, 0), 0},
+        {L::IntervalMonth, opened, KrTime(2024, 1, 1, 0, 0, 0), 1},
+        {L::IntervalWeek, opened, KrTime(2024, 1, 4, 0, 0, 0), 0},
+        {L::IntervalWeek, opened, KrTime(2024, 1, 5, 0, 0, 0), 1},
+        {L::IntervalWeek, opened, KrTime(2023, 12, 31, 0, 0, 0), 0},
+        {L::IntervalWeek, march, KrTime(2024, 3, 7), 0},
+        {L::IntervalWeek, march, KrTime(2024, 3, 8), 1}};
     for (const auto& [interval, from, now, expected] : periods)
         EXPECT_EQ(L::IsNewPeriod(interval, from, now), expected) << interval;
 }
@@ -131,11 +134,9 @@ TEST_F(KrLogFileTest, ThresholdPassesErrorsAndFatalsToTheErrorStackAlways)
 {
     KrErrorObj& errors = KrErrorObj::GetInstance();
     // threshold, level, accepted, pushed onto the error stack
-    // clang-format off
     const std::vector<std::tuple<int, int, int, int>> rows = {
         {100, 100, 1, 0}, {300, 200, 0, 0}, {300, 300, 1, 0}, {500, 300, 0, 0},
         {500, 400, 0, 1}, {500, 500, 1, 1}, {100, 400, 1, 1}, {400, 450, 1, 1}};
-    // clang-format on
     for (const auto& [threshold, level, accepted, pushed] : rows)
     {
         const KrLogTest::LogSandbox fresh;
@@ -380,11 +381,10 @@ TEST_F(KrLogFileTest, PathsThatAreNotRegularFilesOrGoneAreRefusedAndLeftAsTheyWe
     const std::string target = path("target.xml");
     // name, what is made ('d'irectory, 'f'ifo, link to /dev/'n'ull, 'l'ink to target), at
     // which extension ("" for the log path itself); only the last opens
-    // clang-format off
     const std::vector<std::tuple<const char*, char, const char*>> cases = {
-        {"dir.log", 'd', ""}, {"dir.xml", 'd', ""}, {"fifo.log", 'f', ""}, {"fifo.xml", 'f', ""}, {"null.log", 'n', ""},
-        {"null.xml", 'n', ""}, {"schema.xml", 'f', "xsd"}, {"style.xml", 'd', "xslt"}, {"link.xml", 'l', ""}};
-    // clang-format on
+        {"dir.log", 'd', ""},       {"dir.xml", 'd', ""},       {"fifo.log", 'f', ""},
+        {"fifo.xml", 'f', ""},      {"null.log", 'n', ""},      {"null.xml", 'n', ""},
+        {"schema.xml", 'f', "xsd"}, {"style.xml", 'd', "xslt"}, {"link.xml", 'l', ""}};
     for (const auto& [name, make, ext] : cases)
     {
         const std::string logPath = path(name);
@@ -435,11 +435,11 @@ TEST_F(KrLogFileTest, LevelAndSettingsSectionConfigureTheLog)
         "|400|%DATETIME [%TIMESPAN] (%LEVEL) |  %MSG \r\nThreadID: \r\nCodeFile: "
         "\r\nCodeLine:|%Y-%m-%d %H:%M:%S|1|";
     // settings (DIR the directory), then file|level|format|date format|filter|size limit|mode
-    // clang-format off
     const std::vector<std::pair<std::string, std::string>> rows = {
         {"<LogEnabled>TRUE</LogEnabled><StorageType>xml</StorageType><LogLevel>Info</LogLevel>"
          "<LogFormat>%MSG\\t%CODEFILE\\r\\n%THREADID</LogFormat><DateTimeFormat>%H</DateTimeFormat>"
-         "<IsFilter>FALSE</IsFilter><LogFileLocation>DIR/</LogFileLocation><LogFilePrefix>Cfg</LogFilePrefix>"
+         "<IsFilter>FALSE</IsFilter><LogFileLocation>DIR/</LogFileLocation><LogFilePrefix>Cfg</"
+         "LogFilePrefix>"
          "<MaxFileSize>5000</MaxFileSize><ExceedSizeMode>newfile</ExceedSizeMode>",
          "DIR/Cfg_PID.xml|200|%MSG\t%CODEFILE\r\n%THREADID|%H|0|5000|2"},
         {"<LogEnabled>yes</LogEnabled><StorageType>Memory</StorageType>", "refused"},
@@ -448,7 +448,6 @@ TEST_F(KrLogFileTest, LevelAndSettingsSectionConfigureTheLog)
         {unknown + "99999999999999</MaxFileSize>", "DIR/Log_PID.log" + stripped + "2147483647|0"},
         {unknown + "junk</MaxFileSize>", "DIR/Log_PID.log" + stripped + "0|0"},
         {unknown + "</MaxFileSize>", "DIR/Log_PID.log" + stripped + "0|0"}};
-    // clang-format on
     const auto fill = [&](const std::string& text)
     {
         return std::regex_replace(std::regex_replace(text, std::regex("DIR"), sandbox.dir()),

@@ -52,33 +52,28 @@ TEST(KrLogFileThreadTest, SettingsAndErrorStackChangeWhileOtherThreadsLog)
     KrErrorObj& errors = KrErrorObj::GetInstance();
     ASSERT_TRUE(log.Open(sandbox.path("busy.log").c_str(), 0, KrLogFile::ModeText));
     std::atomic<bool> stop{false};
-    std::thread changer(
-        [&]
-        {
-            for (int round = 0; round < 300; ++round)
-            {
-                log.SetLogFormat(round % 2 ? "%MSG" : "%LEVEL %MSG %THREADID");
-                log.SetLevel(round % 3 ? KrLogFile::LogDebug : KrLogFile::LogError);
-                log.SetDateTimeFormat(round % 2 ? "%H" : "%Y");
-                log.SetFileSizeLimit(round % 5 ? 0 : 4096, KrLogFile::SizeRolling);
-                log.SetQueryMaxNum(100 + round);
-                errors.SetCapacity(4 + round % 20);
-                if (round % 50 == 0) errors.Clear();
-            }
-            stop = true;
-        });
-    runThreads(4,
+    // Thread 0 changes, threads 1 to 3 write, thread 4 reads.
+    runThreads(5,
                [&](int t)
                {
+                   for (int round = 0; t == 0 && round < 300; ++round)
+                   {
+                       log.SetLogFormat(round % 2 ? "%MSG" : "%LEVEL %MSG %THREADID");
+                       log.SetLevel(round % 3 ? KrLogFile::LogDebug : KrLogFile::LogError);
+                       log.SetDateTimeFormat(round % 2 ? "%H" : "%Y");
+                       log.SetFileSizeLimit(round % 5 ? 0 : 4096, KrLogFile::SizeRolling);
+                       log.SetQueryMaxNum(100 + round);
+                       errors.SetCapacity(4 + round % 20);
+                       if (round % 50 == 0) errors.Clear();
+                   }
+                   if (t == 0) stop = true;
                    KrString dump;
                    for (int i = 0; !stop.load(); ++i)
                    {
-                       if (t < 3)
-                       {
+                       if (t < 4)
                            log.RecordLog(t % 2 ? KrLogFile::LogError : KrLogFile::LogWarning,
                                          t * 1000000 + i, "failed", "e.cpp", i);
-                           continue;
-                       }
+                       if (t < 4) continue;
                        errors.Dump(dump, 1);
                        const KrErrorObj::ErrorInfo last = errors.GetLast(0);
                        // An entry is whole: its message and file come with it.
@@ -87,7 +82,6 @@ TEST(KrLogFileThreadTest, SettingsAndErrorStackChangeWhileOtherThreadsLog)
                                        "failede.cpp");
                    }
                });
-    changer.join();
     EXPECT_TRUE(log.IsOpen());
     errors.Clear();
     log.RecordLog(KrLogFile::LogError, 7, "after", "e.cpp", 1);

@@ -169,12 +169,14 @@ TEST_F(KrRegistryTest, HostileFilesLeaveEmptyTables)
     std::string deep;
     for (int i = 0; i < 5000; ++i) deep += "<n type=\"subreg\">";
     for (int i = 0; i < 5000; ++i) deep += "</n>";
-    // clang-format off
-    const std::vector<std::string> documents = {
-        "", "not xml at all", "<a><b>unclosed", "<a type=\"object\"><x>1</x>", std::string("<a>\0<b/></a>", 12),
-        "<self><me type=\"external\">self.xml</me><gone type=\"external\">missing.xml</gone></self>",
-        "<r>" + deep + "</r>"};
-    // clang-format on
+    const std::vector<std::string> documents = {"",
+                                                "not xml at all",
+                                                "<a><b>unclosed",
+                                                "<a type=\"object\"><x>1</x>",
+                                                std::string("<a>\0<b/></a>", 12),
+                                                "<self><me type=\"external\">self.xml</me><gone "
+                                                "type=\"external\">missing.xml</gone></self>",
+                                                "<r>" + deep + "</r>"};
     for (const std::string& document : documents)
     {
         const KrString path = write("self.xml", document);
