@@ -431,23 +431,23 @@ TEST_F(KrLogFileTest, LevelAndSettingsSectionConfigureTheLog)
         "<LogEnabled>true</LogEnabled><StorageType>Paper</StorageType><LogLevel>loud</LogLevel>"
         "<LogTimeInterval>Fortnight</LogTimeInterval><ExceedSizeMode>Shred</ExceedSizeMode>"
         "<IsFilter>no</IsFilter><LogFileLocation>DIR</LogFileLocation><MaxFileSize>";
-    const std::string stripped =
-        "|400|%DATETIME [%TIMESPAN] (%LEVEL) |  %MSG \r\nThreadID: \r\nCodeFile: "
+    const std::string defaults =
+        "DIR/Log_PID.log|400|%DATETIME [%TIMESPAN] (%LEVEL) |  %MSG \r\nThreadID: \r\nCodeFile: "
         "\r\nCodeLine:|%Y-%m-%d %H:%M:%S|1|";
     // settings (DIR the directory), then file|level|format|date format|filter|size limit|mode
     const std::vector<std::pair<std::string, std::string>> rows = {
         {"<LogEnabled>TRUE</LogEnabled><StorageType>xml</StorageType><LogLevel>Info</LogLevel>"
          "<LogFormat>%MSG\\t%CODEFILE\\r\\n%THREADID</LogFormat><DateTimeFormat>%H</DateTimeFormat>"
-         "<IsFilter>FALSE</IsFilter><LogFileLocation>DIR/</LogFileLocation><LogFilePrefix>Cfg</"
-         "LogFilePrefix>"
-         "<MaxFileSize>5000</MaxFileSize><ExceedSizeMode>newfile</ExceedSizeMode>",
+         "<IsFilter>FALSE</IsFilter><LogFileLocation>DIR/</LogFileLocation>"
+         "<LogFilePrefix>Cfg</LogFilePrefix><MaxFileSize>5000</MaxFileSize>"
+         "<ExceedSizeMode>newfile</ExceedSizeMode>",
          "DIR/Cfg_PID.xml|200|%MSG\t%CODEFILE\r\n%THREADID|%H|0|5000|2"},
         {"<LogEnabled>yes</LogEnabled><StorageType>Memory</StorageType>", "refused"},
         {"<LogEnabled>true</LogEnabled><StorageType>Database</StorageType>", "refused"},
-        {unknown + "-5</MaxFileSize>", "DIR/Log_PID.log" + stripped + "-5|0"},
-        {unknown + "99999999999999</MaxFileSize>", "DIR/Log_PID.log" + stripped + "2147483647|0"},
-        {unknown + "junk</MaxFileSize>", "DIR/Log_PID.log" + stripped + "0|0"},
-        {unknown + "</MaxFileSize>", "DIR/Log_PID.log" + stripped + "0|0"}};
+        {unknown + "-5</MaxFileSize>", defaults + "-5|0"},
+        {unknown + "99999999999999</MaxFileSize>", defaults + "2147483647|0"},
+        {unknown + "junk</MaxFileSize>", defaults + "0|0"},
+        {unknown + "</MaxFileSize>", defaults + "0|0"}};
     const auto fill = [&](const std::string& text)
     {
         return std::regex_replace(std::regex_replace(text, std::regex("DIR"), sandbox.dir()),
