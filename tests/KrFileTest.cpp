@@ -39,41 +39,37 @@ protected:
 
 TEST(KrFileTest, PathTextIsSplitAtEitherSeparatorAndAfterTheDrive)
 {
-    using S = const char*;
-    const std::tuple<S, S, S, S, S, S> cases[] = {
-        // path, dir, name, title, ext, stripped
-        {"C:\\data\\a.shp", "C:\\data\\", "a.shp", "a", ".shp", "C:\\data\\a"},
-        {"a.shp", "", "a.shp", "a", ".shp", "a"},
-        {"/a.shp", "/", "a.shp", "a", ".shp", "/a"},
-        {"C:\\data\\a.b.shp", "C:\\data\\", "a.b.shp", "a.b", ".shp", "C:\\data\\a.b"},
-        {"C:\\data\\.hidden", "C:\\data\\", ".hidden", ".hidden", "", "C:\\data\\.hidden"},
-        {"d:/x/map.txt", "d:/x/", "map.txt", "map", ".txt", "d:/x/map"},
-        {"C:f.txt", "C:f", "f.txt", "f", ".txt", "C:f"},  // the kept three-character quirk
-        {"C:", "C:", "", "", "", "C:"},
-        {"dir/sub/", "dir/sub/", "", "", "", "dir/sub/"},
-        {"dir.d/file", "dir.d/", "file", "file", "", "dir.d/file"},
-        {"mixed/sep\\name.tar.gz", "mixed/sep\\", "name.tar.gz", "name.tar", ".gz",
-         "mixed/sep\\name.tar"},
-        {"", "", "", "", "", ""},
-    };
-    for (const auto& [path, dir, name, title, ext, stripped] : cases)
+    // path, dir, title, ext; the name is the title and the extension, and StripExt cuts the
+    // extension off the path.
+    // clang-format off
+    const std::tuple<std::string, const char*, const char*, std::string> cases[] = {
+        {"C:\\data\\a.shp", "C:\\data\\", "a", ".shp"}, {"a.shp", "", "a", ".shp"},
+        {"/a.shp", "/", "a", ".shp"}, {"C:\\data\\a.b.shp", "C:\\data\\", "a.b", ".shp"},
+        {"C:\\data\\.hidden", "C:\\data\\", ".hidden", ""}, {"C:", "C:", "", ""},
+        {"d:/x/map.txt", "d:/x/", "map", ".txt"}, {"dir/sub/", "dir/sub/", "", ""},
+        {"C:f.txt", "C:f", "f", ".txt"},  // the kept three-character quirk
+        {"dir.d/file", "dir.d/", "file", ""}, {"", "", "", ""},
+        {"mixed/sep\\name.tar.gz", "mixed/sep\\", "name.tar", ".gz"}};
+    // clang-format on
+    for (const auto& [path, dir, title, ext] : cases)
     {
-        EXPECT_EQ(KrFile::GetDir(path), dir) << path;
-        EXPECT_EQ(KrFile::GetName(path), name) << path;
-        EXPECT_EQ(KrFile::GetTitle(path), title) << path;
-        EXPECT_EQ(KrFile::GetExt(path), ext) << path;
-        EXPECT_EQ(KrFile::StripExt(path), stripped) << path;
+        const KrString p(path);
+        EXPECT_EQ(KrFile::GetDir(p), dir) << path;
+        EXPECT_EQ(KrFile::GetName(p), title + ext) << path;
+        EXPECT_EQ(KrFile::GetTitle(p), title) << path;
+        EXPECT_EQ(KrFile::GetExt(p), ext) << path;
+        EXPECT_EQ(KrFile::StripExt(p), path.substr(0, path.size() - ext.size())) << path;
         KrString d, t, e;
-        KrFile::SplitPath(path, d, t, e);
-        EXPECT_EQ(d + t + e, KrString(dir) + title + ext) << path;
+        KrFile::SplitPath(p, d, t, e);
+        EXPECT_EQ(d + t + e, KrString(dir) + title + ext.c_str()) << path;
     }
     // ChangeExt drops the leading dots of the new extension.
+    // clang-format off
     const std::tuple<const char*, const char*, const char*> changes[] = {
-        {"d:/x/map.txt", "..xml", "d:/x/map.xml"},
-        {"d:/x/map.txt", "xml", "d:/x/map.xml"},
-        {"d:/x/map", ".xml", "d:/x/map.xml"},
-        {"d:/x/map.txt", "", "d:/x/map."},
+        {"d:/x/map.txt", "..xml", "d:/x/map.xml"}, {"d:/x/map.txt", "xml", "d:/x/map.xml"},
+        {"d:/x/map", ".xml", "d:/x/map.xml"}, {"d:/x/map.txt", "", "d:/x/map."},
         {"/home/.profile", "bak", "/home/.profile.bak"}};
+    // clang-format on
     for (const auto& [path, ext, result] : changes)
         EXPECT_EQ(KrFile::ChangeExt(path, ext), result) << path;
 }
