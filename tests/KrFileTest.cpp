@@ -74,8 +74,6 @@ TEST(KrFileTest, PathTextIsSplitAtEitherSeparatorAndAfterTheDrive)
         EXPECT_EQ(KrFile::ChangeExt(path, ext), result) << path;
 }
 
-// ---------------------------------------------------------------- resolution
-
 TEST(KrFileTest, AbsoluteAndRelativePathsAreInversesAndResolveSteps)
 {
     // base, absolute (normalised and resolved), relative
