@@ -76,7 +76,7 @@ TEST_F(KrFileStreamTest, FileHoldsTheBytesOfAMemoryStreamAndLoadsThemBackToTheLa
 // Opens fail with a status, never an exception, and never wait: loads open regular files only
 // (a FIFO with no writer, a directory or a device fails at once), and a FIFO without a reader
 // is refused for saving.
-TEST_F(KrFileStreamTest, OpensFailWithAStatusAndNothingWaits)
+TEST_F(KrFileStreamTest, OpensAndWritesFailWithAStatusAndNothingWaits)
 {
     const std::string fifoPath = path("fifo"), dirPath = path("dir"), absent = path("absent.bin"),
                       nowherePath = path("no/such/dir.bin");
@@ -104,10 +104,8 @@ TEST_F(KrFileStreamTest, OpensFailWithAStatusAndNothingWaits)
         EXPECT_EQ(KrRegistry{KrString(name)}.Values().GetCount(), 0);
     }
     EXPECT_TRUE(std::filesystem::is_fifo(fifo) && std::filesystem::is_directory(dir));
-}
 
-TEST_F(KrFileStreamTest, WriteFailuresGiveTheSaveErrorWhenWrittenOrWhenClosed)
-{
+    // Write failures give the save error when written or, for a cache that holds them, when closed.
     if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full";
     KrFileStream full;
     ASSERT_TRUE(full.Open("/dev/full", KrStreamSave, 16));

@@ -3,7 +3,7 @@
 #include <fnmatch.h>
 #include <sys/stat.h>
 
-#include <cstring>
+#include <cstdio>
 #include <filesystem>
 #include <random>
 #include <set>
@@ -24,20 +24,17 @@ std::set<std::string> asSet(const KrArray<KrString>& names)
     return {names.begin(), names.end()};
 }
 
-class KrFileDirTest : public ::testing::Test
+class KrFileDirTest : public ::testing::Test, public ScratchDir
 {
 protected:
-    KrString at(const std::string& name) const { return KrString(m_scratch.path(name)); }
-    KrString dir() const { return KrString(m_root.string() + "/"); }
-
-    ScratchDir m_scratch;
-    const fs::path m_root = m_scratch.root();
+    KrString at(const std::string& name) const { return KrString(path(name)); }
+    KrString dir() const { return KrString(root().string() + "/"); }
 };
 }  // namespace
 
 // ---------------------------------------------------------------- path text
 
-TEST(KrFileTest, PathTextIsSplitAtEitherSeparatorAndAfterTheDrive)
+TEST(KrFileTest, PathTextIsSplitAtEitherSeparatorAndResolvedAgainstABase)
 {
     // path, dir, title, ext; the name is the title and the extension, and StripExt cuts the
     // extension off the path.
@@ -72,13 +69,11 @@ TEST(KrFileTest, PathTextIsSplitAtEitherSeparatorAndAfterTheDrive)
     // clang-format on
     for (const auto& [path, ext, result] : changes)
         EXPECT_EQ(KrFile::ChangeExt(path, ext), result) << path;
-}
 
-TEST(KrFileTest, AbsoluteAndRelativePathsAreInversesAndResolveSteps)
-{
+    // Absolute and relative paths are inverses.
     // base, absolute (normalised and resolved), relative
     // clang-format off
-    const std::tuple<const char*, const char*, const char*> cases[] = {
+    const std::tuple<const char*, const char*, const char*> inverses[] = {
         {"/home/user/maps/", "/home/user/maps/roads.shp", "roads.shp"},
         {"/home/user/maps", "/home/user/maps/2024/roads.shp", "2024/roads.shp"},
         {"/home/user/maps/", "/home/user/data/rivers.shp", "../data/rivers.shp"},
@@ -95,7 +90,7 @@ TEST(KrFileTest, AbsoluteAndRelativePathsAreInversesAndResolveSteps)
         {"/data/", "C:/x", "C:/x"}, {"maps/", "maps/roads.shp", "roads.shp"},
         {"maps/", "data/x", "../data/x"}, {"", "x/y", "x/y"}};
     // clang-format on
-    for (const auto& [base, absolute, relative] : cases)
+    for (const auto& [base, absolute, relative] : inverses)
     {
         EXPECT_EQ(KrFile::GetRelativePath(base, absolute), relative) << base << " -> " << absolute;
         const KrString back = KrFile::GetAbsolutePath(base, relative);
@@ -217,8 +212,8 @@ TEST(KrFileTest, MatchAndItsAutomatonAgreeWithFnmatch)
 TEST_F(KrFileDirTest, ListFilesFiltersByKindHiddenStateAndPattern)
 {
     for (const char* name : {"a.cpp", "b.h", "c.txt", "D.CPP", ".hidden.cpp"})
-        writeFile(m_root / name, "x");
-    for (const char* name : {"src.cpp", "docs", ".git"}) fs::create_directory(m_root / name);
+        writeFile(root() / name, "x");
+    for (const char* name : {"src.cpp", "docs", ".git"}) fs::create_directory(root() / name);
     // clang-format off
     const std::tuple<const char*, unsigned, std::set<std::string>> cases[] = {
         {"*", 0, {"a.cpp", "b.h", "c.txt", "D.CPP", "src.cpp", "docs"}},
@@ -236,14 +231,14 @@ TEST_F(KrFileDirTest, ListFilesFiltersByKindHiddenStateAndPattern)
     {
         KrArray<KrString> names;
         names.Add("kept");
-        const int added = KrFile::ListFiles(names, KrString(m_root.string()), pattern, flags);
+        const int added = KrFile::ListFiles(names, KrString(root().string()), pattern, flags);
         EXPECT_EQ(added, static_cast<int>(expected.size())) << pattern << " " << flags;
         expected.insert("kept");  // the array is not emptied first
         EXPECT_EQ(asSet(names), expected) << pattern << " " << flags;
     }
     KrArray<KrString> names;
     EXPECT_EQ(KrFile::ListFiles(names, dir() + "missing", "*", 0), 0);
-    EXPECT_EQ(KrFile::ListFiles(names, KrString(m_root.string() + "\\"), "a.*", 0), 1);
+    EXPECT_EQ(KrFile::ListFiles(names, KrString(root().string() + "\\"), "a.*", 0), 1);
 }
 
 // A platform search knows "*" and "?" only: brackets, parentheses, "|" and "," in a searched
@@ -252,25 +247,25 @@ TEST_F(KrFileDirTest, FindFileExtPathsAndSearchesTakeOnlyStarAndQuestionMarkAsWi
 {
     for (const char* name : {"a.shp", "b.shp", "c.shx", ".d.shp", "x(1).txt", "x1.txt", "a,b.txt",
                              "b.txt", "[a].txt", "a.txt"})
-        writeFile(m_root / name, "x");
-    fs::create_directory(m_root / "e.shp");
+        writeFile(root() / name, "x");
+    fs::create_directory(root() / "e.shp");
+    // The directory is used exactly as given: no separator is inserted; the array is emptied.
+    const std::string top = root().string(), slashed = top + "/", backslashed = top + "\\";
+    // clang-format off
+    const std::tuple<std::string, const char*, unsigned char, std::set<std::string>> cases[] = {
+        {top, ".shp", 0, {"a.shp", "b.shp", ".d.shp", "e.shp"}}, {slashed, "|b.txt", 0, {}},
+        {slashed, ".shx", 1, {slashed + "c.shx"}}, {slashed, "(1).txt", 0, {"x(1).txt"}},
+        {backslashed, ".shx", 1, {backslashed + "c.shx"}}, {slashed, ",b.txt", 0, {"a,b.txt"}},
+        {slashed, "].txt", 0, {"[a].txt"}}, {slashed, "(?).txt", 0, {"x(1).txt"}},
+        {slashed, ".none", 0, {}}};
+    // clang-format on
     KrArray<KrString> paths;
     paths.Add("old");
-    EXPECT_EQ(KrFile::FindFileExtPaths(KrString(m_root.string()), ".shp", paths, 0), 1);
-    EXPECT_EQ(asSet(paths), (std::set<std::string>{"a.shp", "b.shp", ".d.shp", "e.shp"}));
-    EXPECT_EQ(KrFile::FindFileExtPaths(dir(), ".shx", paths, 1), 1);
-    EXPECT_EQ(asSet(paths), (std::set<std::string>{dir() + "c.shx"}));
-    // The directory is used exactly as given: no separator is inserted.
-    EXPECT_EQ(KrFile::FindFileExtPaths(KrString(m_root.string() + "\\"), ".shx", paths, 1), 1);
-    EXPECT_EQ(asSet(paths), (std::set<std::string>{m_root.string() + "\\c.shx"}));
-    // clang-format off
-    const std::tuple<const char*, std::set<std::string>> extensions[] = {
-        {"(1).txt", {"x(1).txt"}}, {",b.txt", {"a,b.txt"}}, {"].txt", {"[a].txt"}},
-        {"(?).txt", {"x(1).txt"}}, {"|b.txt", {}}, {".none", {}}};
-    // clang-format on
-    for (const auto& [ext, expected] : extensions)
+    for (const auto& [in, ext, full, expected] : cases)
     {
-        EXPECT_EQ(KrFile::FindFileExtPaths(dir(), ext, paths, 0), expected.empty() ? 0 : 1) << ext;
+        EXPECT_EQ(KrFile::FindFileExtPaths(KrString(in), ext, paths, full),
+                  expected.empty() ? 0 : 1)
+            << ext;
         EXPECT_EQ(asSet(paths), expected) << ext;
     }
     const std::tuple<const char*, unsigned char> searches[] = {
@@ -281,8 +276,8 @@ TEST_F(KrFileDirTest, FindFileExtPathsAndSearchesTakeOnlyStarAndQuestionMarkAsWi
 
 TEST_F(KrFileDirTest, ExistenceStatusAndThirtyTwoBitSizes)
 {
-    writeFile(m_root / "f.txt", std::string(1234, 'x'));
-    fs::create_directory(m_root / "d");
+    writeFile(root() / "f.txt", std::string(1234, 'x'));
+    fs::create_directory(root() / "d");
     // clang-format off
     const std::pair<KrString, bool> exists[] = {
         {at("f.txt"), true}, {at("d"), true}, {at("d") + "\\", true}, {at("d") + "/", true},
@@ -313,65 +308,62 @@ TEST_F(KrFileDirTest, ExistenceStatusAndThirtyTwoBitSizes)
     for (const auto& [size, expected] :
          {std::pair{(1ull << 32) + 5, 5LL}, std::pair{0x80000000ull + 3, -2147483648LL + 3}})
     {
-        fs::resize_file(m_root / "f.txt", size, error);
+        fs::resize_file(root() / "f.txt", size, error);
         if (error) GTEST_SKIP() << "no sparse files here";
         ASSERT_TRUE(KrFile::GetStatus(at("f.txt"), status));
         EXPECT_EQ(status.nSize, expected);
     }
 }
 
-TEST_F(KrFileDirTest, DirectoriesAreMadeAndRemoved)
+TEST_F(KrFileDirTest, DirectoriesAndFilesAreMadeCopiedRenamedAndRemoved)
 {
     for (bool first : {true, false}) EXPECT_EQ(KrFile::MkDir(at("one")) != 0, first);
     for (bool first : {true, false}) EXPECT_EQ(KrFile::RmDir(at("one")) != 0, first);
     EXPECT_TRUE(KrFile::MkDirEx(at("a\\b//c") + "\\"));
-    EXPECT_TRUE(fs::is_directory(m_root / "a/b/c"));
+    EXPECT_TRUE(fs::is_directory(root() / "a/b/c"));
     EXPECT_FALSE(KrFile::MkDirEx(at("a/b/c")));  // the last one exists already
     EXPECT_TRUE(KrFile::MkDirEx(at("a/b/d")));   // existing parents are passed over
     EXPECT_TRUE(KrFile::MkDirEx(""));
     // A relative path is made from the current directory, parent first.
     const fs::path previous = fs::current_path();
-    fs::current_path(m_root);
+    fs::current_path(root());
     EXPECT_TRUE(KrFile::MkDirEx("  x/y/z  "));
     fs::current_path(previous);
-    EXPECT_TRUE(fs::is_directory(m_root / "x/y/z"));
+    EXPECT_TRUE(fs::is_directory(root() / "x/y/z"));
     EXPECT_FALSE(KrFile::RmDir(at("x")));  // not empty
-}
 
-TEST_F(KrFileDirTest, CopyRenameAndDelete)
-{
-    writeFile(m_root / "src", "content");
+    writeFile(root() / "src", "content");
     ASSERT_EQ(chmod(at("src").Cstr(), 0750), 0);
-    writeFile(m_root / "existing", "old");
-    fs::create_directory(m_root / "dir");
+    writeFile(root() / "existing", "old");
+    fs::create_directory(root() / "dir");
     // from, to, fail if it exists, result, then what "to" holds; never onto itself
     // clang-format off
     const std::tuple<const char*, const char*, unsigned char, bool, const char*> copies[] = {
         {"src", "copy", 1, true, "content"},     {"src", "existing", 1, false, "old"},
         {"src", "existing", 0, true, "content"}, {"src", "src", 0, false, "content"},
-        {"none", "x", 0, false, ""},             {"dir", "x", 0, false, ""}};
+        {"none", "y", 0, false, ""},             {"dir", "y", 0, false, ""}};
     // clang-format on
     for (const auto& [from, to, failIfExists, result, content] : copies)
     {
         EXPECT_EQ(KrFile::Copy(at(from), at(to), failIfExists) != 0, result) << from << to;
-        EXPECT_EQ(readFile(m_root / to), content) << from << to;
+        EXPECT_EQ(readFile(root() / to), content) << from << to;
         struct stat info = {};
         EXPECT_TRUE(!result || (stat(at(to).Cstr(), &info) == 0 && (info.st_mode & 07777) == 0750))
             << to;  // the permission bits come along
     }
-    EXPECT_FALSE(KrFile::IsExist(at("x")));
+    EXPECT_FALSE(KrFile::IsExist(at("y")));
     EXPECT_TRUE(KrFile::Rename(at("copy"), at("dir\\moved")));
-    EXPECT_EQ(readFile(m_root / "dir/moved"), "content");
+    EXPECT_EQ(readFile(root() / "dir/moved"), "content");
     EXPECT_FALSE(KrFile::Rename(at("copy"), at("again")));
     for (bool first : {true, false}) EXPECT_EQ(KrFile::Delete(at("dir/moved")) != 0, first);
 }
 
-TEST_F(KrFileDirTest, TemporaryNamesAndPath)
+TEST_F(KrFileDirTest, TemporaryProgramAndModuleDirectories)
 {
     KrString name;
-    EXPECT_EQ(KrFile::GetTemporaryFileName(KrString(m_root.string()), "prefix", 0x2AB, name),
+    EXPECT_EQ(KrFile::GetTemporaryFileName(KrString(root().string()), "prefix", 0x2AB, name),
               0x2ABu);
-    EXPECT_EQ(name, KrString(m_root.string()) + "/pre2AB.TMP");
+    EXPECT_EQ(name, KrString(root().string()) + "/pre2AB.TMP");
     EXPECT_FALSE(KrFile::IsExist(name));  // a given number only makes the name
     EXPECT_EQ(KrFile::GetTemporaryFileName(dir(), "p", 0x12345, name), 0x2345u);
     EXPECT_EQ(name, dir() + "p2345.TMP");
@@ -394,11 +386,8 @@ TEST_F(KrFileDirTest, TemporaryNamesAndPath)
     EXPECT_EQ(KrFile::GetTemporaryPath(), "/var/tmp/");
     environment.Set("TMPDIR", "");
     EXPECT_EQ(KrFile::GetTemporaryPath(), "/tmp/");
-}
 
-// The library's own directory is checked where the configuration is found beside it.
-TEST(KrFileTest, ProgramAndModuleDirectories)
-{
+    // The library's own directory is checked where the configuration is found beside it.
     const std::string exe = fs::read_symlink("/proc/self/exe").string();
     EXPECT_EQ(KrFile::GetAppPath(), KrString(exe.substr(0, exe.rfind('/') + 1)));
     EXPECT_EQ(KrFile::GetModulePath(""), KrFile::GetAppPath());
