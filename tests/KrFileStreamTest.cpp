@@ -78,21 +78,21 @@ TEST_F(KrFileStreamTest, FileHoldsTheBytesOfAMemoryStreamAndLoadsThemBackToTheLa
 // is refused for saving.
 TEST_F(KrFileStreamTest, OpensAndWritesFailWithAStatusAndNothingWaits)
 {
-    const std::string fifoPath = path("fifo"), dirPath = path("dir"), absent = path("absent.bin"),
-                      nowherePath = path("no/such/dir.bin");
-    const char *fifo = fifoPath.c_str(), *dir = dirPath.c_str(), *nowhere = nowherePath.c_str();
-    ASSERT_EQ(::mkfifo(fifo, 0600), 0);
+    const std::string fifo = path("fifo"), dir = path("dir"), nowhere = path("no/such/dir.bin");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
     std::filesystem::create_directory(dir);
     const KrStreamDirection load = KrStreamLoad, save = KrStreamSave, both = KrStreamLoadSave;
     // clang-format off
-    const std::pair<const char*, KrStreamDirection> opens[] = {
-        {absent.c_str(), load}, {nowhere, save}, {nowhere, both}, {nullptr, save},
+    // An empty name stands for a null one.
+    const std::pair<std::string, KrStreamDirection> opens[] = {
+        {path("absent.bin"), load}, {nowhere, save}, {nowhere, both}, {"", save},
         {fifo, load}, {dir, load}, {"/dev/null", load}, {"/dev/zero", load}, {fifo, save},
         {fifo, both}, {dir, save}, {dir, both}};
     // clang-format on
-    for (const auto& [name, direction] : opens)
+    for (const auto& [text, direction] : opens)
     {
-        SCOPED_TRACE(std::string(name ? name : "null") + " " + std::to_string(direction));
+        SCOPED_TRACE(text + " " + std::to_string(direction));
+        const char* name = text.empty() ? nullptr : text.c_str();
         KrFileStream file;
         EXPECT_FALSE(file.Open(name, direction));
         EXPECT_EQ(file.GetStatus(),
