@@ -121,10 +121,9 @@ TEST(KrCompress, ZipGivesTheBytesOfCompress2)
 {
     for (const Bytes& data : {Bytes{}, Bytes{'a'}, mixedData(100000, 1)})
         for (int level = -1; level <= 9; ++level)
-        {
-            const Bytes expected = deflateWith(data, level);
-            EXPECT_EQ(run(kZip, data, expected.size() + 10, level), Result(1, expected)) << level;
-        }
+            EXPECT_EQ(run(kZip, data, compressBound(data.size()), level),
+                      Result(1, deflateWith(data, level)))
+                << level;
     // It fails for a destination too small and for a level past 9.
     const Bytes data = mixedData(5000, 2);
     EXPECT_FALSE(run(kZip, data, 10, 6).first);
