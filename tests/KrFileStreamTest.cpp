@@ -15,25 +15,9 @@ using namespace KRN;
 
 namespace
 {
-class KrFileStreamTest : public ::testing::Test
+class KrFileStreamTest : public ::testing::Test, public ScratchDir
 {
-protected:
-    const char* path(const char* name)
-    {
-        return (m_paths.emplace_back(m_scratch.path(name))).c_str();
-    }
-    std::string read(const char* name) const { return readFile(m_scratch.path(name)); }
-
-    ScratchDir m_scratch;
-    std::vector<std::string> m_paths;
 };
-
-std::string counting(int n)
-{
-    std::string bytes;
-    for (int i = 0; i < n; ++i) bytes += static_cast<char>(i);
-    return bytes;
-}
 
 // A record whose values straddle the cache boundaries of the small caches used below (a cache
 // must hold at least one whole value).
@@ -53,20 +37,21 @@ TEST_F(KrFileStreamTest, FileHoldsTheBytesOfAMemoryStreamAndLoadsThemBackToTheLa
     KrMemoryStream memory;
     memory.Open(KrStreamSave, 64);
     saveRecord(memory);
-    const std::string expected(reinterpret_cast<char*>(memory.GetData()), memory.GetLength());
+    const std::string expected(reinterpret_cast<char*>(memory.GetData()), memory.GetLength()),
+        file = path("record.bin");
     for (unsigned int cache : {8u, 9u, 11u, 13u, 4096u})
     {
         {
             KrFileStream out;
-            ASSERT_TRUE(out.Open(path("record.bin"), KrStreamSave, cache));
+            ASSERT_TRUE(out.Open(file.c_str(), KrStreamSave, cache));
             saveRecord(out);
             EXPECT_EQ(out.GetPosition(), expected.size());
             EXPECT_TRUE(cache == 9 || out.Close()) << cache;
         }
-        EXPECT_EQ(read("record.bin"), expected) << cache;
+        EXPECT_EQ(readFile(file), expected) << cache;
 
         KrFileStream in;
-        ASSERT_TRUE(in.Open(path("record.bin"), KrStreamLoad, cache));
+        ASSERT_TRUE(in.Open(file.c_str(), KrStreamLoad, cache));
         char tag = 0;
         short s = 0;
         unsigned int u = 0;
@@ -91,41 +76,36 @@ TEST_F(KrFileStreamTest, FileHoldsTheBytesOfAMemoryStreamAndLoadsThemBackToTheLa
 // Opens fail with a status, never an exception, and never wait: loads open regular files only
 // (a FIFO with no writer, a directory or a device fails at once), and a FIFO without a reader
 // is refused for saving.
-TEST_F(KrFileStreamTest, OpensFailWithAStatusAndNothingWaits)
+TEST_F(KrFileStreamTest, OpensAndWritesFailWithAStatusAndNothingWaits)
 {
-    const char *fifo = path("fifo"), *dir = path("dir"), *nowhere = path("no/such/dir.bin");
-    ASSERT_EQ(::mkfifo(fifo, 0600), 0);
+    const std::string fifo = path("fifo"), dir = path("dir"), nowhere = path("no/such/dir.bin");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
     std::filesystem::create_directory(dir);
-    const std::tuple<const char*, KrStreamDirection, KrStreamStatus> opens[] = {
-        {path("absent.bin"), KrStreamLoad, KrStreamOpenLoadFailed},
-        {nowhere, KrStreamSave, KrStreamOpenSaveFailed},
-        {nowhere, KrStreamLoadSave, KrStreamOpenSaveFailed},
-        {nullptr, KrStreamSave, KrStreamOpenSaveFailed},
-        {fifo, KrStreamLoad, KrStreamOpenLoadFailed},
-        {dir, KrStreamLoad, KrStreamOpenLoadFailed},
-        {"/dev/null", KrStreamLoad, KrStreamOpenLoadFailed},
-        {"/dev/zero", KrStreamLoad, KrStreamOpenLoadFailed},
-        {fifo, KrStreamSave, KrStreamOpenSaveFailed},
-        {fifo, KrStreamLoadSave, KrStreamOpenSaveFailed},
-        {dir, KrStreamSave, KrStreamOpenSaveFailed},
-        {dir, KrStreamLoadSave, KrStreamOpenSaveFailed}};
-    for (const auto& [name, direction, status] : opens)
+    const KrStreamDirection load = KrStreamLoad, save = KrStreamSave, both = KrStreamLoadSave;
+    // clang-format off
+    // An empty name stands for a null one.
+    const std::pair<std::string, KrStreamDirection> opens[] = {
+        {path("absent.bin"), load}, {nowhere, save}, {nowhere, both}, {"", save},
+        {fifo, load}, {dir, load}, {"/dev/null", load}, {"/dev/zero", load}, {fifo, save},
+        {fifo, both}, {dir, save}, {dir, both}};
+    // clang-format on
+    for (const auto& [text, direction] : opens)
     {
-        SCOPED_TRACE(std::string(name ? name : "null") + " " + std::to_string(direction));
+        SCOPED_TRACE(text + " " + std::to_string(direction));
+        const char* name = text.empty() ? nullptr : text.c_str();
         KrFileStream file;
         EXPECT_FALSE(file.Open(name, direction));
-        EXPECT_EQ(file.GetStatus(), status);
+        EXPECT_EQ(file.GetStatus(),
+                  direction == load ? KrStreamOpenLoadFailed : KrStreamOpenSaveFailed);
         EXPECT_FALSE(file.IsOpen());
-        if (direction != KrStreamLoad || status != KrStreamOpenLoadFailed) continue;
+        if (direction != load) continue;
         KrMarkup markup;  // the other loaders refuse them too
         EXPECT_FALSE(markup.Load(name));
         EXPECT_EQ(KrRegistry{KrString(name)}.Values().GetCount(), 0);
     }
     EXPECT_TRUE(std::filesystem::is_fifo(fifo) && std::filesystem::is_directory(dir));
-}
 
-TEST_F(KrFileStreamTest, WriteFailuresGiveTheSaveErrorWhenWrittenOrWhenClosed)
-{
+    // Write failures give the save error when written or, for a cache that holds them, when closed.
     if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full";
     KrFileStream full;
     ASSERT_TRUE(full.Open("/dev/full", KrStreamSave, 16));
@@ -146,8 +126,9 @@ TEST_F(KrFileStreamTest, WriteFailuresGiveTheSaveErrorWhenWrittenOrWhenClosed)
 
 TEST_F(KrFileStreamTest, SetPositionSeeksPastTheCacheAndLoadSaveWritesWhereLoadsStopped)
 {
+    const std::string file = path("digits.bin");
     KrFileStream out;
-    out.Open(path("digits.bin"), KrStreamSave, 4);
+    out.Open(file.c_str(), KrStreamSave, 4);
     out.Save("0123456789", 10);
     EXPECT_EQ(out.GetLength(), 10u);
     EXPECT_TRUE(out.SetPosition(-8, KrFromCurrent));
@@ -155,10 +136,10 @@ TEST_F(KrFileStreamTest, SetPositionSeeksPastTheCacheAndLoadSaveWritesWhereLoads
     EXPECT_TRUE(out.SetPosition(-1, KrFromEnd));
     out << 'y';
     EXPECT_TRUE(out.Close());
-    EXPECT_EQ(read("digits.bin"), "01x345678y");
+    EXPECT_EQ(readFile(file), "01x345678y");
 
     KrFileStream in;
-    in.Open(path("digits.bin"), KrStreamLoad, 4);
+    in.Open(file.c_str(), KrStreamLoad, 4);
     char c = 0;
     in >> c >> c;
     EXPECT_TRUE(in.SetPosition(1, KrFromCurrent));  // the cache already holds bytes past 2
@@ -168,7 +149,7 @@ TEST_F(KrFileStreamTest, SetPositionSeeksPastTheCacheAndLoadSaveWritesWhereLoads
     EXPECT_EQ(in.GetStatus(), KrStreamLoadError);
 
     KrFileStream both;
-    ASSERT_TRUE(both.Open(path("digits.bin"), KrStreamLoadSave, 64));
+    ASSERT_TRUE(both.Open(file.c_str(), KrStreamLoadSave, 64));
     both >> c >> c;
     both << 'z';  // the cached but unread bytes are dropped, not skipped
     both >> c;
@@ -180,89 +161,73 @@ TEST_F(KrFileStreamTest, SetPositionSeeksPastTheCacheAndLoadSaveWritesWhereLoads
     both << 'w';
     EXPECT_EQ(both.GetStatus(), KrStreamOK);
     EXPECT_TRUE(both.Close());
-    EXPECT_EQ(read("digits.bin"), "01z345678yw");
+    EXPECT_EQ(readFile(file), "01z345678yw");
 }
 
 TEST_F(KrFileStreamTest, LinesAreWrittenByTypeAndReadAtEveryLineEnd)
 {
+    // clang-format off
     const std::tuple<int, const char*, KrFileStdio::EnterType> writes[] = {
-        {1, "x\r\n", KrFileStdio::EnterAdapt},
-        {2, "x\r\n", KrFileStdio::EnterWindows},
-        {3, "x\n", KrFileStdio::EnterUnix},
-        {7, "x\n", KrFileStdio::EnterUnix}};
+        {1, "x\r\n", KrFileStdio::EnterAdapt}, {2, "x\r\n", KrFileStdio::EnterWindows},
+        {3, "x\n", KrFileStdio::EnterUnix}, {7, "x\n", KrFileStdio::EnterUnix}};
+    // An unended last line doubles its last byte.
+    const std::pair<std::string, std::vector<std::string>> reads[] = {
+        {"a\r\nb\rc\n", {"a", "b", "c"}}, {"ab", {"abb"}}, {"one\n\ntwo\r\n", {"one", "", "two"}},
+        {"x\r", {"x"}}};
+    // clang-format on
+    const std::string file = path("lines.txt");
     for (const auto& [type, bytes, after] : writes)
     {
         KrFileStdio text;
-        text.Open(path("line.txt"), KrStreamSave, 16);
+        text.Open(file.c_str(), KrStreamSave, 16);
         text.SetCurEnterType(static_cast<KrFileStdio::EnterType>(type));
         EXPECT_TRUE(text.WriteLine("x"));
         EXPECT_EQ(text.GetCurEnterType(), after);
         text.Close();
-        EXPECT_EQ(read("line.txt"), bytes) << type;
+        EXPECT_EQ(readFile(file), bytes) << type;
     }
-    // An unended last line doubles its last byte.
-    const std::pair<std::string, std::vector<std::string>> reads[] = {
-        {"a\r\nb\rc\n", {"a", "b", "c"}},
-        {"ab", {"abb"}},
-        {"one\n\ntwo\r\n", {"one", "", "two"}},
-        {"x\r", {"x"}}};
     for (const auto& [bytes, expected] : reads)
         for (unsigned int cache : {2u, 3u, 1024u})
         {
-            writeFile(path("lines.txt"), bytes);
+            writeFile(file, bytes);
             KrFileStdio text;
-            ASSERT_TRUE(text.Open(path("lines.txt"), KrStreamLoad, cache));
+            ASSERT_TRUE(text.Open(file.c_str(), KrStreamLoad, cache));
             std::vector<std::string> lines;
-            KrString line;
-            while (lines.size() < expected.size() && !text.IsEOF())
+            for (KrString line; lines.size() < expected.size() && !text.IsEOF();
+                 lines.push_back(line))
             {
                 const int length = text.ReadLine(line);
                 EXPECT_EQ(length, line.GetLength());
-                lines.push_back(line);
             }
             EXPECT_EQ(lines, expected) << bytes << " cache " << cache;
         }
 }
 
-// Values read one by one straddle every refill of a small cache: each lands exactly and the
-// position counts every byte; a short array load stops at the same element as from memory.
-TEST_F(KrFileStreamTest, BufferedLoadsAcrossRefillsKeepValuesAndPosition)
+// A short array load stops at the same element as from memory, and the unfinished element's bytes
+// are still there to load, whether the cache is shorter or longer than the run.
+TEST_F(KrFileStreamTest, ShortArrayLoadsStopWhereAMemoryStreamStops)
 {
-    writeFile(path("counting.bin"), counting(40));
-    KrFileStream in;
-    ASSERT_TRUE(in.Open(path("counting.bin"), KrStreamLoad, 6));
-    for (unsigned int i = 0, value = 0; i < 9; ++i)
-    {
-        in >> value;
-        const unsigned int b = 4u * i;
-        EXPECT_EQ(value, b | (b + 1) << 8 | (b + 2) << 16 | (b + 3) << 24) << i;
-        EXPECT_EQ(in.GetPosition(), 4u * i + 4);
-    }
-    unsigned short last = 0;
-    in >> last >> last;
-    EXPECT_EQ(last, 38 | 39 << 8);
-    in >> last;
-    EXPECT_EQ(in.GetStatus(), KrStreamLoadError);
-
-    std::string bytes = counting(29);
-    writeFile(path("short.bin"), bytes);
+    std::string bytes;
+    for (int i = 0; i < 29; ++i) bytes += static_cast<char>(i);
+    const std::string file = path("short.bin");
+    writeFile(file, bytes);
     KrMemoryStream memory;
     memory.Open(KrStreamLoad, 29, reinterpret_cast<unsigned char*>(&bytes[0]));
     double fromMemory[4] = {};
     memory.Load(fromMemory, 4);
     EXPECT_EQ(memory.GetStatus(), KrStreamLoadError);
-    for (unsigned int cache : {8u, 16u, 24u, 64u})  // shorter and longer than the run
+    for (unsigned int cache : {8u, 16u, 24u, 64u})
     {
-        KrFileStream file;
-        file.Open(path("short.bin"), KrStreamLoad, cache);
+        KrFileStream in;
+        in.Open(file.c_str(), KrStreamLoad, cache);
         double fromFile[4] = {};
-        file.Load(fromFile, 4);
-        EXPECT_EQ(file.GetStatus(), KrStreamLoadError) << cache;
-        EXPECT_EQ(file.GetPosition(), memory.GetPosition()) << cache;
+        in.Load(fromFile, 4);
+        EXPECT_EQ(in.GetStatus(), KrStreamLoadError) << cache;
+        EXPECT_EQ(in.GetPosition(), memory.GetPosition()) << cache;
         EXPECT_EQ(std::memcmp(fromFile, fromMemory, 3 * sizeof(double)), 0) << cache;
-        file.SetError(KrStreamOK);
+        in.SetError(KrStreamOK);
         char next = 0;
-        file >> next;  // the unfinished element's bytes are still there to load
+        in >> next;
         EXPECT_EQ(next, 24) << cache;
     }
 }
