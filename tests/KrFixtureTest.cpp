@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <functional>
 #include <string>
+#include <tuple>
+#include <type_traits>
 #include <vector>
 
 #include "Base/KrColorTable.h"
@@ -90,74 +92,44 @@ std::vector<T> values(std::initializer_list<T> list)
 }
 
 // One value of every type, then the same types as arrays.
-const std::vector<short> kShorts = values<short>({-2, 0x1234, -32768});
-const std::vector<unsigned short> kUShorts = values<unsigned short>({0xFEDC, 1, 0x8000});
-const std::vector<int> kInts = values<int>({-1, 0x12345678, -2147483647 - 1});
-const std::vector<unsigned int> kUInts = values<unsigned int>({0xDEADBEEFu, 7u});
-const std::vector<float> kFloats = values<float>({1.5f, -0.0f, 3.14159274f});
-const std::vector<long long> kLongs = values<long long>({-3, 0x0123456789ABCDEFLL});
-const std::vector<unsigned long long> kULongs =
-    values<unsigned long long>({~0ULL, 0x8000000000000001ULL});
-const std::vector<double> kDoubles = values<double>({-2.5, 1e300, 0.1});
-
-void saveMixed(KrStream& out)
-{
-    out << 'A' << static_cast<unsigned char>(0xC8) << static_cast<short>(-2)
-        << static_cast<unsigned short>(0xFEDC) << -123456 << 0xA1B2C3D4u << 0.15625f
-        << -9876543210LL << 0xFEDCBA9876543210ULL << -1234.5678;
-    const char chars[] = {'x', 'y', '\x80'};
-    const unsigned char bytes[] = {0, 0x7F, 0xFF};
-    out.Save(chars, 3).Save(bytes, 3);
-    out.Save(kShorts.data(), 3).Save(kUShorts.data(), 3).Save(kInts.data(), 3);
-    out.Save(kUInts.data(), 2).Save(kFloats.data(), 3).Save(kLongs.data(), 2);
-    out.Save(kULongs.data(), 2).Save(kDoubles.data(), 3);
-}
+const auto kValues = std::make_tuple('A', static_cast<unsigned char>(0xC8), static_cast<short>(-2),
+                                     static_cast<unsigned short>(0xFEDC), -123456, 0xA1B2C3D4u,
+                                     0.15625f, -9876543210LL, 0xFEDCBA9876543210ULL, -1234.5678);
+const auto kArrays = std::make_tuple(
+    values<char>({'x', 'y', '\x80'}), values<unsigned char>({0, 0x7F, 0xFF}),
+    values<short>({-2, 0x1234, -32768}), values<unsigned short>({0xFEDC, 1, 0x8000}),
+    values<int>({-1, 0x12345678, -2147483647 - 1}), values<unsigned int>({0xDEADBEEFu, 7u}),
+    values<float>({1.5f, -0.0f, 3.14159274f}), values<long long>({-3, 0x0123456789ABCDEFLL}),
+    values<unsigned long long>({~0ULL, 0x8000000000000001ULL}), values<double>({-2.5, 1e300, 0.1}));
 
 template <class T>
-void expectArray(KrStream& in, const std::vector<T>& expected)
+unsigned int sizeOf(const std::vector<T>& array)
 {
-    std::vector<T> loaded(expected.size());
-    in.Load(loaded.data(), static_cast<unsigned int>(loaded.size()));
-    EXPECT_EQ(loaded, expected);
+    return static_cast<unsigned int>(array.size());
 }
 
 TEST(KrFixtureTest, StreamValuesOfEveryTypeAndTheirArrays)
 {
-    expectFixture("stream-values.bin", streamBytes([](KrMemoryStream& out) { saveMixed(out); }));
+    expectFixture("stream-values.bin",
+                  streamBytes(
+                      [](KrMemoryStream& out)
+                      {
+                          std::apply([&](const auto&... v) { (out << ... << v); }, kValues);
+                          std::apply([&](const auto&... a)
+                                     { (out.Save(a.data(), sizeOf(a)), ...); },
+                                     kArrays);
+                      }));
     if (remaking()) return;
 
     Loader load("stream-values.bin");
-    char c = 0;
-    unsigned char uc = 0;
-    short s = 0;
-    unsigned short us = 0;
-    int i = 0;
-    unsigned int ui = 0;
-    float f = 0;
-    long long ll = 0;
-    unsigned long long ull = 0;
-    double d = 0;
-    load.in >> c >> uc >> s >> us >> i >> ui >> f >> ll >> ull >> d;
-    EXPECT_EQ(c, 'A');
-    EXPECT_EQ(uc, 0xC8);
-    EXPECT_EQ(s, -2);
-    EXPECT_EQ(us, 0xFEDC);
-    EXPECT_EQ(i, -123456);
-    EXPECT_EQ(ui, 0xA1B2C3D4u);
-    EXPECT_EQ(f, 0.15625f);
-    EXPECT_EQ(ll, -9876543210LL);
-    EXPECT_EQ(ull, 0xFEDCBA9876543210ULL);
-    EXPECT_EQ(d, -1234.5678);
-    expectArray(load.in, values<char>({'x', 'y', '\x80'}));
-    expectArray(load.in, values<unsigned char>({0, 0x7F, 0xFF}));
-    expectArray(load.in, kShorts);
-    expectArray(load.in, kUShorts);
-    expectArray(load.in, kInts);
-    expectArray(load.in, kUInts);
-    expectArray(load.in, kFloats);
-    expectArray(load.in, kLongs);
-    expectArray(load.in, kULongs);
-    expectArray(load.in, kDoubles);
+    std::remove_const_t<decltype(kValues)> loaded{};
+    auto arrays = kArrays;
+    std::apply([&](auto&... v) { (load.in >> ... >> v); }, loaded);
+    std::apply([&](auto&... a)
+               { ((a.assign(a.size(), {}), load.in.Load(a.data(), sizeOf(a))), ...); },
+               arrays);
+    EXPECT_EQ(loaded, kValues);
+    EXPECT_EQ(arrays, kArrays);
     EXPECT_EQ(load.in.GetStatus(), KrStreamOK);
     EXPECT_EQ(load.in.GetPosition(), load.bytes.size());
 }
@@ -177,8 +149,11 @@ TEST(KrFixtureTest, LongArraysGoOutElementByElementLittleEndian)
                               { out.Save(units.data(), 300).Save(reals.data(), 300); }));
     if (remaking()) return;
     Loader load("stream-long-arrays.bin");
-    expectArray(load.in, units);
-    expectArray(load.in, reals);
+    std::vector<unsigned short> loadedUnits(300);
+    std::vector<double> loadedReals(300);
+    load.in.Load(loadedUnits.data(), 300).Load(loadedReals.data(), 300);
+    EXPECT_EQ(loadedUnits, units);
+    EXPECT_EQ(loadedReals, reals);
     EXPECT_EQ(load.in.GetStatus(), KrStreamOK);
 }
 
@@ -296,6 +271,40 @@ TEST(KrFixtureTest, StyleRecordsInBinaryAndXml)
     EXPECT_TRUE(tableFromXml.FromXML(readFile(fixturePath("color-table.xml")).c_str(), 0));
     EXPECT_EQ(std::string(tableFromXml.ToXML(0, KrString()).Cstr()),
               readFile(fixturePath("color-table.xml")));
+}
+
+// Every stock scheme (and two numbers outside them) both ways round through a fresh colour table,
+// then what the table looks up over its range; then the default table with water. A lookup goes
+// wrong when a change of run leaves the table's steps behind.
+TEST(KrFixtureTest, StockGradientsAndTheirLookups)
+{
+    const auto saveTable = [](KrStream& out, const KrColorTable& table)
+    {
+        for (const KrColorset* run : {&table.GetLandColors(), &table.GetWaterColors()})
+            for (unsigned int color : *run) out << color;
+        for (double z = -5; z <= 105; z += 5) out << table.InterColor(z);
+    };
+    expectFixture("stock-gradients.bin",
+                  streamBytes(
+                      [&](KrMemoryStream& out)
+                      {
+                          for (int style = -1; style <= KrColorset::kStockStyles; ++style)
+                              for (unsigned char reverse : {0, 1})
+                              {
+                                  KrColorTable table;
+                                  table.SetZFloor(0);
+                                  table.SetZCeiling(100);
+                                  out << table.CreateStockGradient(
+                                      4 + (style + 1) % 8, static_cast<KrStockGradientStyle>(style),
+                                      reverse);
+                                  saveTable(out, table);
+                              }
+                          KrColorTable table;
+                          table.SetZCeiling(100);
+                          out << table.CreateDefault();
+                          table.SetWaterLevel(30);
+                          saveTable(out, table);
+                      }));
 }
 
 TEST(KrFixtureTest, CompressedAndEncipheredBlocks)
