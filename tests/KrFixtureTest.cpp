@@ -215,6 +215,19 @@ TEST(KrFixtureTest, StyleRecordsInBinaryAndXml)
     const KrTextStyle text = sampleTextStyle();
     expectFixture("text-style-0.xml", std::string(text.ToXML(0).Cstr()));
     expectFixture("text-style-20031211.xml", std::string(text.ToXML(20031211).Cstr()));
+    // The older dialect of the style, the default records, and text at a fixed size, in both
+    // dialects one after the other.
+    expectFixture("style-20031211.xml", std::string(style.ToXML(20031211).Cstr()));
+    const auto bothDialects = [](const auto& record)
+    { return std::string(record.ToXML(0).Cstr()) + record.ToXML(20031211).Cstr(); };
+    expectFixture("style-default.xml", bothDialects(KrStyle()));
+    expectFixture("text-style-default.xml", bothDialects(KrTextStyle()));
+    KrTextStyle fixed = text;
+    fixed.SetFixedSize(1);
+    fixed.SetSizeForFixed(2.5);
+    fixed.SetAlign(KrTextStyle::AlignCenter);
+    fixed.SetWeight(700);
+    expectFixture("text-style-fixed.xml", bothDialects(fixed));
     KrColorset set;
     set.MakeGradient(5, 0x000000FF, 0x00FF0000);
     expectFixture("colorset.bin", streamBytes([&](KrMemoryStream& out) { set.Save(out); }));

@@ -36,17 +36,6 @@ KrMemoryStream& openLoad(KrMemoryStream& stream, Bytes& bytes, size_t length = S
     return stream;
 }
 
-// The document the writer builds: one pml: child element a line, CR LF line ends; the names and
-// the values are lists separated by spaces.
-std::string document(const std::string& root, const char* names, const char* values)
-{
-    std::istringstream nameList(names), valueList(values);
-    std::string text = "<" + root + ">\r\n", name, value;
-    while (nameList >> name && valueList >> value)
-        text += "<pml:" + name + ">" + value + "</pml:" + name + ">\r\n";
-    return text + "</" + root + ">\r\n";
-}
-
 // Every field away from its default; the colours carry alpha bytes that neither form keeps.
 KrStyle sampleStyle()
 {
@@ -190,28 +179,15 @@ TEST(KrStyleTest, LoadAllTakesEitherRecordAndKeepsWhatDidNotArrive)
     }
 }
 
-TEST(KrStyleTest, DefaultAndSampleStylesInBothDialects)
+// The documents both dialects write are kept in tests/fixtures/.
+TEST(KrStyleTest, WritersKnowTheirVersionsAndNames)
 {
-    const char* const older =
-        "SymbolStyle SymbolSize SymbolAngle LineStyle LineWidth LineColor FillStyle FillForeColor "
-        "FillBackColor BackTransparent FillOpaqueRate FillGradientType FillGradientAngle "
-        "FillCenterOffsetX FillCenterOffsetY";
     const KrStyle style;
-    // The newer dialect's bytes are kept in tests/fixtures/style-0.xml.
-    EXPECT_EQ(std::string(style.ToXML(20031211, "")),
-              document("pml:GeoStyle", older,
-                       "0 24 0 0 1 RGB(0,0,0) 0 RGB(189,235,255) RGB(255,255,255) FALSE 100 0 "
-                       "0.000000 0 0"));
     KrStyle sample = sampleStyle();
-    sample.SetFillBackOpaque(0);
-    sample.SetMarkerAngle(-100);
-    sample.SetFillAngle(-0.1);
-    sample.SetFillGradientType(9);
-    EXPECT_EQ(std::string(sample.ToXML(20031211)),
-              document("pml:GeoStyle", older,
-                       "7 24 -1000 3 3 RGB(1,2,3) 5 RGB(189,235,255) RGB(16,32,48) TRUE 50 9 "
-                       "-0.100000 -2 300"));
+    sample.SetFillGradientType(9);  // the older dialect writes the number, the newer one no name
     EXPECT_NE(std::string(sample.ToXML(0)).find("<pml:FillGradientType>None<"), std::string::npos);
+    EXPECT_NE(std::string(sample.ToXML(20031211)).find(">9</pml:FillGradientType>"),
+              std::string::npos);
     EXPECT_EQ(style.ToXML(20070522), style.ToXML(0));
     for (int version : {20040101, 20050302, 20031210, -1})
         EXPECT_EQ(std::string(style.ToXML(version)), "");

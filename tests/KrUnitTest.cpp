@@ -76,39 +76,32 @@ TEST(KrFraction, DecimalsAndHostileValues)
 {
     // Value, largest denominator, numerator, denominator, flag, and what the caller's variable
     // holds afterwards (-1: anything in [0, 1)).
+    // clang-format off
     const std::tuple<double, int, int, int, int, double> cases[] = {
-        {2.5, 16, 5, 2, 1, 0.5},
-        {-0.25, 16, 1, 4, 0, 0.25},
-        {0.0, 16, 0, 1, 1, 0.0},
-        {-0.0, 16, 0, 1, 1, 0.0},
-        {7.0, 16, 7, 1, 1, 0.0},
-        {0.333333, 100, 1, 3, 1, 0.333333},
+        {2.5, 16, 5, 2, 1, 0.5}, {-0.25, 16, 1, 4, 0, 0.25}, {0.0, 16, 0, 1, 1, 0.0},
+        {-0.0, 16, 0, 1, 1, 0.0}, {7.0, 16, 7, 1, 1, 0.0}, {0.333333, 100, 1, 3, 1, 0.333333},
         {-1.1, 100, 11, 10, 0, 0.1},
         {0.9999999, 16, 1, 1, 1, 0.9999999},  // rounds up to the next whole number
         {0.05, 10, 0, 10, 1, 0.05},           // 1/20, then cut to tenths
-        {3.14159, 1000, 3141, 1000, 1, 0.14159},
-        {kPi, 1000, 355, 113, 1, kPi - 3},
+        {3.14159, 1000, 3141, 1000, 1, 0.14159}, {kPi, 1000, 355, 113, 1, kPi - 3},
         {0.1234567, 1000, 10, 81, 1, 0.1234567},  // 0.123457 rounds the same as 10/81
-        {2.5, 0, 2, 1, 1, 0.5},                   // a largest denominator below 1 counts as 1
-        {2.5, -7, 2, 1, 1, 0.5},
-        {std::numeric_limits<double>::quiet_NaN(), 16, 0, 1, 1, -1},
-        {kInf, 16, INT_MAX, 1, 1, -1},
-        {-kInf, 16, INT_MAX, 1, 0, -1},
-        {1e300, 16, INT_MAX, 1, 1, -1},
-        {-1e300, 16, INT_MAX, 1, 0, -1},
+        {2.5, 0, 2, 1, 1, 0.5},  // a largest denominator below 1 counts as 1
+        {2.5, -7, 2, 1, 1, 0.5}, {std::numeric_limits<double>::quiet_NaN(), 16, 0, 1, 1, -1},
+        {kInf, 16, INT_MAX, 1, 1, -1}, {-kInf, 16, INT_MAX, 1, 0, -1},
+        {1e300, 16, INT_MAX, 1, 1, -1}, {-1e300, 16, INT_MAX, 1, 0, -1},
         {2147483647.5, 16, INT_MAX, 2, 1, -1},
-        {std::numeric_limits<double>::denorm_min(), 16, 0, 1, 1, -1},
-    };
+        {std::numeric_limits<double>::denorm_min(), 16, 0, 1, 1, -1}};
+    // clang-format on
     for (const auto& [input, maxDenominator, numerator, denominator, flag, rest] : cases)
     {
-        SCOPED_TRACE(input);
         double value = input;
         const KrFraction f(value, maxDenominator);
-        EXPECT_EQ(f.GetNumerator(), numerator);
-        EXPECT_EQ(f.GetDenominator(), denominator);
-        EXPECT_EQ(f.GetNegative(), flag);
-        EXPECT_NEAR(value, rest >= 0 ? rest : value, 1e-12);
-        EXPECT_TRUE(value >= 0 && value < 1);
+        EXPECT_EQ(std::tuple(f.GetNumerator(), f.GetDenominator(), f.GetNegative()),
+                  std::tuple(numerator, denominator, flag))
+            << input;
+        EXPECT_TRUE(value >= 0 && value < 1 &&
+                    std::fabs(value - (rest >= 0 ? rest : value)) < 1e-12)
+            << input;
     }
     EXPECT_EQ(KrFraction().GetNegative(), 1);             // positive by default
     EXPECT_EQ(KrFraction(3, 4, 0x100).GetNegative(), 0);  // a given flag keeps its low byte
