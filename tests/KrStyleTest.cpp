@@ -9,6 +9,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Base/ZoBase.h"
@@ -66,16 +67,16 @@ TEST(KrStyleTest, DoubleSettersKeepTenthsRoundedHalfAwayFromZero)
     // clang-format on
     for (const auto& c : cases)
     {
-        SCOPED_TRACE(c.value);
         KrStyle style;
         style.SetMarkerSize(c.value);
         style.SetMarkerAngle(c.value);
         style.SetLineWidth(c.value);
         style.SetFillAngle(c.value);  // 16 bits of tenths: the low bits are kept
-        EXPECT_EQ(style.GetMarkerSize(), c.tenths / 10.0);
-        EXPECT_EQ(style.GetMarkerAngle(), c.tenths / 10.0);
-        EXPECT_EQ(style.GetLineWidth(), c.tenths / 10.0);
-        EXPECT_EQ(style.GetFillAngle(), c.fillTenths / 10.0);
+        const double tenths = c.tenths / 10.0;
+        EXPECT_EQ(std::tuple(style.GetMarkerSize(), style.GetMarkerAngle(), style.GetLineWidth(),
+                             style.GetFillAngle()),
+                  std::tuple(tenths, tenths, tenths, c.fillTenths / 10.0))
+            << c.value;
     }
 }
 
@@ -99,16 +100,13 @@ TEST(KrStyleTest, EachComparisonLooksAtItsOwnFields)
     const KrStyle base;
     for (size_t i = 0; i < std::size(cases); ++i)
     {
-        SCOPED_TRACE(i);
         KrStyle other;
         cases[i].change(other);
-        const std::string same = cases[i].same;
-        EXPECT_EQ(base == other, same[0] == '1');
-        EXPECT_EQ(S::IsSameDimensionStyle(base, other, 0), same[2] == '1');
-        EXPECT_EQ(S::IsSameDimensionStyle(base, other, 1), same[1] == '1');
-        EXPECT_EQ(S::IsSameDimensionStyle(base, other, 2), same[3] == '1');
-        EXPECT_EQ(S::IsSameDimensionStyle(base, other, 7), same[0] == '1');
-        EXPECT_TRUE(same[0] == '0' || base.GetHashCode() == other.GetHashCode());
+        const auto same = [&](int type)
+        { return S::IsSameDimensionStyle(base, other, type) ? '1' : '0'; };
+        EXPECT_EQ(std::string({same(7), same(1), same(0), same(2)}), cases[i].same) << i;
+        EXPECT_EQ(base == other, same(7) == '1') << i;
+        EXPECT_TRUE(!(base == other) || base.GetHashCode() == other.GetHashCode()) << i;
     }
 }
 
@@ -153,29 +151,29 @@ TEST(KrStyleTest, LoadAllTakesEitherRecordAndKeepsWhatDidNotArrive)
     for (const auto& [size, consumed] :
          {std::pair{35, 0}, {36, 36}, {43, 36}, {44, 44}, {1000, 44}})
     {
-        SCOPED_TRACE(size);
         KrMemoryStream in;
         KrStyle style;
-        EXPECT_EQ(style.LoadAll(openLoad(in, bytes), size), consumed > 0);
-        EXPECT_EQ(in.GetPosition(), static_cast<unsigned long long>(consumed));
-        EXPECT_EQ(style.GetMarkerStyle(), consumed ? 7 : 0);
-        EXPECT_EQ(style.GetFillBackColor(), consumed ? KrRGB(16, 32, 48) : KrRGB(255, 255, 255));
-        EXPECT_EQ(style.GetFillAngle(), consumed == 44 ? 45.5 : 0.0);
-        EXPECT_EQ(style.GetFillCenterOffsetY(), consumed == 44 ? 300 : 0);
+        EXPECT_EQ(style.LoadAll(openLoad(in, bytes), size), consumed > 0) << size;
+        EXPECT_EQ(std::tuple(in.GetPosition(), style.GetMarkerStyle(), style.GetFillBackColor(),
+                             style.GetFillAngle(), style.GetFillCenterOffsetY()),
+                  std::tuple(static_cast<unsigned long long>(consumed), consumed ? 7 : 0,
+                             consumed ? KrRGB(16, 32, 48) : KrRGB(255, 255, 255),
+                             consumed == 44 ? 45.5 : 0.0, consumed == 44 ? 300 : 0))
+            << size;
     }
     // Short data: the stream's status tells, and a field that did not arrive keeps its value
     // (the fore colour lies at bytes 28-31 and keeps its alpha too).
     for (size_t length : {0u, 3u, 29u, 43u})
     {
-        SCOPED_TRACE(length);
         KrMemoryStream in;
         KrStyle style;
         style.SetFillForeColor(KrRGBA(9, 9, 9, 9));
         EXPECT_TRUE(style.LoadAll(openLoad(in, bytes, length), 44));
-        EXPECT_EQ(in.GetStatus(), KrStreamLoadError);
-        EXPECT_EQ(style.GetFillForeColor(),
-                  length >= 32 ? KrRGB(189, 235, 255) : KrRGBA(9, 9, 9, 9));
-        EXPECT_EQ(style.GetMarkerStyle(), length >= 4 ? 7 : 0);
+        EXPECT_EQ(
+            std::tuple(in.GetStatus(), style.GetFillForeColor(), style.GetMarkerStyle()),
+            std::tuple(KrStreamLoadError, length >= 32 ? KrRGB(189, 235, 255) : KrRGBA(9, 9, 9, 9),
+                       length >= 4 ? 7 : 0))
+            << length;
     }
 }
 
@@ -202,14 +200,12 @@ TEST(KrStyleTest, ReadingTakesEachElementByItsDialect)
     // clang-format off
     const struct { const char* element, *text; int version; const char* written; } cases[] = {
         {"MarkerSize", "2.45", 0, "SymbolSize>25"}, {"MarkerSize", "-2.45", 0, "SymbolSize>-25"},
-        {"SymbolSize", "245", older, "SymbolSize>245"},
-        {"SymbolSize", "2.45", older, "SymbolSize>2"}, {"MarkerSize", "x", 0, "SymbolSize>0"},
-        {"MarkerSize", "nan", 0, "SymbolSize>0"},
+        {"SymbolSize", "245", older, "SymbolSize>245"}, {"SymbolSize", "2.45", older, "SymbolSize>2"},
+        {"MarkerSize", "x", 0, "SymbolSize>0"}, {"MarkerSize", "nan", 0, "SymbolSize>0"},
         {"MarkerAngle", "1e999", 0, "SymbolAngle>2147483647"},
         {"MarkerAngle", "-1e999", 0, "SymbolAngle>-2147483648"},
         {"LineWidth", "7", older, "LineWidth>7"}, {"LineWidth", "7", 20070522, "LineWidth>70"},
-        {"LineWidth", "7", 20040101, "LineWidth>70"},
-        {"LineColor", "255", 0, "LineColor>RGB(255,0,0)"},
+        {"LineWidth", "7", 20040101, "LineWidth>70"}, {"LineColor", "255", 0, "LineColor>RGB(255,0,0)"},
         {"LineColor", "rgb(1, 2, 3)", 0, "LineColor>RGB(1,2,3)"},
         {"FillBackOpaque", "yes", 0, "BackTransparent>TRUE"},
         {"FillBackOpaque", "True", 0, "BackTransparent>FALSE"},
@@ -230,12 +226,12 @@ TEST(KrStyleTest, ReadingTakesEachElementByItsDialect)
     for (const auto& c : cases)
     {
         const std::string element = std::string("pml:") + c.element;
-        SCOPED_TRACE(element + " " + c.text);
         KrStyle style;
         EXPECT_TRUE(style.FromXML("<any><" + element + ">" + c.text + "</" + element + "></any>",
                                   c.version));
-        const std::string written = std::string("<pml:") + c.written + "<";
-        EXPECT_NE(std::string(style.ToXML(older)).find(written), std::string::npos);
+        EXPECT_NE(std::string(style.ToXML(older)).find(std::string("<pml:") + c.written + "<"),
+                  std::string::npos)
+            << element << " " << c.text;
     }
     // Absent or misplaced elements leave their fields.
     const KrStyle before = sampleStyle();
