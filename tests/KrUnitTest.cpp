@@ -39,7 +39,7 @@ const std::tuple<const char*, const char*, const char*, double, double> kUnits[]
     {"Radian", "meter(s)", "Radian", 0, 1},
 };
 
-TEST(KrUnit, EveryUnitIsNamedAndClassified)
+TEST(KrUnit, EveryUnitIsNamedAndClassifiedAndTheRestTakeTheDefaults)
 {
     for (const auto& [name, longName, shortName, tenthsOfMillimetre, radians] : kUnits)
     {
@@ -55,18 +55,14 @@ TEST(KrUnit, EveryUnitIsNamedAndClassified)
         for (char& c : padded) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
         EXPECT_EQ(KrUnit::UnitConvert(padded), code);
     }
-}
-
-TEST(KrUnit, UnknownCodesAndNamesTakeTheDefaults)
-{
+    // Unknown codes and names take the defaults.
     for (long long code : {5LL, 9LL, 0LL, -10000LL, 12345LL, 1000000000LL, 1100000001LL,
                            0x100000000LL + 10000, LLONG_MIN, LLONG_MAX})
     {
-        SCOPED_TRACE(code);
-        EXPECT_EQ(KrUnit::GetUnitType(code), -1);
-        EXPECT_EQ(KrUnit::UnitConvert(code), "METER");
-        EXPECT_EQ(KrUnit::GetUnitsName(code), "meter(s)");
-        EXPECT_EQ(KrUnit::GetUnitsNameExt(code), "m");
+        EXPECT_EQ(KrUnit::GetUnitType(code), -1) << code;
+        EXPECT_EQ(KrUnit::UnitConvert(code), "METER") << code;
+        EXPECT_EQ(KrUnit::GetUnitsName(code), "meter(s)") << code;
+        EXPECT_EQ(KrUnit::GetUnitsNameExt(code), "m") << code;
     }
     for (const char* name : {"metre", "", "   ", "DEG", "MILLIMETER", "meter(s)", "dg", "Mil 6400"})
         EXPECT_EQ(KrUnit::UnitConvert(KrString(name)), 10000) << name;
