@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
+#include <iterator>
 #include <limits>
 #include <random>
 #include <string>
@@ -204,37 +206,31 @@ TEST(KrColorTableTest, FromXMLFallbacks)
     }
 }
 
+// Each change in turn, and what the table then looks up: a step left behind shows.
 TEST(KrColorTableTest, LookupsFollowEveryChangeOfRunOrRange)
 {
-    KrColorTable table;
-    table.SetZFloor(0);
-    table.SetZCeiling(100);
-    table.AddColor(0);
-    table.Add(200, 200, 200);
-    EXPECT_EQ(table.GetColor(50), grey(100));
-    table.Add(0, 0, 0);  // three colours: 50 is the middle one
-    EXPECT_EQ(table.GetColor(50), grey(200));
-    table.SetZCeiling(200);
-    EXPECT_EQ(table.GetColor(50), grey(100));
-    table.SetSize(2);
-    EXPECT_EQ(table.GetColor(50), grey(50));
-    table.CreateGradient(3, 0, grey(100));
-    EXPECT_EQ(table.GetColor(50), grey(25));
-    table.FromXML(
-        "<pml:ColorTable><pml:MinZValue>-100</pml:MinZValue><pml:Color>0</pml:Color>"
-        "<pml:Color>RGB(100,100,100)</pml:Color></pml:ColorTable>",
-        0);
-    EXPECT_EQ(table.GetColor(50), grey(50));
-    table.SetWaterLevel(50);
-    EXPECT_EQ(table.GetColor(50), kRed);
-    EXPECT_EQ(table.GetColor(125), grey(50));
-    table.CreateDefault();
-    EXPECT_EQ(table.GetColor(50), KrRGB(48, 128, 255));
-    EXPECT_EQ(table.GetColor(-100), KrRGB(0, 0, 128));
+    using T = KrColorTable;
+    const char* const xml =
+        "<pml:ColorTable><pml:MinZValue>-100</pml:MinZValue><pml:Color>0"
+        "</pml:Color><pml:Color>RGB(100,100,100)</pml:Color></pml:ColorTable>";
     KrColorset three;
     for (unsigned char v : {0, 100, 200}) three.Add(grey(v));
-    table.FromColorset(three);
-    EXPECT_EQ(table.GetColor(125), grey(100));
-    const KrColorTable copy = table;
-    EXPECT_EQ(copy.GetColor(87.5), grey(50));
+    // clang-format off
+    const struct { std::function<void(T&)> change; double z; unsigned int want; } steps[] = {
+        {[](T& t) { t.AddColor(0); t.Add(200, 200, 200); }, 50, grey(100)},
+        {[](T& t) { t.Add(0, 0, 0); }, 50, grey(200)},  // three colours: 50 is the middle one
+        {[](T& t) { t.SetZCeiling(200); }, 50, grey(100)}, {[](T& t) { t.SetSize(2); }, 50, grey(50)},
+        {[](T& t) { t.CreateGradient(3, 0, grey(100)); }, 50, grey(25)},
+        {[&](T& t) { t.FromXML(xml, 0); }, 50, grey(50)},
+        {[](T& t) { t.SetWaterLevel(50); }, 50, kRed}, {[](T&) {}, 125, grey(50)},
+        {[](T& t) { t.CreateDefault(); }, 50, KrRGB(48, 128, 255)}, {[](T&) {}, -100, KrRGB(0, 0, 128)},
+        {[&](T& t) { t.FromColorset(three); }, 125, grey(100)},
+        {[](T& t) { t = KrColorTable(t); }, 87.5, grey(50)}};
+    // clang-format on
+    KrColorTable table = tableOf({}, 0, 100);
+    for (size_t i = 0; i < std::size(steps); ++i)
+    {
+        steps[i].change(table);
+        EXPECT_EQ(table.GetColor(steps[i].z), steps[i].want) << "step " << i;
+    }
 }

@@ -36,14 +36,13 @@ constexpr unsigned int grey(unsigned char level)
 // A two-colour gradient rounds the offset from `from`, not the blended value: 200 - 0.5 gives 199.
 unsigned int stepOracle(unsigned int from, unsigned int to, int i, int count)
 {
-    auto ch = [&](int shift)
+    unsigned int color = 0;
+    for (int shift : {0, 8, 16})
     {
         const int a = (from >> shift) & 0xFF, b = (to >> shift) & 0xFF;
-        return static_cast<unsigned int>(a +
-                                         std::lround((b - a) / static_cast<double>(count - 1) * i))
-               << shift;
-    };
-    return ch(0) | ch(8) | ch(16);
+        color |= static_cast<unsigned int>(a + std::lround((b - a) / (count - 1.0) * i)) << shift;
+    }
+    return color;
 }
 
 constexpr unsigned int kRed = KrRGB(255, 0, 0), kBlue = KrRGB(0, 0, 255),

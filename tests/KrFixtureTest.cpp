@@ -327,20 +327,15 @@ TEST(KrFixtureTest, HashCodesOfStringsWideStringsAndNumbers)
                                  "A longer text, 33 bytes long...."};
     std::vector<int> codes;
     for (const char* text : texts)
-    {
-        codes.push_back(KrHashCode::FastStringToHashCode(text));
-        codes.push_back(KrHashCode::StringToHashCode(text));
-        codes.push_back(static_cast<int>(KrString(text).HashVal()));
-    }
+        codes.insert(codes.end(),
+                     {KrHashCode::FastStringToHashCode(text), KrHashCode::StringToHashCode(text),
+                      static_cast<int>(KrString(text).HashVal())});
     for (double d : {0.0, -0.0, 1.0, -2.5, 1e-300, 123456.789})
-    {
-        codes.push_back(KrHashCode::DoubleToHashCode(d));
-        codes.push_back(KrHashCode::FloatToHashCode(static_cast<float>(d)));
-    }
-    codes.push_back(KrHashCode::LONGToHashCode(0x123456789ABCDEF0LL));
-    codes.push_back(KrHashCode::ShortToHashCode(-2));
-    codes.push_back(sampleStyle().GetHashCode());
-    codes.push_back(sampleTextStyle().GetHashCode());
+        codes.insert(codes.end(), {KrHashCode::DoubleToHashCode(d),
+                                   KrHashCode::FloatToHashCode(static_cast<float>(d))});
+    codes.insert(codes.end(),
+                 {KrHashCode::LONGToHashCode(0x123456789ABCDEF0LL), KrHashCode::ShortToHashCode(-2),
+                  sampleStyle().GetHashCode(), sampleTextStyle().GetHashCode()});
     expectFixture(
         "hash-codes.bin",
         streamBytes([&](KrMemoryStream& out)

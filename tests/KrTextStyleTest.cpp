@@ -212,15 +212,15 @@ TEST(KrTextStyleTest, ReadingTakesEachElementByItsDialect)
             const std::string tag = "pml:" + child.substr(0, gt);
             children += "<" + tag + ">" + child.substr(gt + 1) + "</" + tag + ">";
         }
-        SCOPED_TRACE(children);
         KrTextStyle style;
         style.SetForeColor(7);
         style.SetBackColor(7);
         style.SetAngle(0.5);
         style.SetWidth(2.5);
         EXPECT_TRUE(style.FromXML("<t>" + children + "</t>", c.version));
-        const std::string written = std::string("<pml:") + c.written + "<";
-        EXPECT_NE(std::string(style.ToXML(0)).find(written), std::string::npos);
+        EXPECT_NE(std::string(style.ToXML(0)).find(std::string("<pml:") + c.written + "<"),
+                  std::string::npos)
+            << children;
     }
 }
 
