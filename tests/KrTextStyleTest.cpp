@@ -17,28 +17,6 @@ using namespace KRN;
 namespace
 {
 
-// A fixed-size, bold, centred label: every element of both dialects away from its default.
-KrTextStyle sampleStyle()
-{
-    KrTextStyle style;
-    style.SetFaceName("Arial & Co");
-    style.SetAlign(KrTextStyle::AlignCenter);
-    style.SetForeColor(KrRGBA(1, 2, 3, 4));
-    style.SetBackColor(KrRGB(255, 128, 0));
-    style.SetBackOpaque(1);
-    style.SetHeight(1.25);
-    style.SetWidth(0.5);
-    style.SetWeight(700);
-    style.SetFixedSize(1);
-    style.SetSizeForFixed(2.5);
-    style.SetAngle(-12.3);
-    style.SetBold(1);
-    style.SetItalicAngle(15.5);
-    style.SetUnderline(1);
-    style.SetHalo(1);
-    return style;
-}
-
 // Only what both dialects carry exactly: colours without alpha, widths in eighths (exact in
 // "%.12f" and through the older dialect's factor of ten), whole-degree italic angles (read back
 // rounded to degrees), named alignments, weights of whole hundreds, a face name (an empty one
@@ -159,21 +137,24 @@ TEST(KrTextStyleTest, WritersKnowTheirVersionsAndReadingClearsTheStyleWord)
     for (int version : {20031210, 20040101, 20050302, -5})
         EXPECT_EQ(std::string(style.ToXML(version)), "");
     EXPECT_EQ(style.ToXML(20070522), style.ToXML(0));
-    KrTextStyle sample = sampleStyle();
-    sample.SetAlign(12);  // an alignment without a name is written as an empty element
-    EXPECT_NE(std::string(sample.ToXML(0)).find("\r\n<pml:Align/>\r\n"), std::string::npos);
-    EXPECT_NE(std::string(sample.ToXML(20031211)).find(">12</pml:Align>"), std::string::npos);
-    // Reading clears the style word and keeps absent fields.
-    KrTextStyle read = sampleStyle();
+    KrTextStyle aligned;
+    aligned.SetAlign(12);  // an alignment without a name is written as an empty element
+    EXPECT_NE(std::string(aligned.ToXML(0)).find("\r\n<pml:Align/>\r\n"), std::string::npos);
+    EXPECT_NE(std::string(aligned.ToXML(20031211)).find(">12</pml:Align>"), std::string::npos);
+    // Reading clears the style word (flags, alignment, weight, fixed size) and keeps the fields
+    // that are absent.
+    std::mt19937 random(5u);
+    const KrTextStyle sample = randomStyle(random);
+    ASSERT_NE(sample.GetStyle() & ~0x200, 0);
+    KrTextStyle read = sample;
     EXPECT_TRUE(read.FromXML("<pml:TextStyle><pml:Italic>true</pml:Italic></pml:TextStyle>"));
-    EXPECT_EQ(read.GetStyle(), 0x200);  // bold, halo, alignment, weight and sizes are gone
-    read.SetStyle(sampleStyle().GetStyle());
-    EXPECT_TRUE(read == sampleStyle());  // colours (alpha too), face name, sizes, angles kept
+    EXPECT_EQ(read.GetStyle(), 0x200);
+    read.SetStyle(sample.GetStyle());
+    EXPECT_TRUE(read == sample);
     for (const char* text : {"", "garbage", "<a><b>"})
     {
-        KrTextStyle other = sampleStyle();
-        EXPECT_TRUE(other.FromXML(text)) << text;
-        EXPECT_EQ(other.GetStyle(), 0) << text;
+        KrTextStyle other = sample;
+        EXPECT_TRUE(other.FromXML(text) && other.GetStyle() == 0) << text;
     }
 }
 
