@@ -4,7 +4,6 @@
 #include <functional>
 #include <iterator>
 #include <limits>
-#include <random>
 #include <string>
 #include <vector>
 

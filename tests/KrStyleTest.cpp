@@ -7,7 +7,6 @@
 #include <functional>
 #include <iterator>
 #include <random>
-#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>

@@ -8,7 +8,6 @@
 #include <sstream>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "Base/ZoBase.h"
 
