@@ -116,8 +116,9 @@ TEST(KrStyleTest, EachFormReadsBackWhatItWrote)
     expected.SetLineColor(KrRGB(1, 2, 3));  // alpha bytes are not stored
     expected.SetFillBackColor(KrRGB(16, 32, 48));
     // Forms 0-2 after their count; any other writes a zero count and reads nothing.
-    for (const auto& [type, size] : {std::pair{-1, 0}, {0, 16}, {1, 12}, {2, 32}, {3, 0}})
+    for (const auto& typeAndSize : {std::pair{-1, 0}, {0, 16}, {1, 12}, {2, 32}, {3, 0}})
     {
+        const int type = typeAndSize.first, size = typeAndSize.second;
         SCOPED_TRACE(type);
         Bytes form = savedBytes([&](KrStream& s) { EXPECT_EQ(style.Save(s, type), size); });
         KrMemoryStream in;
