@@ -76,22 +76,17 @@ struct Loader
     KrMemoryStream in;
 };
 
-template <class T>
-std::vector<T> values(std::initializer_list<T> list)
-{
-    return std::vector<T>(list);
-}
-
 // One value of every type, then the same types as arrays.
 const auto kValues = std::make_tuple('A', static_cast<unsigned char>(0xC8), static_cast<short>(-2),
                                      static_cast<unsigned short>(0xFEDC), -123456, 0xA1B2C3D4u,
                                      0.15625f, -9876543210LL, 0xFEDCBA9876543210ULL, -1234.5678);
 const auto kArrays = std::make_tuple(
-    values<char>({'x', 'y', '\x80'}), values<unsigned char>({0, 0x7F, 0xFF}),
-    values<short>({-2, 0x1234, -32768}), values<unsigned short>({0xFEDC, 1, 0x8000}),
-    values<int>({-1, 0x12345678, -2147483647 - 1}), values<unsigned int>({0xDEADBEEFu, 7u}),
-    values<float>({1.5f, -0.0f, 3.14159274f}), values<long long>({-3, 0x0123456789ABCDEFLL}),
-    values<unsigned long long>({~0ULL, 0x8000000000000001ULL}), values<double>({-2.5, 1e300, 0.1}));
+    std::vector<char>{'x', 'y', '\x80'}, std::vector<unsigned char>{0, 0x7F, 0xFF},
+    std::vector<short>{-2, 0x1234, -32768}, std::vector<unsigned short>{0xFEDC, 1, 0x8000},
+    std::vector<int>{-1, 0x12345678, -2147483647 - 1}, std::vector<unsigned int>{0xDEADBEEFu, 7u},
+    std::vector<float>{1.5f, -0.0f, 3.14159274f}, std::vector<long long>{-3, 0x0123456789ABCDEFLL},
+    std::vector<unsigned long long>{~0ULL, 0x8000000000000001ULL},
+    std::vector<double>{-2.5, 1e300, 0.1});
 
 template <class T>
 unsigned int sizeOf(const std::vector<T>& array)

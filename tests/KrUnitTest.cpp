@@ -18,26 +18,21 @@ const double kInf = std::numeric_limits<double>::infinity();
 
 // Name, long name, short name, and the size of the unit from its definition: tenths of a
 // millimetre for lengths, radians for angles. The codes are derived from the sizes, not copied.
+// clang-format off
 const std::tuple<const char*, const char*, const char*, double, double> kUnits[] = {
-    {"MILIMETER", "milimeter(s)", "mm", 10, 0},
-    {"CENTIMETER", "centimeter(s)", "cm", 100, 0},
-    {"INCH", "inch(es)", "in", 254, 0},
-    {"DECIMETER", "decimeter(s)", "dm", 1000, 0},
-    {"FOOT", "foot(feet)", "ft", 3048, 0},
-    {"YARD", "yard(s)", "yd", 9144, 0},
-    {"METER", "meter(s)", "m", 10000, 0},
-    {"KILOMETER", "kilometer(s)", "km", 10000000, 0},
+    {"MILIMETER", "milimeter(s)", "mm", 10, 0}, {"CENTIMETER", "centimeter(s)", "cm", 100, 0},
+    {"INCH", "inch(es)", "in", 254, 0}, {"DECIMETER", "decimeter(s)", "dm", 1000, 0},
+    {"FOOT", "foot(feet)", "ft", 3048, 0}, {"YARD", "yard(s)", "yd", 9144, 0},
+    {"METER", "meter(s)", "m", 10000, 0}, {"KILOMETER", "kilometer(s)", "km", 10000000, 0},
     {"MILE", "mile(s)", "mi", 16090000, 0},  // 1609 m, not the statute mile
     {"Microradian", "meter(s)", "Microradian", 0, 1e-6},
     {"Second_Centesimal", "meter(s)", "Second_Centesimal", 0, kPi / 200 / 10000},
     {"Second", "meter(s)", "Second", 0, kPi / 180 / 3600},
     {"Minute_Centesimal", "meter(s)", "Minute_Centesimal", 0, kPi / 200 / 100},
-    {"Minute", "meter(s)", "Minute", 0, kPi / 180 / 60},
+    {"Minute", "meter(s)", "Minute", 0, kPi / 180 / 60}, {"Grad", "meter(s)", "Grad", 0, kPi / 200},
     {"Mil_6400", "meter(s)", "Mil_6400", 0, 2 * kPi / 6400},
-    {"Grad", "meter(s)", "Grad", 0, kPi / 200},
-    {"DEGREE", "meter(s)", "dg", 0, kPi / 180},
-    {"Radian", "meter(s)", "Radian", 0, 1},
-};
+    {"DEGREE", "meter(s)", "dg", 0, kPi / 180}, {"Radian", "meter(s)", "Radian", 0, 1}};
+// clang-format on
 
 TEST(KrUnit, EveryUnitIsNamedAndClassifiedAndTheRestTakeTheDefaults)
 {
