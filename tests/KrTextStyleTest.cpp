@@ -65,23 +65,22 @@ TEST(KrTextStyleTest, StyleWordPacksFlagsAlignmentWeightAndFixedSize)
     using S = KrTextStyle;
     // clang-format off
     const struct { std::function<void(S&)> set; unsigned int word; } cases[] = {
-        {[](S& s) { s.SetBold(1); }, 0x100},        {[](S& s) { s.SetItalic(2); }, 0x200},
-        {[](S& s) { s.SetUnderline(1); }, 0x400},   {[](S& s) { s.SetStrikeOut(1); }, 0x800},
-        {[](S& s) { s.SetFixedSize(1); }, 0x1000},  {[](S& s) { s.SetBackOpaque(1); }, 0x2000},
-        {[](S& s) { s.SetHalo(1); }, 0x4000},       {[](S& s) { s.SetShadow(0x80); }, 0x8000},
+        {[](S& s) { s.SetBold(1); }, 0x100},       {[](S& s) { s.SetItalic(2); }, 0x200},
+        {[](S& s) { s.SetUnderline(1); }, 0x400},  {[](S& s) { s.SetStrikeOut(1); }, 0x800},
+        {[](S& s) { s.SetFixedSize(1); }, 0x1000}, {[](S& s) { s.SetBackOpaque(1); }, 0x2000},
+        {[](S& s) { s.SetHalo(1); }, 0x4000},      {[](S& s) { s.SetShadow(0x80); }, 0x8000},
         {[](S& s) { s.SetStyle(-1); s.SetBold(0); s.SetShadow(0); }, 0xFFFF7EFF},
         {[](S& s) { s.SetBold(1); s.SetAlign(5); }, 0x105},
         {[](S& s) { s.SetStyle(0x1FF); s.SetAlign(2); }, 0x102},
         {[](S& s) { s.SetWeight(400); }, 6u << 16}, {[](S& s) { s.SetWeight(100); }, 2u << 16},
-        {[](S& s) { s.SetWeight(700); }, 11u << 16},
+        {[](S& s) { s.SetWeight(700); }, 11u << 16}, {[](S& s) { s.SetWeight(-66); }, 0xFFFF0000},
         {[](S& s) { s.SetStyle(-1); s.SetWeight(0); }, 0xFF00FFFF},
         {[](S& s) { s.SetWeight(16863); }, 1u << 24},  // 255.5 rounds to 256: spills over
-        {[](S& s) { s.SetWeight(-66); }, 0xFFFF0000},
         {[](S& s) { s.SetSizeForFixed(2.46); }, 25u << 24},
         {[](S& s) { s.SetSizeForFixed(25.5); }, 255u << 24},
         {[](S& s) { s.SetSizeForFixed(25.7); }, 1u << 24},  // 257 tenths: the low byte
-        {[](S& s) { s.SetStyle(-1); s.SetSizeForFixed(0); }, 0x00FFFFFF},
-        {[](S& s) { s.SetSizeForFixed(NAN); }, 0}};
+        {[](S& s) { s.SetSizeForFixed(NAN); }, 0},
+        {[](S& s) { s.SetStyle(-1); s.SetSizeForFixed(0); }, 0x00FFFFFF}};
     // clang-format on
     for (size_t i = 0; i < std::size(cases); ++i)
     {
