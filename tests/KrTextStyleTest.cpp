@@ -8,7 +8,6 @@
 #include <sstream>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "Base/ZoBase.h"
 
@@ -17,40 +16,26 @@ using namespace KRN;
 namespace
 {
 
-// The document the writer builds: one pml: child element a line, CR LF line ends, an empty
-// element for an empty value. Names are separated by spaces, values by '|'.
-std::string document(const char* names, const std::string& values)
+// Only what both dialects carry exactly: colours without alpha, widths in eighths (exact in
+// "%.12f" and through the older dialect's factor of ten), whole-degree italic angles (read back
+// rounded to degrees), named alignments, weights of whole hundreds, a face name (an empty one
+// reads back as the Song typeface from the older dialect).
+KrTextStyle randomStyle(std::mt19937& random)
 {
-    std::istringstream nameList(names), valueList(values + "|");
-    std::string text = "<pml:TextStyle>\r\n", name, value;
-    while (nameList >> name && std::getline(valueList, value, '|'))
-    {
-        const std::string tag = "pml:" + name;
-        text +=
-            value.empty() ? "<" + tag + "/>\r\n" : "<" + tag + ">" + value + "</" + tag + ">\r\n";
-    }
-    return text + "</pml:TextStyle>\r\n";
-}
-
-// A fixed-size, bold, centred label: every element of both dialects away from its default.
-KrTextStyle sampleStyle()
-{
+    auto color = [&random]() { return static_cast<unsigned int>(random()) & 0x00FFFFFFu; };
     KrTextStyle style;
-    style.SetFaceName("Arial & Co");
-    style.SetAlign(KrTextStyle::AlignCenter);
-    style.SetForeColor(KrRGBA(1, 2, 3, 4));
-    style.SetBackColor(KrRGB(255, 128, 0));
-    style.SetBackOpaque(1);
-    style.SetHeight(1.25);
-    style.SetWidth(0.5);
-    style.SetWeight(700);
-    style.SetFixedSize(1);
-    style.SetSizeForFixed(2.5);
-    style.SetAngle(-12.3);
-    style.SetBold(1);
-    style.SetItalicAngle(15.5);
-    style.SetUnderline(1);
-    style.SetHalo(1);
+    style.SetForeColor(color());
+    style.SetBackColor(color());
+    style.SetAngle(static_cast<int>(random() % 72001) / 10.0 - 3600.0);
+    style.SetItalicAngle(static_cast<int>(random() % 121) - 60.0);
+    style.SetWidth(static_cast<int>(random() % 4096) / 8.0);
+    style.SetHeight(static_cast<int>(random() % 4096 + 1) / 8.0 + (random() % 1000) * 1e-6);
+    const char* const faces[] = {"Arial", "Times New Roman", "a<b>&c", "\xCB\xCE\xCC\xE5"};
+    style.SetFaceName(faces[random() % 4]);
+    style.SetStyle(static_cast<int>(random() & 0xFF00));
+    style.SetAlign(static_cast<unsigned char>(random() % 12));
+    style.SetWeight(static_cast<int>(random() % 10) * 100);
+    style.SetSizeForFixed(static_cast<int>(random() % 256) / 10.0);
     return style;
 }
 
@@ -80,23 +65,22 @@ TEST(KrTextStyleTest, StyleWordPacksFlagsAlignmentWeightAndFixedSize)
     using S = KrTextStyle;
     // clang-format off
     const struct { std::function<void(S&)> set; unsigned int word; } cases[] = {
-        {[](S& s) { s.SetBold(1); }, 0x100},        {[](S& s) { s.SetItalic(2); }, 0x200},
-        {[](S& s) { s.SetUnderline(1); }, 0x400},   {[](S& s) { s.SetStrikeOut(1); }, 0x800},
-        {[](S& s) { s.SetFixedSize(1); }, 0x1000},  {[](S& s) { s.SetBackOpaque(1); }, 0x2000},
-        {[](S& s) { s.SetHalo(1); }, 0x4000},       {[](S& s) { s.SetShadow(0x80); }, 0x8000},
+        {[](S& s) { s.SetBold(1); }, 0x100},       {[](S& s) { s.SetItalic(2); }, 0x200},
+        {[](S& s) { s.SetUnderline(1); }, 0x400},  {[](S& s) { s.SetStrikeOut(1); }, 0x800},
+        {[](S& s) { s.SetFixedSize(1); }, 0x1000}, {[](S& s) { s.SetBackOpaque(1); }, 0x2000},
+        {[](S& s) { s.SetHalo(1); }, 0x4000},      {[](S& s) { s.SetShadow(0x80); }, 0x8000},
         {[](S& s) { s.SetStyle(-1); s.SetBold(0); s.SetShadow(0); }, 0xFFFF7EFF},
         {[](S& s) { s.SetBold(1); s.SetAlign(5); }, 0x105},
         {[](S& s) { s.SetStyle(0x1FF); s.SetAlign(2); }, 0x102},
         {[](S& s) { s.SetWeight(400); }, 6u << 16}, {[](S& s) { s.SetWeight(100); }, 2u << 16},
-        {[](S& s) { s.SetWeight(700); }, 11u << 16},
+        {[](S& s) { s.SetWeight(700); }, 11u << 16}, {[](S& s) { s.SetWeight(-66); }, 0xFFFF0000},
         {[](S& s) { s.SetStyle(-1); s.SetWeight(0); }, 0xFF00FFFF},
         {[](S& s) { s.SetWeight(16863); }, 1u << 24},  // 255.5 rounds to 256: spills over
-        {[](S& s) { s.SetWeight(-66); }, 0xFFFF0000},
         {[](S& s) { s.SetSizeForFixed(2.46); }, 25u << 24},
         {[](S& s) { s.SetSizeForFixed(25.5); }, 255u << 24},
         {[](S& s) { s.SetSizeForFixed(25.7); }, 1u << 24},  // 257 tenths: the low byte
-        {[](S& s) { s.SetStyle(-1); s.SetSizeForFixed(0); }, 0x00FFFFFF},
-        {[](S& s) { s.SetSizeForFixed(NAN); }, 0}};
+        {[](S& s) { s.SetSizeForFixed(NAN); }, 0},
+        {[](S& s) { s.SetStyle(-1); s.SetSizeForFixed(0); }, 0x00FFFFFF}};
     // clang-format on
     for (size_t i = 0; i < std::size(cases); ++i)
     {
@@ -144,54 +128,31 @@ TEST(KrTextStyleTest, EqualityComparesHeightWithToleranceAndTheRestExactly)
     }
 }
 
-TEST(KrTextStyleTest, DefaultAndSampleStylesInBothDialects)
+// The documents both dialects write are kept in tests/fixtures/.
+TEST(KrTextStyleTest, WritersKnowTheirVersionsAndReadingClearsTheStyleWord)
 {
-    const char* const newer =
-        "FaceName Align ForeColor BackColor BackOpaque Height Width Weight IsFixedSize FixedSize "
-        "Angle Bold Italic ItalicAngle StrikeOut Underline Shadow Halo Charset";
-    const char* const older =
-        "FontName Align Bold Italic ItalicAngle Stroke Underline Shadow Outline FontHeight "
-        "FontWidth FontWeight FixedSize FixedTextSize Rotation ForeColor BackColor Transparent";
     const KrTextStyle style;
-    EXPECT_EQ(std::string(style.ToXML(0)),
-              document(newer,
-                       "|TopLeft|RGB(0,0,0)|RGB(0,0,0)|FALSE|6|0|0|FALSE|0|0|FALSE|FALSE|"
-                       "0.00|FALSE|FALSE|FALSE|FALSE|"));
-    // An empty face name is written as the GBK name of the Song typeface.
-    EXPECT_EQ(std::string(style.ToXML(20031211)),
-              document(older,
-                       "\xCB\xCE\xCC\xE5|0|FALSE|FALSE|0.00|FALSE|FALSE|FALSE|FALSE|6|0|0|"
-                       "FALSE|0|0.00|RGB(0,0,0)|RGB(0,0,0)|TRUE"));
     for (int version : {20031210, 20040101, 20050302, -5})
         EXPECT_EQ(std::string(style.ToXML(version)), "");
     EXPECT_EQ(style.ToXML(20070522), style.ToXML(0));
-    KrTextStyle sample = sampleStyle();
-    EXPECT_EQ(std::string(sample.ToXML(0)),
-              document(newer,
-                       "Arial &amp; Co|Center|RGB(1,2,3)|RGB(255,128,0)|TRUE|1.25|0.5|700|"
-                       "TRUE|2.5|-12.3|TRUE|FALSE|15.50|FALSE|TRUE|FALSE|TRUE|"));
-    // Fixed-size text: heights and widths ten times larger.
-    EXPECT_EQ(std::string(sample.ToXML(20031211)),
-              document(older,
-                       "Arial &amp; Co|10|TRUE|FALSE|15.50|FALSE|TRUE|FALSE|TRUE|12.5|5|700|"
-                       "TRUE|25|-12.30|RGB(1,2,3)|RGB(255,128,0)|FALSE"));
-    sample.SetAlign(12);  // an alignment without a name is written as an empty element
-    EXPECT_NE(std::string(sample.ToXML(0)).find("\r\n<pml:Align/>\r\n"), std::string::npos);
-    EXPECT_NE(std::string(sample.ToXML(20031211)).find(">12</pml:Align>"), std::string::npos);
-}
-
-TEST(KrTextStyleTest, ReadingClearsTheStyleWordAndKeepsAbsentFields)
-{
-    KrTextStyle style = sampleStyle();
-    EXPECT_TRUE(style.FromXML("<pml:TextStyle><pml:Italic>true</pml:Italic></pml:TextStyle>"));
-    EXPECT_EQ(style.GetStyle(), 0x200);  // bold, halo, alignment, weight and sizes are gone
-    style.SetStyle(sampleStyle().GetStyle());
-    EXPECT_TRUE(style == sampleStyle());  // colours (alpha too), face name, sizes, angles kept
+    KrTextStyle aligned;
+    aligned.SetAlign(12);  // an alignment without a name is written as an empty element
+    EXPECT_NE(std::string(aligned.ToXML(0)).find("\r\n<pml:Align/>\r\n"), std::string::npos);
+    EXPECT_NE(std::string(aligned.ToXML(20031211)).find(">12</pml:Align>"), std::string::npos);
+    // Reading clears the style word (flags, alignment, weight, fixed size) and keeps the fields
+    // that are absent.
+    std::mt19937 random(5u);
+    const KrTextStyle sample = randomStyle(random);
+    ASSERT_NE(sample.GetStyle() & ~0x200, 0);
+    KrTextStyle read = sample;
+    EXPECT_TRUE(read.FromXML("<pml:TextStyle><pml:Italic>true</pml:Italic></pml:TextStyle>"));
+    EXPECT_EQ(read.GetStyle(), 0x200);
+    read.SetStyle(sample.GetStyle());
+    EXPECT_TRUE(read == sample);
     for (const char* text : {"", "garbage", "<a><b>"})
     {
-        KrTextStyle other = sampleStyle();
-        EXPECT_TRUE(other.FromXML(text)) << text;
-        EXPECT_EQ(other.GetStyle(), 0) << text;
+        KrTextStyle other = sample;
+        EXPECT_TRUE(other.FromXML(text) && other.GetStyle() == 0) << text;
     }
 }
 
@@ -230,47 +191,17 @@ TEST(KrTextStyleTest, ReadingTakesEachElementByItsDialect)
             const std::string tag = "pml:" + child.substr(0, gt);
             children += "<" + tag + ">" + child.substr(gt + 1) + "</" + tag + ">";
         }
-        SCOPED_TRACE(children);
         KrTextStyle style;
         style.SetForeColor(7);
         style.SetBackColor(7);
         style.SetAngle(0.5);
         style.SetWidth(2.5);
         EXPECT_TRUE(style.FromXML("<t>" + children + "</t>", c.version));
-        const std::string written = std::string("<pml:") + c.written + "<";
-        EXPECT_NE(std::string(style.ToXML(0)).find(written), std::string::npos);
+        EXPECT_NE(std::string(style.ToXML(0)).find(std::string("<pml:") + c.written + "<"),
+                  std::string::npos)
+            << children;
     }
 }
-
-// ---------------------------------------------------------------- round trips
-
-namespace
-{
-
-// Only what both dialects carry exactly: colours without alpha, widths in eighths (exact in
-// "%.12f" and through the older dialect's factor of ten), whole-degree italic angles (read back
-// rounded to degrees), named alignments, weights of whole hundreds, a face name (an empty one
-// reads back as the Song typeface from the older dialect).
-KrTextStyle randomStyle(std::mt19937& random)
-{
-    auto color = [&random]() { return static_cast<unsigned int>(random()) & 0x00FFFFFFu; };
-    KrTextStyle style;
-    style.SetForeColor(color());
-    style.SetBackColor(color());
-    style.SetAngle(static_cast<int>(random() % 72001) / 10.0 - 3600.0);
-    style.SetItalicAngle(static_cast<int>(random() % 121) - 60.0);
-    style.SetWidth(static_cast<int>(random() % 4096) / 8.0);
-    style.SetHeight(static_cast<int>(random() % 4096 + 1) / 8.0 + (random() % 1000) * 1e-6);
-    const char* const faces[] = {"Arial", "Times New Roman", "a<b>&c", "\xCB\xCE\xCC\xE5"};
-    style.SetFaceName(faces[random() % 4]);
-    style.SetStyle(static_cast<int>(random() & 0xFF00));
-    style.SetAlign(static_cast<unsigned char>(random() % 12));
-    style.SetWeight(static_cast<int>(random() % 10) * 100);
-    style.SetSizeForFixed(static_cast<int>(random() % 256) / 10.0);
-    return style;
-}
-
-}  // namespace
 
 TEST(KrTextStyleTest, RandomStylesSurviveXmlInBothDialects)
 {
