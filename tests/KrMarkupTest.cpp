@@ -220,16 +220,51 @@ TEST(KrMarkupTest, AttributesAreFoundOnlyWhenQuotedAndDataIsUnescaped)
     }
 }
 
-TEST(KrMarkupTest, WriterBuildsTheDocumentText)
+// One edit with the cursor on the root: it succeeds exactly when it changes the text, which
+// must then read as given, and the edited index must agree with a fresh parse of that text.
+TEST(KrMarkupTest, EditsWriteTheTextAndKeepTheIndex)
 {
-    KrMarkup m;
-    EXPECT_FALSE(m.AddChildElem("c"));  // no main element
-    EXPECT_TRUE(m.AddElem("root"));
-    EXPECT_EQ(m.GetDoc(), "<root/>\r\n");
-    EXPECT_FALSE(m.AddElem("second") || m.InsertElem("first"));  // one root only
-    EXPECT_TRUE(m.AddChildElem("c", "v"));
-    EXPECT_EQ(m.GetDoc(), "<root>\r\n<c>v</c>\r\n</root>\r\n");
-    EXPECT_TRUE(m.AddChildElem("d", "a<b&c>'\"") && m.InsertChildElem("b"));
+    using M = KrMarkup;
+    const char* prolog = "<?xml version=\"1.0\"?>\r\n<!-- c --><s k='1'><t>x</t></s>\r\n<junk/>";
+    // clang-format off
+    const std::tuple<const char*, std::function<bool(M&)>, const char*> cases[] = {
+        {"", [](M& m) { return m.AddChildElem("c"); }, ""},  // no main element
+        {"", [](M& m) { return m.AddElem("root"); }, "<root/>\r\n"},
+        {"<r/>", [](M& m) { return m.AddElem("second") || m.InsertElem("first"); }, "<r/>"},
+        {"<r/>", [](M& m) { return m.AddChildElem("c", "v"); }, "<r>\r\n<c>v</c>\r\n</r>"},
+        {"<r//>", [](M& m) { return m.AddChildElem("c"); }, "<r/ >\r\n<c/>\r\n</r>"},
+        {"<a/>", [](M& m) { return m.SetData("x<y"); }, "<a>x&lt;y</a>"},
+        {"<a/>", [](M& m) { return m.SetData("x<y", 1); }, "<a><![CDATA[x<y]]></a>"},
+        {"<a>old</a>", [](M& m) { return m.SetData("a]]>b", 1); }, "<a>a]]&gt;b</a>"},
+        {"<a x=\"1\">old &amp; more</a>", [](M& m) { return m.SetData(""); }, "<a x=\"1\"></a>"},
+        {"<a></a>", [](M& m) { return m.SetData(nullptr, 1); }, "<a><![CDATA[]]></a>"},
+        {"<a><b/></a>", [](M& m) { return m.SetData("x"); }, "<a><b/></a>"},  // has children
+        // The '/' left must not close the tag again.
+        {"<a x=y//>", [](M& m) { return m.SetData("d"); }, "<a x=y/ >d</a>"},
+        {"<r><c/></r>", [](M& m) { return m.FindChildElem() && m.SetChildData("data", 1); },
+         "<r><c><![CDATA[data]]></c></r>"},
+        {"<r/>", [](M& m) { return m.InsertChildSubDoc("<s/>"); }, "<r>\r\n<s/></r>"},
+        {"<r><a/></r>", [](M& m) { return m.AddSubDoc("<s/>"); }, "<r><a/></r>"},  // no parent
+        {"<r><a/></r>", [&](M& m) { return m.AddChildSubDoc(prolog) && m.GetChildAttrib("k") == "1"; },
+         "<r><a/><s k='1'><t>x</t></s>\r\n</r>"},
+        // Without its root the text that followed it becomes the document.
+        {"<a/> <b><c/></b>", [](M& m) { return m.RemoveElem(); }, "<b><c/></b>"},
+        {"", [](M& m) { return m.RemoveElem(); }, ""}};
+    // clang-format on
+    for (const auto& [doc, edit, result] : cases)
+    {
+        KrMarkup m(doc);
+        m.FindElem();
+        EXPECT_EQ(edit(m), std::string(doc) != result) << doc;
+        EXPECT_EQ(m.GetDoc(), result) << doc;
+        EXPECT_EQ(KrMarkupProbe::Mismatch(m), "") << doc;
+    }
+}
+
+TEST(KrMarkupTest, WriterEscapesAndPlacesElements)
+{
+    KrMarkup m("<root>\r\n<c>v</c>\r\n</root>\r\n");
+    EXPECT_TRUE(m.FindChildElem() && m.AddChildElem("d", "a<b&c>'\"") && m.InsertChildElem("b"));
     EXPECT_EQ(m.GetChildTagName(), "b");
     m.ResetChildPos();
     EXPECT_TRUE(m.InsertChildElem("a") && m.IntoElem() && m.AddElem("after-a"));
@@ -246,32 +281,7 @@ TEST(KrMarkupTest, WriterBuildsTheDocumentText)
     EXPECT_EQ(KrMarkupProbe::Mismatch(m), "");
 }
 
-TEST(KrMarkupTest, SetDataWritesTextOrCdata)
-{
-    const std::tuple<const char*, const char*, int, const char*> cases[] = {
-        {"<a/>", "x<y", 0, "<a>x&lt;y</a>"},
-        {"<a/>", "x<y", 1, "<a><![CDATA[x<y]]></a>"},
-        {"<a>old</a>", "a]]>b", 1, "<a>a]]&gt;b</a>"},
-        {"<a x=\"1\">old &amp; more</a>", "", 0, "<a x=\"1\"></a>"},
-        {"<a></a>", nullptr, 1, "<a><![CDATA[]]></a>"},
-        {"<a><b/></a>", "x", 0, "<a><b/></a>"},   // has child elements: refused
-        {"<a x=y//>", "d", 0, "<a x=y/ >d</a>"},  // the '/' left must not close the tag again
-    };
-    for (const auto& [doc, data, cdata, result] : cases)
-    {
-        KrMarkup m(doc);
-        ASSERT_TRUE(m.FindElem());
-        EXPECT_EQ(m.SetData(data, cdata) != 0, std::string(doc) != result) << doc;
-        EXPECT_EQ(m.GetDoc(), result) << doc;
-        EXPECT_EQ(KrMarkupProbe::Mismatch(m), "") << doc;
-    }
-    KrMarkup m("<r><c/></r>");
-    EXPECT_TRUE(m.FindChildElem() && m.SetChildData("data", 1));
-    EXPECT_EQ(m.GetChildData(), "data");
-    EXPECT_EQ(m.GetDoc(), "<r><c><![CDATA[data]]></c></r>");
-}
-
-TEST(KrMarkupTest, RemoveElemCutsTextAndKeepsTheWalkGoing)
+TEST(KrMarkupTest, RemovingKeepsTheWalkGoingAndSubDocumentsReadBack)
 {
     KrMarkup m("<r>\r\n  <a/>\r\n  <b><x/></b>\r\n  <c/>\r\n</r>");
     ASSERT_TRUE(m.FindElem() && m.IntoElem() && m.FindElem("b"));
@@ -289,40 +299,16 @@ TEST(KrMarkupTest, RemoveElemCutsTextAndKeepsTheWalkGoing)
     EXPECT_TRUE(m.FindChildElem());
     EXPECT_EQ(m.GetChildTagName(), "c");
     EXPECT_EQ(m.GetDoc(), "<r>\r\n  <c/>\r\n</r>");
-    // Without its root the text that followed it becomes the document.
-    KrMarkup trailing("<a/> <b><c/></b>");
-    EXPECT_TRUE(trailing.FindElem() && trailing.RemoveElem());
-    EXPECT_EQ(trailing.GetDoc(), "<b><c/></b>");
-    EXPECT_EQ(outline(trailing), "b(c)");
-    EXPECT_FALSE(KrMarkup().RemoveElem());
-}
 
-TEST(KrMarkupTest, SubDocumentsCarryTheirFirstElementOnly)
-{
-    KrMarkup m("<r><a/></r>");
-    ASSERT_TRUE(m.FindElem());
-    EXPECT_FALSE(m.AddSubDoc("<s/>"));  // at document level
-    EXPECT_TRUE(
-        m.AddChildSubDoc("<?xml version=\"1.0\"?>\r\n<!-- c --><s k='1'><t>x</t></s>\r\n<junk/>"));
-    EXPECT_EQ(m.GetDoc(), "<r><a/><s k='1'><t>x</t></s>\r\n</r>");
-    EXPECT_EQ(m.GetChildAttrib("k"), "1");
-    EXPECT_TRUE(m.IntoElem() && m.FindChildElem("t"));
-    EXPECT_EQ(m.GetChildData(), "x");
-    EXPECT_TRUE(m.InsertSubDoc("<p/>"));
-    EXPECT_EQ(m.GetSubDoc(), "<p/>");
-    EXPECT_FALSE(m.AddSubDoc("<broken>") || m.AddSubDoc("no element"));
-    EXPECT_EQ(m.GetDoc(), "<r><a/><p/><s k='1'><t>x</t></s>\r\n</r>");
-    EXPECT_EQ(KrMarkupProbe::Mismatch(m), "");
-    m.ResetPos();
-    EXPECT_TRUE(m.FindElem() && m.FindChildElem("s"));
-    EXPECT_EQ(m.GetChildSubDoc(), "<s k='1'><t>x</t></s>\r\n");
-    KrMarkup empty("<r/>");
-    EXPECT_TRUE(empty.FindElem() && empty.InsertChildSubDoc("<s/>"));
-    EXPECT_EQ(empty.GetDoc(), "<r>\r\n<s/></r>");
-    KrMarkup slashes("<r//>");
-    EXPECT_TRUE(slashes.FindElem() && slashes.AddChildElem("c"));
-    EXPECT_EQ(slashes.GetDoc(), "<r/ >\r\n<c/>\r\n</r>");
-    EXPECT_EQ(KrMarkupProbe::Mismatch(slashes), "");
+    KrMarkup sub("<r><a/><s k='1'><t>x</t></s>\r\n</r>");
+    EXPECT_TRUE(sub.FindChildElem("s") && sub.IntoElem() && sub.InsertSubDoc("<p/>"));
+    EXPECT_EQ(sub.GetSubDoc(), "<p/>");
+    EXPECT_FALSE(sub.AddSubDoc("<broken>") || sub.AddSubDoc("no element"));
+    EXPECT_EQ(sub.GetDoc(), "<r><a/><p/><s k='1'><t>x</t></s>\r\n</r>");
+    EXPECT_EQ(KrMarkupProbe::Mismatch(sub), "");
+    sub.ResetPos();
+    EXPECT_TRUE(sub.FindElem() && sub.FindChildElem("s"));
+    EXPECT_EQ(sub.GetChildSubDoc(), "<s k='1'><t>x</t></s>\r\n");
 }
 
 TEST(KrMarkupTest, FilesRoundTripByteForByteAndCopiesAreIndependent)

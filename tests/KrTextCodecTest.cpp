@@ -7,6 +7,7 @@
 #include <string>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 #include "Base/ZoBase.h"
 #include "KrIconvOracle.h"
@@ -31,21 +32,41 @@ KrString bytesOf(const std::string& s)
     return KrString(s.data(), static_cast<int>(s.size()));
 }
 
-// Converts in through codec and through the iconv oracle and reports the first disagreement:
-// success, the bytes on success, the untouched output on failure. False on a disagreement.
-bool convertsAsIconv(KrTextCodec& codec, IconvConverter& oracle, const std::string& in,
-                     const std::string& label)
+// Under qemu-user on s390x the C library's UTF-8 to UTF-16BE and UTF-32BE conversions (done with
+// the host's conversion instructions) refuse valid text, so they cannot be the reference there;
+// the cross runner sets ZOBASE_TEST_UNDER_QEMU.
+bool referenceTrusted(const std::string& to, const std::string& from)
 {
-    KrString out("old");
-    const bool converted = codec.Convert(out, bytesOf(in));
-    const auto expected = oracle(in);
-    if (converted == expected.has_value() && out == (expected ? *expected : "old")) return true;
-    std::string hex;
-    for (unsigned char c : in.substr(0, 48))
-        hex += "0123456789abcdef"[c >> 4], hex += "0123456789abcdef"[c & 15], hex += ' ';
-    ADD_FAILURE() << label << ": codec " << (converted ? "converted" : "failed") << ", iconv "
-                  << (expected ? "converted" : "failed") << " [" << hex << "]";
-    return false;
+    static const bool emulated = std::getenv("ZOBASE_TEST_UNDER_QEMU") != nullptr;
+    return !emulated || from != "UTF-8" || (to != "UTF-16BE" && to != "UTF-32BE");
+}
+
+// Converts every input with one codec and with one iconv descriptor, and reports where they
+// disagree (success, the bytes on success, the untouched output on failure), up to five times.
+// Counts the inputs compared and those iconv converted.
+void compareWithIconv(const char* to, const char* from, const std::vector<std::string>& inputs,
+                      int* total = nullptr, int* converted = nullptr)
+{
+    if (!referenceTrusted(to, from)) return;
+    KrTextCodec codec(to, from);
+    IconvConverter oracle(to, from);
+    ASSERT_TRUE(codec.IsOpen() && oracle.IsOpen()) << from << " to " << to;
+    int failures = 0;
+    for (size_t i = 0; i < inputs.size() && failures < 5; ++i)
+    {
+        KrString out("old");
+        const bool ok = codec.Convert(out, bytesOf(inputs[i]));
+        const auto expected = oracle(inputs[i]);
+        if (total != nullptr) ++*total, *converted += expected.has_value();
+        if (ok == expected.has_value() && out == expected.value_or("old")) continue;
+        std::string hex;
+        for (unsigned char c : inputs[i].substr(0, 48))
+            hex += "0123456789abcdef"[c >> 4], hex += "0123456789abcdef"[c & 15], hex += ' ';
+        ADD_FAILURE() << from << " to " << to << " #" << i << ": codec "
+                      << (ok ? "converted" : "failed") << ", iconv "
+                      << (expected ? "converted" : "failed") << " [" << hex << "]";
+        ++failures;
+    }
 }
 
 std::string utf8Of(uint32_t c)  // also forms surrogates, which no encoder should
@@ -55,15 +76,6 @@ std::string utf8Of(uint32_t c)  // also forms surrogates, which no encoder shoul
     std::string s(1, char(0xff00 >> (extra + 1) | c >> 6 * extra));
     for (int shift = 6 * extra - 6; shift >= 0; shift -= 6) s += char(0x80 | (c >> shift & 0x3f));
     return s;
-}
-
-// Under qemu-user on s390x the C library's UTF-8 to UTF-16BE and UTF-32BE conversions (done with
-// the host's conversion instructions) refuse valid text, so they cannot be the reference there;
-// the cross runner sets ZOBASE_TEST_UNDER_QEMU.
-bool referenceTrusted(const std::string& to, const std::string& from)
-{
-    static const bool emulated = std::getenv("ZOBASE_TEST_UNDER_QEMU") != nullptr;
-    return !emulated || from != "UTF-8" || (to != "UTF-16BE" && to != "UTF-32BE");
 }
 
 const char* const kUnicodeTargets[] = {"UCS-2LE",  "UCS-2BE",  "UCS-4LE", "UCS-4BE", "UTF-16LE",
@@ -246,19 +258,9 @@ TEST(KrTextCodecTest, EveryShortCodeConvertsAsIconvDoes)
         for (int trail = 0x40; trail <= 0xff; ++trail)
             gb.push_back({char(lead), char(trail)}),
                 gb.push_back({'A', char(lead), char(trail), '7'});
-    const auto compare = [](const char* to, const char* from, const std::vector<std::string>& in)
-    {
-        if (!referenceTrusted(to, from)) return;
-        KrTextCodec codec(to, from);
-        IconvConverter oracle(to, from);
-        ASSERT_TRUE(codec.IsOpen() && oracle.IsOpen()) << from << " to " << to;
-        int failures = 0;
-        for (size_t i = 0; i < in.size() && failures < 5; ++i)
-            failures += !convertsAsIconv(codec, oracle, in[i], std::string(from) + " to " + to);
-    };
-    for (const char* to : kUnicodeTargets) compare(to, "UTF-8", utf8);
+    for (const char* to : kUnicodeTargets) compareWithIconv(to, "UTF-8", utf8);
     for (const char* from : kGbSources)
-        for (const char* to : kGbTargets) compare(to, from, gb);
+        for (const char* to : kGbTargets) compareWithIconv(to, from, gb);
 }
 
 // Seeded random texts mixing ASCII runs (short, and long enough to be copied in bulk), every
@@ -286,18 +288,14 @@ TEST(KrTextCodecTest, RandomMixedTextsConvertAsIconvDoes)
         for (uint32_t t = 0, tokens = 1 + below(40); t < tokens; ++t)
         {
             const uint32_t kind = below(100), c = 0x800 + below(0xf800);
-            if (kind < 20)
-                s += asciiRun();
-            else if (kind < 40)
-                s += utf8Of(0x80 + below(0x780));
-            else if (kind < 75)
-                s += utf8Of(below(10) == 0               ? 0xff00 + below(0x100)
-                            : c >= 0xd800 && c <= 0xdfff ? c - 0x800
-                                                         : c);
-            else if (kind < 97)
-                s += utf8Of(0x10000 + below(0x100000));
-            else
-                s += invalid[below(6)]();
+            const bool surrogate = c >= 0xd800 && c <= 0xdfff;
+            s += kind < 20   ? asciiRun()
+                 : kind < 40 ? utf8Of(0x80 + below(0x780))
+                 : kind < 75 ? utf8Of(below(10) == 0 ? 0xff00 + below(0x100)
+                                      : surrogate    ? c - 0x800
+                                                     : c)
+                 : kind < 97 ? utf8Of(0x10000 + below(0x100000))
+                             : invalid[below(6)]();
         }
         return s;
     };
@@ -311,58 +309,38 @@ TEST(KrTextCodecTest, RandomMixedTextsConvertAsIconvDoes)
             if (kind < 20)
                 s += asciiRun();
             else if (kind < 99 && (kind < 75 || !fourByteForms))
-                s += char(0x81 + below(0x7e)),
-                    s += char(0x40 + below(below(100) == 0 ? 0xc0 : 0xbf));
+                s += {char(0x81 + below(0x7e)), char(0x40 + below(below(100) == 0 ? 0xc0 : 0xbf))};
             else if (kind < 99)
-            {
-                const uint32_t first = below(20) == 0 ? 0x81 + below(0x7e)
-                                       : below(2)     ? 0x81 + below(3)
-                                                      : 0x90 + below(4);
-                s += char(first), s += char(0x30 + below(10)), s += char(0x81 + below(0x7e)),
-                    s += char(0x30 + below(10));
-            }
+                s += {char(below(20) == 0 ? 0x81 + below(0x7e)
+                           : below(2)     ? 0x81 + below(3)
+                                          : 0x90 + below(4)),
+                      char(0x30 + below(10)), char(0x81 + below(0x7e)), char(0x30 + below(10))};
             else
                 s += char(below(2) ? 0x80 : 0xff);
         }
         if (below(40) == 0) s += char(0x81 + below(0x7e));
         return s;
     };
-    int converted = 0, total = 0;
-    const auto check = [&](const char* to, const char* from, const std::string& s, int i)
-    {
-        if (!referenceTrusted(to, from)) return true;
-        KrTextCodec codec(to, from);
-        IconvConverter oracle(to, from);
-        ++total;
-        converted += oracle(s).has_value();
-        return convertsAsIconv(codec, oracle, s,
-                               "text " + std::to_string(i) + " from " + from + " to " + to);
-    };
     // Fixed cases first: every byte below 0x80; runs cutting a GB four-byte form (U+0080, digits
     // as its second and fourth bytes) or next to two-byte forms with an ASCII trailing byte; a
     // lead byte cut off at the end or before a run.
     std::string low, run(40, 'r');
     for (int c = 0; c < 128; ++c) low += char(c);
-    for (const std::string& s :
-         {low + low, run + "\xe4" + run, run + "\x80" + run, run + "\xe4\xb8"})
-        for (const char* to : kUnicodeTargets) ASSERT_TRUE(check(to, "UTF-8", s, -1));
     const std::string four = "\x81\x30\x81\x30", two = "\xd6\xd0", low2 = "\x81\x40";
-    for (const std::string& s :
-         {run + four + run + four + four + run, four + "01234567890123456789",
-          two + run + low2 + run.substr(0, 20) + low2 + "@" + run, run + "\x81",
-          run + "\x81\x30" + run})
-        for (const char* to : kGbTargets) ASSERT_TRUE(check(to, "GB18030", s, -1));
-    for (int i = 0; i < 1500; ++i)
-    {
-        const std::string s = utf8Text();
-        for (const char* to : kUnicodeTargets) ASSERT_TRUE(check(to, "UTF-8", s, i));
-    }
+    std::vector<std::string> utf8{low + low, run + "\xe4" + run, run + "\x80" + run,
+                                  run + "\xe4\xb8"};
+    std::vector<std::string> gb[3] = {{run + four + run + four + four + run,
+                                       four + "01234567890123456789",
+                                       two + run + low2 + run.substr(0, 20) + low2 + "@" + run,
+                                       run + "\x81", run + "\x81\x30" + run}};
+    for (int i = 0; i < 1500; ++i) utf8.push_back(utf8Text());
     for (int i = 0; i < 1000; ++i)
-        for (const char* from : kGbSources)
-        {
-            const std::string s = gbText(from == kGbSources[0]);
-            for (const char* to : kGbTargets) ASSERT_TRUE(check(to, from, s, i));
-        }
+        for (int from = 0; from < 3; ++from) gb[from].push_back(gbText(from == 0));
+    int converted = 0, total = 0;
+    for (const char* to : kUnicodeTargets) compareWithIconv(to, "UTF-8", utf8, &total, &converted);
+    for (int from = 0; from < 3; ++from)
+        for (const char* to : kGbTargets)
+            compareWithIconv(to, kGbSources[from], gb[from], &total, &converted);
     // Both outcomes must be well represented for the comparison to mean something.
     EXPECT_GT(converted, total / 5);
     EXPECT_LT(converted, total - total / 5);
