@@ -2,6 +2,7 @@
 
 #include <climits>
 #include <cstring>
+#include <memory>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -45,25 +46,8 @@ TEST(KrStringTest, ConstructionAccessAndCopiesTolerateBadArguments)
     appended.Append("xyz", 2);
     appended += static_cast<const char*>(nullptr);
     appended += '\0';
-    // Copies stop at an embedded zero, so the rows with zeros compare lengths.
-    // clang-format off
-    expectAll<TextCase>({{KrString(nullptr), ""}, {KrString(nullptr, 5), ""},
-        {KrString("abcdef", 3), "abc"}, {KrString("abc", -2), ""}, {KrString('x', 3), "xxx"},
-        {KrString('x', 0), ""}, {KrString('x', -4), ""}});
-    expectAll<IntCase>({{padded.GetLength(), 5}, {padded[4], '\0'},
-        {(padded.SetLength(-3), padded.GetLength()), 0}, {appended.GetLength(), 3}});
-    // clang-format on
-    EXPECT_EQ(s.GetCharset(), kDefault);
     s.SetAt(0, 'X');
     s[1] = 'Y';
-    EXPECT_EQ(std::string(s) + s.GetAt(2), "XYcc");
-    for (int i : {3, -1, INT_MIN, INT_MAX})
-    {
-        EXPECT_THROW(s.GetAt(i), std::out_of_range);
-        EXPECT_THROW(s.SetAt(i, 'q'), std::out_of_range);
-        EXPECT_THROW(s[i], std::out_of_range);
-    }
-
     // Copies stop at an embedded zero and carry the charset; a move takes every byte.
     KrString withZero("ab\0cd", 5);
     withZero.SetCharset(kUtf8);
@@ -71,18 +55,29 @@ TEST(KrStringTest, ConstructionAccessAndCopiesTolerateBadArguments)
     assigned = withZero;
     appendedZero += withZero;
     // clang-format off
-    expectAll<IntCase>({{copy.GetLength(), 2}, {copy.GetCharset(), kUtf8},
-        {assigned.GetLength(), 2}, {assigned.GetCharset(), kUtf8}, {appendedZero == "xab", true},
-        {(KrString("y") + withZero).GetLength(), 3},
-        {KrString(std::move(withZero)).GetLength(), 5}, {(assigned = "plain").GetCharset(), kDefault}});
+    expectAll<TextCase>({{KrString(nullptr), ""}, {KrString(nullptr, 5), ""},
+        {KrString("abcdef", 3), "abc"}, {KrString("abc", -2), ""}, {KrString('x', 3), "xxx"},
+        {KrString('x', 0), ""}, {KrString('x', -4), ""}, {s, "XYc"}, {appendedZero, "xab"}});
+    expectAll<IntCase>({{padded.GetLength(), 5}, {padded[4], '\0'}, {s.GetAt(2), 'c'},
+        {(padded.SetLength(-3), padded.GetLength()), 0}, {appended.GetLength(), 3},
+        {copy.GetLength(), 2}, {copy.GetCharset(), kUtf8}, {assigned.GetLength(), 2},
+        {assigned.GetCharset(), kUtf8}, {(KrString("y") + withZero).GetLength(), 3},
+        {KrString(std::move(withZero)).GetLength(), 5}, {s.GetCharset(), kDefault},
+        {(assigned = "plain").GetCharset(), kDefault}});
     // clang-format on
+    for (int i : {3, -1, INT_MIN, INT_MAX})
+    {
+        EXPECT_THROW(s.GetAt(i), std::out_of_range);
+        EXPECT_THROW(s.SetAt(i, 'q'), std::out_of_range);
+        EXPECT_THROW(s[i], std::out_of_range);
+    }
 }
 
-TEST(KrStringTest, CompareNoCaseComparesLengthFirst)
+// CompareNoCase compares lengths first. An equal high byte is skipped; the trail byte below it
+// still ignores case. Differing bytes are compared unchanged.
+TEST(KrStringTest, ComparisonSearchAndEditing)
 {
     const auto sc = [](unsigned char c) { return static_cast<int>(static_cast<signed char>(c)); };
-    // An equal high byte is skipped; the trail byte below it still ignores case. Differing
-    // bytes are compared unchanged.
     // clang-format off
     const std::tuple<KrString, KrString, int> cases[] = {
         {"abc", "ABCD", -1}, {"abcde", "AB", 3}, {"abc", "ABD", 'c' - 'D'}, {"a", "B", 31},
@@ -95,17 +90,13 @@ TEST(KrStringTest, CompareNoCaseComparesLengthFirst)
         EXPECT_EQ(a.CompareNoCase(b), expected) << a.Cstr() << " vs " << b.Cstr();
         EXPECT_EQ(a.CompareNoCase(b.Cstr()), expected);
     }
-    const KrString abc("abc");
-    EXPECT_EQ(KrString("").CompareNoCase(static_cast<const char*>(nullptr)), 0);
+    const KrString s("abcabc"), abc("abc");
+    const char* none = nullptr;
+    EXPECT_EQ(KrString("").CompareNoCase(none), 0);
     EXPECT_TRUE(abc.Compare("abd") < 0 && abc.Compare(nullptr) == abc.Compare(""));
     EXPECT_TRUE(abc == "abc" && abc != KrString("abd") && abc < KrString("abd"));
     EXPECT_TRUE(abc == std::string("abc") && abc != std::string("ab"));  // unambiguous overloads
-}
 
-TEST(KrStringTest, SearchAndEditingClampAndCount)
-{
-    const KrString s("abcabc");
-    const char* none = nullptr;
     KrString e("abc"), r("banana");
     // clang-format off
     expectAll<IntCase>({
@@ -159,23 +150,24 @@ TEST(KrStringTest, ReplaceMatchesTheOneAtATimeLoop)
     }
     // A replacement text taken from the string itself is read as it was before the call, also
     // when the growing string moves to a larger buffer.
-    KrString s(std::string(40, 'a') + "b");
+    KrString s(std::string(40, 'a') + "b"), t("xyx");
     const std::string before = s;
-    EXPECT_EQ(s.Replace("b", s.Cstr()), 1);
-    EXPECT_EQ(std::string(s), std::string(40, 'a') + before);
-    KrString t("xyx");
-    EXPECT_EQ(t.Replace(t.Cstr() + 2, "yy"), 2);  // "x", read from t before it changes
-    EXPECT_EQ(t, "yyyyy");
     KrStringW w(u"abcdefghijklmnopqrstuvwxyz");
-    EXPECT_EQ(w.Replace(u"z", w.Cstr()), 1);
-    EXPECT_EQ(w, std::u16string(u"abcdefghijklmnopqrstuvwxy") + u"abcdefghijklmnopqrstuvwxyz");
+    // clang-format off
+    expectAll<IntCase>({{s.Replace("b", s.Cstr()), 1}, {s == std::string(40, 'a') + before, true},
+        {t.Replace(t.Cstr() + 2, "yy"), 2}, {t == "yyyyy", true},  // "x", read before t changes
+        {w.Replace(u"z", w.Cstr()), 1},
+        {w == u"abcdefghijklmnopqrstuvwxyabcdefghijklmnopqrstuvwxyz", true}});
+    // clang-format on
 }
 
-TEST(KrStringTest, TrimCaseReversalAndSubstrings)
+// A high byte and the byte after it are one character: neither changes case nor order.
+// Substrings are untagged; concatenations keep the charset of the left operand.
+TEST(KrStringTest, TrimCaseReversalSubstringsAndConcatenation)
 {
     const char* none = nullptr;
-    KrString z("ab\0\0", 4);
-    // A high byte and the byte after it are one character: neither changes case nor order.
+    KrString z("ab\0\0", 4), s("abcdef");
+    s.SetCharset(kUtf8);
     // clang-format off
     expectAll<TextCase>({
         {KrString(" \t\r\nab c\n ").TrimLeft(), "ab c\n "},
@@ -190,12 +182,6 @@ TEST(KrStringTest, TrimCaseReversalAndSubstrings)
         {KrString("abc").MakeReverse(), "cba"},  {KrString("").MakeReverse(), ""},
         {("a" + bytes({0xB0, 0xA1}) + "b").MakeReverse(), "b" + bytes({0xB0, 0xA1}) + "a"},
         {bytes({'a', 0xB0}).MakeReverse(), bytes({0xB0, 'a'})}});
-    // clang-format on
-    EXPECT_EQ(z.GetLength(), 2);
-
-    KrString s("abcdef");
-    s.SetCharset(kUtf8);
-    // clang-format off
     const TextCase cases[] = {
         {s.Left(0), ""},   {s.Left(-2), ""},       {s.Left(2), "ab"},   {s.Left(99), "abcdef"},
         {s.Right(0), ""},  {s.Right(2), "ef"},     {s.Right(10), "abcdef"}, {s.Right(-1), ""},
@@ -203,17 +189,17 @@ TEST(KrStringTest, TrimCaseReversalAndSubstrings)
         {s.Mid(2, 0), ""}, {s.Mid(4, 99), "ef"},   {s.Mid(9, 1), ""},   {s.Mid(1, -1), ""},
         {s.SpanIncluding("bac"), "abc"}, {s.SpanIncluding("fedcba"), "abcdef"},
         {s.SpanIncluding("x"), ""},      {s.SpanExcluding("d"), "abc"},
-        {s.SpanExcluding("xyz"), "abcdef"}, {s.SpanExcluding(nullptr), "abcdef"}};
+        {s.SpanExcluding("xyz"), "abcdef"}, {s.SpanExcluding(nullptr), "abcdef"},
+        {s.Left(2) + "c", "abc"}, {'x' + s.Left(2), "xab"}};
     // clang-format on
     for (const auto& [got, want] : cases)
     {
         EXPECT_EQ(got, want);
-        EXPECT_EQ(got.GetCharset(), kDefault) << want.Cstr();  // substrings are untagged
+        EXPECT_EQ(got.GetCharset(), kDefault) << want.Cstr();
     }
-    s.SetLength(2);  // concatenations keep the charset of the left operand
     const KrString& left = s;
+    EXPECT_EQ(z.GetLength(), 2);
     // clang-format off
-    expectAll<TextCase>({{left + "c", "abc"}, {'x' + left, "xab"}});
     expectAll<IntCase>({{(left + "c").GetCharset(), kUtf8}, {(left + KrString("c")).GetCharset(), kUtf8},
         {(left + 'c').GetCharset(), kUtf8}, {('x' + left).GetCharset(), kDefault},
         {("xy" + left).GetCharset(), kDefault}});
@@ -226,47 +212,36 @@ TEST(KrStringTest, TrimCaseReversalAndSubstrings)
 // digit + 55.
 TEST(KrStringTest, NumbersFromAndToText)
 {
-    // Text, base, signed, value.
-    // clang-format off
-    const std::tuple<const char*, int, bool, long long> cases[] = {
-        {"0x1f", 16, false, 31}, {"0X1F", 16, false, 31}, {"ff zz", 16, false, 255},
-        {"17", 8, false, 0}, {"12a3", 10, false, 123}, {"1-2", 10, false, 12}, {"", 10, false, 0},
-        {"0x", 16, false, 0}, {"x0x1", 16, false, 1}, {"18446744073709551616", 10, false, 0},
-        {"FFFFFFFFFFFFFFFFF", 16, false, -1}, {"  --12", 10, true, -12}, {"-7", 10, true, -7},
-        {" \t\r\n", 10, true, 0}, {"-ff", 16, true, 255},
-        {"\t0xFFFFFFFFFFFFFFFF", 16, true, -1}, {"12-3", 10, true, 123}, {"--", 10, true, 0}};
-    // clang-format on
-    for (const auto& [text, base, isSigned, value] : cases)
-    {
-        const KrString s(text);
-        EXPECT_EQ(isSigned ? s.ToLong(base) : static_cast<long long>(s.ToULong(base)), value)
-            << text << " base " << base;
-    }
+    using S = KrString;
+    const auto ul = [](const char* text, int base) { return S(text).ToULong(base); };
+    const auto l = [](const char* text, int base) { return S(text).ToLong(base); };
     // clang-format off
     expectAll<IntCase>({
-        {KrString("  42xyz").ToInt(), 42},           {KrString("ff").ToInt(16), 255},
-        {KrString("abc").ToInt(), 0},                {KrString("4294967295").ToUInt(), UINT_MAX},
-        {KrString("4294967296").ToUInt(), UINT_MAX}, {KrString("-4294967296").ToUInt(), UINT_MAX},
-        {KrString("-1").ToUInt(), UINT_MAX},         {KrString(" -2").ToUInt(), UINT_MAX - 1},
-        {KrString("0x100000000").ToUInt(16), UINT_MAX}, {KrString("+7").ToUInt(), 7},
-        {KrString("--7").ToUInt(), 0},               {KrString("- 7").ToUInt(), 0},
-        {KrString("12").ToUInt(1), 0},               {KrString("4294967296").ToInt(), INT_MAX},
-        {KrString("-9000000000").ToInt(), INT_MIN},  {KrString("-2147483648").ToInt(), INT_MIN},
-        {KrString("7fffffff").ToInt(16), INT_MAX}});
+        {ul("0x1f", 16), 31}, {ul("0X1F", 16), 31}, {ul("ff zz", 16), 255}, {ul("17", 8), 0},
+        {ul("12a3", 10), 123}, {ul("1-2", 10), 12}, {ul("", 10), 0}, {ul("0x", 16), 0},
+        {ul("x0x1", 16), 1}, {ul("18446744073709551616", 10), 0}, {ul("FFFFFFFFFFFFFFFFF", 16), -1},
+        {l("  --12", 10), -12}, {l("-7", 10), -7}, {l(" \t\r\n", 10), 0}, {l("-ff", 16), 255},
+        {l("\t0xFFFFFFFFFFFFFFFF", 16), -1}, {l("12-3", 10), 123}, {l("--", 10), 0},
+        {S("  42xyz").ToInt(), 42},           {S("ff").ToInt(16), 255},
+        {S("abc").ToInt(), 0},                {S("4294967295").ToUInt(), UINT_MAX},
+        {S("4294967296").ToUInt(), UINT_MAX}, {S("-4294967296").ToUInt(), UINT_MAX},
+        {S("-1").ToUInt(), UINT_MAX},         {S(" -2").ToUInt(), UINT_MAX - 1},
+        {S("0x100000000").ToUInt(16), UINT_MAX}, {S("+7").ToUInt(), 7},
+        {S("--7").ToUInt(), 0},               {S("- 7").ToUInt(), 0},
+        {S("12").ToUInt(1), 0},               {S("4294967296").ToInt(), INT_MAX},
+        {S("-9000000000").ToInt(), INT_MIN},  {S("-2147483648").ToInt(), INT_MIN},
+        {S("7fffffff").ToInt(16), INT_MAX}});
     expectAll<TextCase>({
-        {KrString::From(0, 10), "0"}, {KrString::From(255, 16), "0XFF"},
-        {KrString::From(-5, 10), "-5"}, {KrString::From(-1, 16), "0XFFFFFFFFFFFFFFFF"},
-        {KrString::From(0xFFFFFFFFu, 16), "0XFFFFFFFF"},
-        {KrString::From(-1, 2), std::string(64, '1').c_str()},
-        {KrString::From(35, 36), "Z"}, {KrString::From(8u, 8), "10"}, {KrString::From(5, 1), ""},
-        {KrString::From(LLONG_MIN, 10), "-9223372036854775808"},
-        {KrString::From(ULLONG_MAX, 10), "18446744073709551615"},
-        {KrString::From(100, 40), "2K"}, {KrString::From(36, 37), "["},
-        {KrString::From(5, 0), ""}});
+        {S::From(0, 10), "0"}, {S::From(255, 16), "0XFF"}, {S::From(-5, 10), "-5"},
+        {S::From(-1, 16), "0XFFFFFFFFFFFFFFFF"}, {S::From(0xFFFFFFFFu, 16), "0XFFFFFFFF"},
+        {S::From(-1, 2), std::string(64, '1').c_str()}, {S::From(35, 36), "Z"},
+        {S::From(8u, 8), "10"}, {S::From(5, 1), ""}, {S::From(LLONG_MIN, 10), "-9223372036854775808"},
+        {S::From(ULLONG_MAX, 10), "18446744073709551615"}, {S::From(100, 40), "2K"},
+        {S::From(36, 37), "["}, {S::From(5, 0), ""}});
     // clang-format on
-    EXPECT_DOUBLE_EQ(KrString("2.5e3").ToDouble(), 2500.0);
-    EXPECT_FLOAT_EQ(KrString("0.1").ToFloat(), 0.1f);
-    EXPECT_EQ(KrString("nope").ToDouble(), 0.0);
+    EXPECT_DOUBLE_EQ(S("2.5e3").ToDouble(), 2500.0);
+    EXPECT_FLOAT_EQ(S("0.1").ToFloat(), 0.1f);
+    EXPECT_EQ(S("nope").ToDouble(), 0.0);
 }
 
 TEST(KrStringTest, SplitExactAndAsASetAndFormatToAnyLength)
@@ -289,15 +264,13 @@ TEST(KrStringTest, SplitExactAndAsASetAndFormatToAnyLength)
             << text << (exact ? " exact" : " set");
     }
 
-    KrString s("previous");
+    KrString s("previous"), empty("previous"), none("previous");
+    const std::string megabyte(1 << 20, 'm');
     s.Format("%d-%s", 7, "x");
     EXPECT_EQ(s, "7-x");
-    s.Format(static_cast<const char*>(nullptr));
-    EXPECT_TRUE(s.IsEmpty());
-    s = "previous";
-    s.Format("%s", "");
-    EXPECT_TRUE(s.IsEmpty());
-    const std::string megabyte(1 << 20, 'm');
+    none.Format(static_cast<const char*>(nullptr));
+    empty.Format("%s", "");
+    EXPECT_TRUE(none.IsEmpty() && empty.IsEmpty());
     s.Format("<%s|%s>", megabyte.c_str(), "end");
     EXPECT_TRUE(std::string(s) == "<" + megabyte + "|end>");
 }
@@ -308,8 +281,7 @@ TEST(KrStringTest, SplitExactAndAsASetAndFormatToAnyLength)
 TEST(KrStringTest, ResourceTextsComeFromTheInstalledLoader)
 {
     KrString s("kept");
-    EXPECT_TRUE(s.LoadString(987654));  // true means: no text
-    EXPECT_TRUE(s.IsEmpty());
+    EXPECT_TRUE(s.LoadString(987654) && s.IsEmpty());  // true means: no text
     s.Format(987654u, 1, 2);
     EXPECT_TRUE(s.IsEmpty());
 
@@ -321,24 +293,20 @@ TEST(KrStringTest, ResourceTextsComeFromTheInstalledLoader)
     };
     const KrString::ResourceLoader previous = KrString::SetResourceLoader(loader);
     EXPECT_NE(previous, nullptr);  // the configuration's, installed at load
-    struct Restore
-    {
-        KrString::ResourceLoader loader;
-        ~Restore() { KrString::SetResourceLoader(loader); }
-    } restore{previous};
+    // Puts the configuration's loader back even when an assertion below fails.
+    const std::shared_ptr<void> restore(nullptr,
+                                        [=](void*) { KrString::SetResourceLoader(previous); });
     s = "stale";
     EXPECT_FALSE(s.LoadString(7));
     EXPECT_EQ(s, "seven %d");
     EXPECT_EQ(s.GetCharset(), kUtf8);
-    EXPECT_TRUE(s.LoadResString(8));
-    EXPECT_TRUE(s.IsEmpty());
+    EXPECT_TRUE(s.LoadResString(8) && s.IsEmpty());
     s.Format(7u, 42);
     EXPECT_EQ(s, "seven 42");
 
     EXPECT_EQ(KrString::SetResourceLoader(nullptr), loader);
     s = "stale";
-    EXPECT_TRUE(s.LoadString(7));
-    EXPECT_TRUE(s.IsEmpty());
+    EXPECT_TRUE(s.LoadString(7) && s.IsEmpty());
     s.Format(7u, 42);
     EXPECT_TRUE(s.IsEmpty());
     EXPECT_TRUE(KrString("abc").ChangeCharset(kDefault));  // same charset: nothing to do
