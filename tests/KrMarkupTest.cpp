@@ -36,10 +36,13 @@ std::string outline(KrMarkup& m)
     return level(m);
 }
 
-// The main and the child position, as their tag names.
-std::string pos(KrMarkup& m)
+// Where a step that succeeded leaves the cursor: "main/child" tag names, and the child's id
+// attribute if it has one; "refused" when the step failed.
+std::string after(bool ok, KrMarkup& m)
 {
-    return std::string(m.GetTagName() + "/" + m.GetChildTagName());
+    const std::string where = std::string(m.GetTagName()) + "/" + std::string(m.GetChildTagName());
+    const std::string id = m.GetChildAttrib("id");
+    return !ok ? "refused" : id.empty() ? where : where + "#" + id;
 }
 
 std::string repeat(const std::string& piece, int count)
@@ -161,23 +164,16 @@ TEST(KrMarkupTest, MillionDeepNestingParsesWithoutRecursion)
 TEST(KrMarkupTest, NavigationFollowsTheThreeLevelCursor)
 {
     KrMarkup m("<r><item id=\"1\"><sub/></item><other/><item id=\"2\"/></r>");
-    EXPECT_FALSE(m.IntoElem() || m.OutOfElem());  // no main element yet, no parent
-    EXPECT_TRUE(m.FindChildElem("item"));         // finds the root first
-    EXPECT_EQ(pos(m) + "=" + m.GetChildAttrib("id"), "r/item=1");
-    EXPECT_TRUE(m.FindChildElem("item/sub"));  // the name matches up to '/'
-    EXPECT_EQ(m.GetChildAttrib("id"), "2");
+    EXPECT_EQ(after(m.IntoElem() || m.OutOfElem(), m), "refused");  // no main element, no parent
+    EXPECT_EQ(after(m.FindChildElem("item"), m), "r/item#1");       // finds the root first
+    EXPECT_EQ(after(m.FindChildElem("item/sub"), m), "r/item#2");   // matches up to '/'
     EXPECT_FALSE(m.FindChildElem("item"));
     m.ResetChildPos();
-    EXPECT_TRUE(m.FindChildElem("item[2]"));
-    EXPECT_EQ(m.GetChildAttrib("id"), "1");
-    EXPECT_TRUE(m.IntoElem() && m.FindChildElem());
-    EXPECT_EQ(pos(m), "item/sub");
-    EXPECT_TRUE(m.SavePos("at-sub") && m.FindElem());
-    EXPECT_EQ(m.GetTagName(), "other");
-    EXPECT_TRUE(m.OutOfElem());
-    EXPECT_EQ(pos(m), "r/other");
-    EXPECT_TRUE(m.RestorePos("at-sub"));
-    EXPECT_EQ(pos(m), "item/sub");
+    EXPECT_EQ(after(m.FindChildElem("item[2]"), m), "r/item#1");
+    EXPECT_EQ(after(m.IntoElem() && m.FindChildElem(), m), "item/sub");
+    EXPECT_EQ(after(m.SavePos("at-sub") && m.FindElem(), m), "other/");
+    EXPECT_EQ(after(m.OutOfElem(), m), "r/other");
+    EXPECT_EQ(after(m.RestorePos("at-sub"), m), "item/sub");
     EXPECT_FALSE(m.RestorePos("unknown") || m.SavePos(nullptr) || m.RestorePos(nullptr));
     m.ResetMainPos();
     EXPECT_EQ(m.GetTagName(), "");
@@ -264,8 +260,8 @@ TEST(KrMarkupTest, EditsWriteTheTextAndKeepTheIndex)
 TEST(KrMarkupTest, WriterEscapesAndPlacesElements)
 {
     KrMarkup m("<root>\r\n<c>v</c>\r\n</root>\r\n");
-    EXPECT_TRUE(m.FindChildElem() && m.AddChildElem("d", "a<b&c>'\"") && m.InsertChildElem("b"));
-    EXPECT_EQ(m.GetChildTagName(), "b");
+    const bool added = m.FindChildElem() && m.AddChildElem("d", "a<b&c>'\"");
+    EXPECT_EQ(after(added && m.InsertChildElem("b"), m), "root/b");
     m.ResetChildPos();
     EXPECT_TRUE(m.InsertChildElem("a") && m.IntoElem() && m.AddElem("after-a"));
     // AddAttrib replaces, no duplicate.
@@ -285,19 +281,15 @@ TEST(KrMarkupTest, RemovingKeepsTheWalkGoingAndSubDocumentsReadBack)
 {
     KrMarkup m("<r>\r\n  <a/>\r\n  <b><x/></b>\r\n  <c/>\r\n</r>");
     ASSERT_TRUE(m.FindElem() && m.IntoElem() && m.FindElem("b"));
-    EXPECT_TRUE(m.FindChildElem() && m.SavePos("inside-b") && m.RemoveElem());
-    EXPECT_EQ(m.GetTagName(), "a");
-    EXPECT_TRUE(m.FindElem());
-    EXPECT_EQ(m.GetTagName(), "c");
+    EXPECT_EQ(after(m.FindChildElem() && m.SavePos("inside-b") && m.RemoveElem(), m), "a/");
+    EXPECT_EQ(after(m.FindElem(), m), "c/");
     EXPECT_EQ(m.GetDoc(), "<r>\r\n  <a/>\r\n  <c/>\r\n</r>");
     EXPECT_FALSE(m.RestorePos("inside-b"));  // its element is gone
     EXPECT_EQ(KrMarkupProbe::Mismatch(m), "");
     m.OutOfElem();
     m.ResetChildPos();
-    EXPECT_TRUE(m.FindChildElem("a") && m.RemoveChildElem());
-    EXPECT_EQ(m.GetChildTagName(), "");
-    EXPECT_TRUE(m.FindChildElem());
-    EXPECT_EQ(m.GetChildTagName(), "c");
+    EXPECT_EQ(after(m.FindChildElem("a") && m.RemoveChildElem(), m), "r/");
+    EXPECT_EQ(after(m.FindChildElem(), m), "r/c");
     EXPECT_EQ(m.GetDoc(), "<r>\r\n  <c/>\r\n</r>");
 
     KrMarkup sub("<r><a/><s k='1'><t>x</t></s>\r\n</r>");
@@ -371,24 +363,20 @@ TEST(KrMarkupTest, RandomEditsKeepIndexAndTextInAgreement)
     const char *name = nullptr, *value = nullptr;
     int edits = 0, step = 0;
     // The first five only move the cursor; the rest edit.
+    // clang-format off
     const std::function<bool()> steps[] = {
-        [&] { return m.FindElem(); },
-        [&] { return m.FindChildElem(); },
-        [&] { return m.IntoElem(); },
-        [&] { return m.OutOfElem(); },
-        [&] { return m.ResetMainPos(), true; },
-        [&] { return m.AddElem(name, value); },
-        [&] { return m.InsertElem(name, value); },
-        [&] { return m.AddChildElem(name, value); },
+        [&] { return m.FindElem(); }, [&] { return m.FindChildElem(); },
+        [&] { return m.IntoElem(); }, [&] { return m.OutOfElem(); },
+        [&] { return m.ResetMainPos(), true; }, [&] { return m.AddElem(name, value); },
+        [&] { return m.InsertElem(name, value); }, [&] { return m.AddChildElem(name, value); },
         [&] { return m.InsertChildElem(name, value); },
         [&] { return m.AddChildSubDoc(fragments[random() % 3]); },
         [&] { return m.InsertSubDoc(fragments[random() % 3]); },
         [&] { return m.SetAttrib(name, value); },
         [&] { return m.SetChildAttrib(name, static_cast<int>(random() % 100)); },
         [&] { return m.SetData(value, static_cast<int>(random() % 2)); },
-        [&] { return m.RemoveChildElem(); },
-        [&] { return step % 5 == 0 && m.RemoveElem(); },
-    };
+        [&] { return m.RemoveChildElem(); }, [&] { return step % 5 == 0 && m.RemoveElem(); }};
+    // clang-format on
     for (step = 0; step < 600; ++step)
     {
         name = names[random() % 4];

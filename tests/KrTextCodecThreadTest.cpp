@@ -12,14 +12,7 @@
 
 using namespace KRN;
 
-namespace
-{
-// What iconv makes of text, or nothing when it refuses it.
-std::string converted(const std::string& to, const std::string& from, const std::string& text)
-{
-    return KrTest::IconvOracle(to, from, text).value_or("");
-}
-}  // namespace
+using KrTest::IconvOracle;
 
 // The decode table of a GB charset is built on first use: threads that all convert at once
 // from charsets none of them used before must each get exactly what iconv gives.
@@ -37,7 +30,7 @@ TEST(KrTextCodecThreadTest, FirstConversionsFromGbCharsetsRunOnSeveralThreadsAtO
         }
     ASSERT_GT(text.size(), 3000u);
     std::vector<std::string> expected;
-    for (const char* from : sources) expected.push_back(*KrTest::IconvOracle("UTF-8", from, text));
+    for (const char* from : sources) expected.push_back(*IconvOracle("UTF-8", from, text));
     std::atomic<int> ready{0}, matches{0};
     runThreads(6,
                [&](int t)
@@ -85,11 +78,10 @@ TEST(KrTextCodecThreadTest, KrStringUTF8KeepsTheCharsetOfItsFirstUseOnEveryThrea
     std::vector<std::string> expected;
     for (int i = 0; i < 3; ++i)
     {
-        const std::string decoded = converted("UTF-8", first, in[i]);
-        std::string encoded = converted(first, "UTF-8", utf8[i]);
-        while (!encoded.empty() && encoded.back() == '\0') encoded.pop_back();
+        std::string decoded = IconvOracle("UTF-8", first, in[i]).value_or(""),
+                    encoded = IconvOracle(first, "UTF-8", utf8[i]).value_or("");
         expected.push_back(decoded.substr(0, decoded.find('\0')));
-        expected.push_back(encoded);
+        expected.push_back(encoded.erase(encoded.find_last_not_of('\0') + 1));
     }
     for (int t = 0; t < 4; ++t) EXPECT_EQ(got[t], expected) << "thread " << t << ", " << first;
 }
