@@ -244,7 +244,7 @@ TEST(KrStringTest, NumbersFromAndToText)
     EXPECT_EQ(S("nope").ToDouble(), 0.0);
 }
 
-TEST(KrStringTest, SplitExactAndAsASetAndFormatToAnyLength)
+TEST(KrStringTest, SplitFormatAndResourceTexts)
 {
     // Text, delimiter, exact, pieces.
     // clang-format off
@@ -273,14 +273,11 @@ TEST(KrStringTest, SplitExactAndAsASetAndFormatToAnyLength)
     EXPECT_TRUE(none.IsEmpty() && empty.IsEmpty());
     s.Format("<%s|%s>", megabyte.c_str(), "end");
     EXPECT_TRUE(std::string(s) == "<" + megabyte + "|end>");
-}
 
-// LoadString and Format(id) read the installed loader: its text with its charset, and the
-// not-found flag (true) for empty texts; without a loader every id is missing. The loader the
-// configuration installs has no text for unknown ids.
-TEST(KrStringTest, ResourceTextsComeFromTheInstalledLoader)
-{
-    KrString s("kept");
+    // LoadString and Format(id) read the installed loader: its text with its charset, and the
+    // not-found flag (true) for empty texts; without a loader every id is missing. The loader the
+    // configuration installs has no text for unknown ids.
+    s = "kept";
     EXPECT_TRUE(s.LoadString(987654) && s.IsEmpty());  // true means: no text
     s.Format(987654u, 1, 2);
     EXPECT_TRUE(s.IsEmpty());
