@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "Base/ZoBase.h"
-#include "KrIconvOracle.h"
 
 using namespace KRN;
 
@@ -15,9 +14,8 @@ using namespace KRN;
 TEST(KrStringUCS2LETest, UnitsAreLittleEndianAndTerminatedAndEmptyOnFailure)
 {
     const auto utf8 = KrTextCodec::UTF8_CHARSET;
-    const std::string gb = *KrTest::IconvOracle("GB18030", "UTF-8", "\xe4\xba\xac");  // U+4EAC
     const KrStringUCS2LE empty, ab(KrString("ab"), utf8), bad(KrString("a\xff"), utf8),
-        jing(KrString(gb), KrTextCodec::DEFAULT_CHARSET);  // 1 is GB18030 here
+        jing(KrString("\xe4\xba\xac"), utf8);  // U+4EAC
     KrStringUCS2LE storage;
     storage.RemoveAll();  // an object without storage
     using Units = std::vector<unsigned short>;
