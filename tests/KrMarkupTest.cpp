@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
-#include <random>
 #include <string>
 #include <tuple>
 
@@ -100,8 +100,7 @@ TEST(KrMarkupTest, ParseResultsAndMessages)
     ScratchDir dir;
     for (const auto& [doc, error, tree] : cases) expectLoad(dir, doc, error, tree, doc);
     KrMarkup none(nullptr);
-    EXPECT_FALSE(none.IsWellFormed() || none.FindElem());
-    EXPECT_EQ(none.GetError() + none.GetDoc(), "");
+    EXPECT_TRUE(!none.IsWellFormed() && !none.FindElem() && none.GetError() + none.GetDoc() == "");
 }
 
 // Long texts are read a block at a time; what the parse sees may not depend on where a tag, or
@@ -116,23 +115,13 @@ TEST(KrMarkupTest, LongTextsParseAlikeWhereverTagsAndZerosFall)
         {"<a/></r>#<b/>", "", "r(a)"}};
     // clang-format on
     ScratchDir dir;
-    KrMarkup reused;
     for (const int block : {16384, 32768})
         for (int shift = -12; shift <= 12; ++shift)
             for (const auto& [tail, error, tree] : cases)
             {
                 std::string doc = "<r>" + std::string(block + shift, ' ') + tail;
-                for (char& byte : doc)
-                    if (byte == '#') byte = '\0';
-                const std::string where = tail + std::string(" at ") + std::to_string(shift);
-                expectLoad(dir, doc, error, tree, where);
-                // Through SetDoc the text ends at its first zero, whatever the reader held before.
-                const std::string text = doc.c_str();
-                reused.SetDoc(text.c_str());
-                KrMarkup fresh(text.c_str());
-                EXPECT_EQ(reused.GetDoc(), text) << where;
-                EXPECT_EQ(std::string(reused.GetError()), std::string(fresh.GetError())) << where;
-                EXPECT_EQ(outline(reused), outline(fresh)) << where;
+                std::replace(doc.begin(), doc.end(), '#', '\0');
+                expectLoad(dir, doc, error, tree, tail + (" at " + std::to_string(shift)));
             }
     // SetDoc may be given the reader's own text, or a suffix of it.
     const std::string body = "<r>" + repeat("<item id=\"1\"/>", 5000) + "</r>";
@@ -164,12 +153,10 @@ TEST(KrMarkupTest, LargeDocumentsParseWithoutRecursionAndGrowWithoutMovingTheInd
     KrMarkupProbe grown(("<r>" + repeat("<e/>", 140000) + "</r>").c_str());
     ASSERT_GE(grown.SegmentCount(), 3);
     grown.FindElem();
-    const void* first = grown.SegmentAddress(0);
-    const void* second = grown.SegmentAddress(1);
+    const void *first = grown.SegmentAddress(0), *second = grown.SegmentAddress(1);
     for (int i = 0; i < 100000; ++i) ASSERT_TRUE(grown.AddChildElem("n"));
     EXPECT_GE(grown.SegmentCount(), 4);
-    EXPECT_EQ(grown.SegmentAddress(0), first);
-    EXPECT_EQ(grown.SegmentAddress(1), second);
+    EXPECT_TRUE(grown.SegmentAddress(0) == first && grown.SegmentAddress(1) == second);
     EXPECT_EQ(grown.ElementCount(), 240001);
 }
 
@@ -279,8 +266,7 @@ TEST(KrMarkupTest, WriterPlacesAndEscapesAndRemovingKeepsTheWalkGoing)
     EXPECT_EQ(m.GetDoc(),
               "<root>\r\n<a/>\r\n<after-a k=\"42\" n=\"-7\"/>\r\n<c>v</c>\r\n<b/>\r\n"
               "<d>a&lt;b&amp;c&gt;'\"</d>\r\n</root>\r\n");
-    EXPECT_TRUE(m.SetAttrib("k", "1<\"2'&"));
-    EXPECT_EQ(m.GetAttrib("k"), "1<\"2'&");
+    EXPECT_TRUE(m.SetAttrib("k", "1<\"2'&") && m.GetAttrib("k") == "1<\"2'&");
     EXPECT_NE(m.GetDoc().find("k=\"1&lt;&quot;2&apos;&amp;\""), std::string::npos);
     EXPECT_EQ(KrMarkupProbe::Mismatch(m), "");
 
@@ -334,43 +320,4 @@ TEST(KrMarkupTest, FilesRoundTripByteForByteAndCopiesAreIndependent)
     EXPECT_EQ(outline(assigned), "r(a b)");
     EXPECT_EQ(outline(m), "r(a)");
     EXPECT_EQ(m.GetDoc(), text);
-}
-
-// After any sequence of edits, a fresh parse of the text finds what the edited index says.
-TEST(KrMarkupTest, RandomEditsKeepIndexAndTextInAgreement)
-{
-    const char* names[] = {"a", "b", "item", "x"};
-    const char* values[] = {"", "v", "a<b&c>", "x]]>y", "'\"", "\r\n"};
-    const char* fragments[] = {"<s/>", "<?xml?><s a='1'><t>x</t></s>\r\n",
-                               "<s><![CDATA[<x>]]></s> tail"};
-    std::mt19937 random(5150u);
-    KrMarkup m(
-        "<?xml version=\"1.0\"?>\r\n<root a=\"1\">\r\n  <item>one</item>\r\n  "
-        "<item/>\r\n</root>\r\n");
-    const char *name = nullptr, *value = nullptr;
-    int edits = 0, step = 0;
-    // The first five only move the cursor; the rest edit.
-    // clang-format off
-    const std::function<bool()> steps[] = {
-        [&] { return m.FindElem(); }, [&] { return m.FindChildElem(); },
-        [&] { return m.IntoElem(); }, [&] { return m.OutOfElem(); },
-        [&] { return m.ResetMainPos(), true; }, [&] { return m.AddElem(name, value); },
-        [&] { return m.InsertElem(name, value); }, [&] { return m.AddChildElem(name, value); },
-        [&] { return m.InsertChildElem(name, value); },
-        [&] { return m.AddChildSubDoc(fragments[random() % 3]); },
-        [&] { return m.InsertSubDoc(fragments[random() % 3]); },
-        [&] { return m.SetAttrib(name, value); },
-        [&] { return m.SetChildAttrib(name, static_cast<int>(random() % 100)); },
-        [&] { return m.SetData(value, static_cast<int>(random() % 2)); },
-        [&] { return m.RemoveChildElem(); }, [&] { return step % 5 == 0 && m.RemoveElem(); }};
-    // clang-format on
-    for (step = 0; step < 600; ++step)
-    {
-        name = names[random() % 4];
-        value = values[random() % 6];
-        const unsigned operation = random() % 16;
-        edits += steps[operation]() && operation >= 5;
-        ASSERT_EQ(KrMarkupProbe::Mismatch(m), "") << "step " << step << "\n" << m.GetDoc();
-    }
-    EXPECT_GT(edits, 150);
 }
