@@ -38,39 +38,31 @@ const KrTextCodec::Charset kDefault = KrTextCodec::DEFAULT_CHARSET;
 
 TEST(KrStringTest, ConstructionAccessAndCopiesTolerateBadArguments)
 {
-    KrString s("abc"), padded("abc"), appended;
-    padded.SetLength(5);
-    appended.SetCapacity(-1);
-    appended.Append(nullptr, 4);
-    appended.Append("xyz", -1);
-    appended.Append("xyz", 2);
-    appended += static_cast<const char*>(nullptr);
-    appended += '\0';
-    s.SetAt(0, 'X');
-    s[1] = 'Y';
+    KrString s("abc"), padded("abc"), appended, assigned, appendedZero("x");
     // Copies stop at an embedded zero and carry the charset; a move takes every byte.
     KrString withZero("ab\0cd", 5);
     withZero.SetCharset(kUtf8);
-    KrString copy(withZero), assigned, appendedZero("x");
-    assigned = withZero;
-    appendedZero += withZero;
+    // Braced lists evaluate in order: each row sees the edits of the rows before it.
     // clang-format off
-    expectAll<TextCase>({{KrString(nullptr), ""}, {KrString(nullptr, 5), ""},
-        {KrString("abcdef", 3), "abc"}, {KrString("abc", -2), ""}, {KrString('x', 3), "xxx"},
-        {KrString('x', 0), ""}, {KrString('x', -4), ""}, {s, "XYc"}, {appendedZero, "xab"}});
-    expectAll<IntCase>({{padded.GetLength(), 5}, {padded[4], '\0'}, {s.GetAt(2), 'c'},
-        {(padded.SetLength(-3), padded.GetLength()), 0}, {appended.GetLength(), 3},
-        {copy.GetLength(), 2}, {copy.GetCharset(), kUtf8}, {assigned.GetLength(), 2},
-        {assigned.GetCharset(), kUtf8}, {(KrString("y") + withZero).GetLength(), 3},
+    expectAll<IntCase>({{(padded.SetLength(5), padded.GetLength()), 5}, {padded[4], '\0'},
+        {(padded.SetLength(-3), padded.GetLength()), 0},
+        {(appended.SetCapacity(-1), appended.Append(nullptr, 4), appended.Append("xyz", -1),
+          appended.Append("xyz", 2), appended += static_cast<const char*>(nullptr),
+          appended += '\0', appended.GetLength()), 3},
+        {s.GetAt(2), 'c'}, {(s.SetAt(0, 'X'), s[1] = 'Y', s == "XYc"), true},
+        {KrString(withZero).GetLength(), 2}, {KrString(withZero).GetCharset(), kUtf8},
+        {(assigned = withZero).GetLength(), 2}, {assigned.GetCharset(), kUtf8},
+        {(appendedZero += withZero) == "xab", true}, {(KrString("y") + withZero).GetLength(), 3},
         {KrString(std::move(withZero)).GetLength(), 5}, {s.GetCharset(), kDefault},
         {(assigned = "plain").GetCharset(), kDefault}});
+    expectAll<TextCase>({{KrString(nullptr), ""}, {KrString(nullptr, 5), ""},
+        {KrString("abcdef", 3), "abc"}, {KrString("abc", -2), ""}, {KrString('x', 3), "xxx"},
+        {KrString('x', 0), ""}, {KrString('x', -4), ""}});
     // clang-format on
-    for (int i : {3, -1, INT_MIN, INT_MAX})
-    {
-        EXPECT_THROW(s.GetAt(i), std::out_of_range);
-        EXPECT_THROW(s.SetAt(i, 'q'), std::out_of_range);
-        EXPECT_THROW(s[i], std::out_of_range);
-    }
+    const int outside[] = {3, -1, INT_MIN, INT_MAX};
+    for (int i : outside) EXPECT_THROW(s.GetAt(i), std::out_of_range) << i;
+    for (int i : outside) EXPECT_THROW(s.SetAt(i, 'q'), std::out_of_range) << i;
+    for (int i : outside) EXPECT_THROW(s[i], std::out_of_range) << i;
 }
 
 // CompareNoCase compares lengths first. An equal high byte is skipped; the trail byte below it
