@@ -74,7 +74,7 @@ TEST(KrStringWTest, ConversionsMatchIconvAndCharsetOneMeansTheSystemCharset)
     const std::string gb = *KrTest::IconvOracle("GB18030", "UTF-8", utf8);
     const std::string units = *KrTest::IconvOracle("UTF-16LE", "UTF-8", utf8);
     KrStringW wide;
-    wide.FromString(KrString(gb.data(), static_cast<int>(gb.size())), KrTextCodec::GB2312_CHARSET);
+    wide.FromString(KrString(gb), KrTextCodec::GB2312_CHARSET);
     std::string littleEndian;
     for (char16_t unit : wide) littleEndian += {char(unit & 0xff), char(unit >> 8)};
     EXPECT_EQ(littleEndian, units);
