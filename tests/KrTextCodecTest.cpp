@@ -168,10 +168,9 @@ TEST(KrTextCodecTest, ConvertTakesEveryInputByteOrLeavesTheOutputUntouched)
                  unknown.Convert(untouched, "abc"));
     // Five bytes per input byte must fit an int: longer inputs are refused before any byte is
     // read, so the pointer may be short.
-    for (const auto& [input, length] : {std::pair<const char*, int>{nullptr, 3},
-                                        {"abc", -1},
-                                        {"abc", INT_MAX},
-                                        {"abc", INT_MAX / 5 + 1}})
+    const std::pair<const char*, int> refused[] = {
+        {nullptr, 3}, {"abc", -1}, {"abc", INT_MAX}, {"abc", INT_MAX / 5 + 1}};
+    for (const auto& [input, length] : refused)
         EXPECT_FALSE(plain.Convert(untouched, input, length)) << length;
     EXPECT_EQ(tagged(untouched), Tagged("kept", KrTextCodec::THAI_CHARSET));
     EXPECT_TRUE(plain.Convert(untouched, nullptr, 0) && untouched.IsEmpty());
@@ -301,12 +300,16 @@ TEST(KrTextCodecTest, EveryShortCodeAndRandomMixedTextsConvertAsIconvDoes)
         for (int from = 0; from < 3; ++from) gb[from].push_back(gbText(from == 0));
     int converted = 0, total = 0;
     for (const char* to : kUnicodeTargets)
-        compareWithIconv(to, "UTF-8", shortUtf8),
-            compareWithIconv(to, "UTF-8", utf8, &total, &converted);
+    {
+        compareWithIconv(to, "UTF-8", shortUtf8);
+        compareWithIconv(to, "UTF-8", utf8, &total, &converted);
+    }
     for (int from = 0; from < 3; ++from)
         for (const char* to : kGbTargets)
-            compareWithIconv(to, kGbSources[from], shortGb),
-                compareWithIconv(to, kGbSources[from], gb[from], &total, &converted);
+        {
+            compareWithIconv(to, kGbSources[from], shortGb);
+            compareWithIconv(to, kGbSources[from], gb[from], &total, &converted);
+        }
     // Both outcomes must be well represented for the comparison to mean something.
     EXPECT_GT(converted, total / 5);
     EXPECT_LT(converted, total - total / 5);
