@@ -32,11 +32,9 @@ TEST(KrStringWTest, SubstringsCaseAndComparisonFollowTheirOwnRules)
         {u"b", u"ABCD", 1},  {u"a", nullptr, 1},  {u"\u00c4", u"\u00e4", -1}};
     // clang-format on
     for (const auto& [result, expected] : cases) EXPECT_EQ(result, expected);
+    const auto signOf = [](int result) { return (result > 0) - (result < 0); };
     for (const auto& [a, b, sign] : orders)
-    {
-        const int result = KrStringW(a).CompareNoCase(b);
-        EXPECT_EQ((result > 0) - (result < 0), sign) << static_cast<int>(a[0]);
-    }
+        EXPECT_EQ(signOf(KrStringW(a).CompareNoCase(b)), sign) << static_cast<int>(a[0]);
 }
 
 TEST(KrStringWTest, SharedVocabularyBehavesAsTheNarrowString)
