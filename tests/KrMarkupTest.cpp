@@ -69,7 +69,7 @@ void expectLoad(const ScratchDir& dir, const std::string& doc, const char* error
 
 }  // namespace
 
-TEST(KrMarkupTest, ParseResultsAndMessages)
+TEST(KrMarkupTest, ParseResultsAndMessagesWhereverTagsAndZerosFall)
 {
     // clang-format off
     const std::tuple<std::string, const char*, const char*> cases[] = {
@@ -101,23 +101,19 @@ TEST(KrMarkupTest, ParseResultsAndMessages)
     for (const auto& [doc, error, tree] : cases) expectLoad(dir, doc, error, tree, doc);
     KrMarkup none(nullptr);
     EXPECT_TRUE(!none.IsWellFormed() && !none.FindElem() && none.GetError() + none.GetDoc() == "");
-}
 
-// Long texts are read a block at a time; what the parse sees may not depend on where a tag, or
-// a zero byte that ends the text early, falls against those blocks.
-TEST(KrMarkupTest, LongTextsParseAlikeWhereverTagsAndZerosFall)
-{
+    // Long texts are read a block at a time; what the parse sees may not depend on where a tag, or
+    // a zero byte that ends the text early, falls against those blocks.
     // What follows the padding ('#' stands for a zero byte), the message and the elements.
     // clang-format off
-    const std::tuple<const char*, const char*, const char*> cases[] = {
+    const std::tuple<const char*, const char*, const char*> tails[] = {
         {"<a x='1'/></r>", "", "r(a)"}, {"#<a/></r>", "Element tag not found", ""},
         {"<a x='#'/></r>", "End of tag not found", ""}, {"<a/>#</r>", "Element tag not found", ""},
         {"<a/></r>#<b/>", "", "r(a)"}};
     // clang-format on
-    ScratchDir dir;
     for (const int block : {16384, 32768})
         for (int shift = -12; shift <= 12; ++shift)
-            for (const auto& [tail, error, tree] : cases)
+            for (const auto& [tail, error, tree] : tails)
             {
                 std::string doc = "<r>" + std::string(block + shift, ' ') + tail;
                 std::replace(doc.begin(), doc.end(), '#', '\0');
@@ -214,7 +210,7 @@ TEST(KrMarkupTest, ReadingFollowsTheThreeLevelCursorFindsQuotedAttributesAndUnes
 
 // One edit with the cursor on the root: it succeeds exactly when it changes the text, which
 // must then read as given, and the edited index must agree with a fresh parse of that text.
-TEST(KrMarkupTest, EditsWriteTheTextAndKeepTheIndex)
+TEST(KrMarkupTest, EditsWriteTheTextKeepTheIndexAndTheWalkGoing)
 {
     using M = KrMarkup;
     const char* prolog = "<?xml version=\"1.0\"?>\r\n<!-- c --><s k='1'><t>x</t></s>\r\n<junk/>";
@@ -250,10 +246,7 @@ TEST(KrMarkupTest, EditsWriteTheTextAndKeepTheIndex)
         EXPECT_EQ(m.GetDoc(), result) << doc;
         EXPECT_EQ(KrMarkupProbe::Mismatch(m), "") << doc;
     }
-}
 
-TEST(KrMarkupTest, WriterPlacesAndEscapesAndRemovingKeepsTheWalkGoing)
-{
     KrMarkup m("<root>\r\n<c>v</c>\r\n</root>\r\n");
     const bool added = m.FindChildElem() && m.AddChildElem("d", "a<b&c>'\"");
     EXPECT_EQ(after(added && m.InsertChildElem("b"), m), "root/b");
