@@ -30,15 +30,12 @@ public:
     // The bytes of in converted, or nothing when iconv rejects the input (or was not opened).
     std::optional<std::string> operator()(const std::string& in)
     {
-        if (!IsOpen()) return std::nullopt;
-        iconv(m_cd, nullptr, nullptr, nullptr, nullptr);
         std::string out(in.size() * 4 + 16, '\0');
-        char* input = const_cast<char*>(in.data());
-        size_t inputLeft = in.size();
-        char* output = &out[0];
-        size_t outputLeft = out.size();
-        const size_t result = iconv(m_cd, &input, &inputLeft, &output, &outputLeft);
-        if (result == static_cast<size_t>(-1)) return std::nullopt;
+        char *input = const_cast<char*>(in.data()), *output = &out[0];
+        size_t inputLeft = in.size(), outputLeft = out.size();
+        if (!IsOpen() || iconv(m_cd, nullptr, nullptr, nullptr, nullptr) != 0 ||
+            iconv(m_cd, &input, &inputLeft, &output, &outputLeft) == static_cast<size_t>(-1))
+            return std::nullopt;
         out.resize(out.size() - outputLeft);
         return out;
     }
