@@ -10,36 +10,25 @@
 
 using namespace KRN;
 
-namespace
-{
-template <class F>
-std::string subscriptError(F&& f)
-{
-    try
-    {
-        f();
-    }
-    catch (const std::out_of_range& e)
-    {
-        return e.what();
-    }
-    return "no exception";
-}
-}  // namespace
-
 TEST(KrBitArrayTest, SizeCapacityAndBounds)
 {
-    KrBitArray bits(33, true);
+    KrBitArray bits(33, true), empty;
     EXPECT_EQ(bits.GetCapacity(), 64);
     for (int i = 0; i < 33; ++i) EXPECT_TRUE(bits.GetAt(i));
     for (int index : {-1, 33, 1 << 30})
-    {
-        EXPECT_EQ(subscriptError([&] { bits.GetAt(index); }), "invalid vector<bool> subscript");
-        EXPECT_EQ(subscriptError([&] { bits.SetAt(index, true); }),
-                  "invalid vector<bool> subscript");
-    }
-
-    KrBitArray empty;
+        for (bool set : {false, true})
+        {
+            std::string message = "no exception";
+            try
+            {
+                set ? bits.SetAt(index, true) : (void)bits.GetAt(index);
+            }
+            catch (const std::out_of_range& e)
+            {
+                message = e.what();
+            }
+            EXPECT_EQ(message, "invalid vector<bool> subscript") << index;
+        }
     empty.SetCapacity(1);
     EXPECT_EQ(empty.GetCapacity(), 32);
     empty.SetCapacity(0);
@@ -50,8 +39,7 @@ TEST(KrBitArrayTest, SizeCapacityAndBounds)
     EXPECT_TRUE(bits[4]);
     for (int i = 5; i < 40; ++i) EXPECT_FALSE(bits[i]) << i;
     bits.RemoveAll();
-    EXPECT_EQ(bits.GetSize(), 0);
-    EXPECT_EQ(bits.GetCapacity(), 0);
+    EXPECT_TRUE(bits.GetSize() == 0 && bits.GetCapacity() == 0);
 }
 
 TEST(KrBitArrayTest, InsertAppendAgainstAVectorOfBool)
@@ -65,24 +53,17 @@ TEST(KrBitArrayTest, InsertAppendAgainstAVectorOfBool)
         const int index = static_cast<int>(random() % 80) - 10;
         const int at = std::clamp(index, 0, static_cast<int>(model.size()));
         const std::vector<bool> before = model;  // a range inserted from a copy, never from itself
-        switch (random() % 4)
-        {
-            case 0:
-                EXPECT_EQ(bits.Add(value), static_cast<int>(model.size()));
-                model.push_back(value);
-                break;
-            case 1:
-                bits.InsertAt(index, value);
-                model.insert(model.begin() + at, value);
-                break;
-            case 2:
-                bits.InsertAt(index, KrBitArray(bits));
-                model.insert(model.begin() + at, before.begin(), before.end());
-                break;
-            default:
-                EXPECT_EQ(bits.Append(bits), static_cast<int>(model.size()));
-                model.insert(model.end(), before.begin(), before.end());
-        }
+        const unsigned op = random() % 4;  // Add, InsertAt one, InsertAt a copy, Append itself
+        if (op == 0 || op == 3)
+            EXPECT_EQ(op == 0 ? bits.Add(value) : bits.Append(bits),
+                      static_cast<int>(before.size()));
+        else if (op == 1)
+            bits.InsertAt(index, value);
+        else
+            bits.InsertAt(index, KrBitArray(bits));
+        const std::vector<bool> added = op < 2 ? std::vector<bool>{value} : before;
+        model.insert(op == 0 || op == 3 ? model.end() : model.begin() + at, added.begin(),
+                     added.end());
         if (model.size() > 2000)
         {
             bits.SetSize(100);

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <random>
 #include <set>
 #include <string>
@@ -32,98 +31,86 @@ KrString bytes(const std::string& s)
 }
 }  // namespace
 
-TEST(KrHashTest, EmptyKeysAreNeverStoredAndOthersAreCaseSensitive)
+// Empty keys are never stored; others are case-sensitive; overwriting and operator[] never
+// insert. A moved-from table stays usable, and wild positions are clamped.
+TEST(KrHashTest, KeysValuesMovesAndWildPositions)
 {
     KrHash<KrString> h;
     h.SetAt("", "x");
     KrString value("untouched");
-    EXPECT_EQ(h.Lookup("", value), 0);
-    EXPECT_EQ(value, "untouched");
+    EXPECT_TRUE(h.Lookup("", value) == 0 && value == "untouched");
     EXPECT_TRUE(h.GetCount() == 0 && h.GetStartPosition() == 0 && h.IsEOF(0));
     h.SetAt("A", "upper");
     h.SetAt("a", "lower");
     h.SetAt("A", "again");
-    EXPECT_EQ(h["A"], "again");
-    EXPECT_EQ(h["a"], "lower");
-    EXPECT_EQ(h["missing"], "");
-    EXPECT_EQ(h.GetCount(), 2);  // overwriting and operator[] never insert
-    EXPECT_EQ(slots(h).size(), 2u);
-}
+    EXPECT_TRUE(h["A"] == "again" && h["a"] == "lower" && h["missing"] == "");
+    EXPECT_TRUE(h.GetCount() == 2 && slots(h).size() == 2u);
 
-TEST(KrHashTest, KeysLandInTheSlotsTheProbeRulesGive)
-{
-    // Slots worked out by hand from the hash and probe rules. "a", "e" and "i" all have home
-    // slot 1 of 4; the growth to 4 slots re-places "e" (probed into slot 0 of 2) first. Of the
-    // longer keys, "abc" and "settings" land where only the shifted hash sends them, and
-    // "\xe4\xb8\xad" (sign-extended bytes) collides with "abc" and steps on by 15.
-    const std::pair<std::vector<const char*>, Slots> cases[] = {
-        {{"a", "e", "i"}, {{1, "e"}, {2, "a"}, {3, "i"}}},
-        {{"a", "e", "i", "abc", "settings", "LogFileLocation", "\xe4\xb8\xad"},
-         {{0, "settings"},
-          {1, "a"},
-          {5, "e"},
-          {8, "LogFileLocation"},
-          {9, "i"},
-          {12, "\xe4\xb8\xad"},
-          {13, "abc"}}},
-    };
-    for (const auto& [keys, expected] : cases)
-    {
-        KrHash<KrString> h;
-        for (const char* key : keys) h.SetAt(key, "v");
-        EXPECT_EQ(slots(h), expected) << keys.size() << " keys";
-        KrHash<KrString> copy(h), assigned;
-        assigned.SetAt("stale", "x");
-        assigned.Copy(h);
-        EXPECT_EQ(slots(copy), expected);
-        EXPECT_EQ(slots(assigned), expected);
-    }
-}
-
-TEST(KrHashTest, PointerValuesMovedFromTablesAndWildPositions)
-{
-    KrHash<void*> h;
+    KrHash<void*> p;
     int target = 0;
-    h.SetAt("p", &target);
-    EXPECT_EQ(h["q"], nullptr);
-    KrHash<void*> moved(std::move(h));
+    p.SetAt("p", &target);
+    EXPECT_EQ(p["q"], nullptr);
+    KrHash<void*> moved(std::move(p));
     EXPECT_EQ(moved["p"], &target);
     void* found = nullptr;
-    EXPECT_EQ(h.Lookup("p", found), 0);  // NOLINT: a moved-from table stays usable
-    h.GetStartPosition();
-    EXPECT_TRUE(h.IsEOF(0));
-    h.SetAt("r", &target);
-    EXPECT_EQ(h["r"], &target);
+    EXPECT_EQ(p.Lookup("p", found), 0);  // NOLINT: a moved-from table stays usable
+    p.GetStartPosition();
+    EXPECT_TRUE(p.IsEOF(0));
+    p.SetAt("r", &target);
+    EXPECT_EQ(p["r"], &target);
 
     KrArray<KrHash<KrString>> tables;
     tables.SetSize(3);
     tables[1].SetAt("x", "y");
     tables.Add(tables[1]);
     EXPECT_EQ(tables[3]["x"], "y");
-
-    KrString key("k"), value("v");
+    KrString key("k");
     tables[1].GetStartPosition();
-    int pos = 1000;
-    tables[1].GetNextAssoc(pos, key, value);
-    EXPECT_EQ(key, "k");
-    pos = -5;
-    tables[1].GetNextAssoc(pos, key, value);
-    EXPECT_EQ(key, "x");
+    for (auto [pos, expected] : {std::pair{1000, "k"}, {-5, "x"}})
+    {
+        tables[1].GetNextAssoc(pos, key, value);
+        EXPECT_EQ(key, expected);
+    }
+}
+
+// Slots worked out by hand from the hash and probe rules. "a", "e" and "i" all have home slot
+// 1 of 4; the growth to 4 slots re-places "e" (probed into slot 0 of 2) first. Of the longer
+// keys, "abc" and "settings" land where only the shifted hash sends them, and "\xe4\xb8\xad"
+// (sign-extended bytes) collides with "abc" and steps on by 15.
+TEST(KrHashTest, KeysLandInTheSlotsTheProbeRulesGive)
+{
+    // clang-format off
+    const std::pair<std::vector<const char*>, Slots> cases[] = {
+        {{"a", "e", "i"}, {{1, "e"}, {2, "a"}, {3, "i"}}},
+        {{"a", "e", "i", "abc", "settings", "LogFileLocation", "\xe4\xb8\xad"},
+         {{0, "settings"}, {1, "a"}, {5, "e"}, {8, "LogFileLocation"}, {9, "i"},
+          {12, "\xe4\xb8\xad"}, {13, "abc"}}}};
+    // clang-format on
+    for (const auto& [keys, expected] : cases)
+    {
+        KrHash<KrString> h, assigned;
+        for (const char* key : keys) h.SetAt(key, "v");
+        KrHash<KrString> copy(h);
+        assigned.SetAt("stale", "x");
+        assigned.Copy(h);
+        EXPECT_EQ(slots(h), expected) << keys.size() << " keys";
+        EXPECT_EQ(slots(copy), expected);
+        EXPECT_EQ(slots(assigned), expected);
+    }
 }
 
 // The unrolled hash against the plain loop, at every length around the unrolling.
 TEST(KrHashTest, HashValMatchesAPlainLoopOnEveryByteAndLength)
 {
     std::mt19937 random(11);
-    for (size_t length = 0; length <= 40; ++length)
-        for (int round = 0; round < 20; ++round)
-        {
-            std::string s(length, '\0');
-            for (char& c : s) c = static_cast<char>(random());  // zeros and high bytes too
-            unsigned int h = 0;
-            for (char c : s) h = h * 33 ^ static_cast<unsigned int>(static_cast<signed char>(c));
-            ASSERT_EQ(bytes(s).HashVal(), h) << "length " << length;
-        }
+    for (size_t n = 0; n < 41 * 20; ++n)
+    {
+        std::string s(n / 20, '\0');
+        unsigned int h = 0;
+        for (char& c : s) c = static_cast<char>(random());  // zeros and high bytes too
+        for (char c : s) h = h * 33 ^ static_cast<unsigned int>(static_cast<signed char>(c));
+        ASSERT_EQ(bytes(s).HashVal(), h) << "length " << s.size();
+    }
     EXPECT_EQ(KrString("\xff").HashVal(), 0xFFFFFFFFu);
 }
 
@@ -149,9 +136,6 @@ TEST(KrHashTest, ManyKeysStayFindableThroughGrowthCopiesAndMoves)
         (i % 5 == 4 ? absent : keys).push_back(key);
     }
     const std::set<std::string> present(keys.begin(), keys.end());
-    absent.erase(std::remove_if(absent.begin(), absent.end(),
-                                [&](const std::string& a) { return present.count(a) != 0; }),
-                 absent.end());
     keys.insert(keys.begin() + 1,
                 std::string("cut\0here", 8));  // stored as "cut", placed by 8 bytes
 
@@ -159,8 +143,7 @@ TEST(KrHashTest, ManyKeysStayFindableThroughGrowthCopiesAndMoves)
     for (const std::string& key : keys) table.SetAt(bytes(key), KrString("value of ") + bytes(key));
     table.SetAt(bytes(keys[150]), "again");  // found on its own path, not added twice
     EXPECT_EQ(table.GetCount(), static_cast<int>(present.size()) + 1);
-    KrHash<KrString> copy(table);
-    KrHash<KrString> moved(std::move(table));
+    KrHash<KrString> copy(table), moved(std::move(table));
     for (KrHash<KrString>* h : {&copy, &moved})
     {
         KrString value;
@@ -171,6 +154,7 @@ TEST(KrHashTest, ManyKeysStayFindableThroughGrowthCopiesAndMoves)
             EXPECT_EQ(value, i == 150 ? KrString("again") : KrString("value of ") + bytes(keys[i]));
         }
         EXPECT_EQ((*h)["cut"], "value of cut");  // growth re-placed it where "cut" lives
-        for (const std::string& a : absent) EXPECT_FALSE(h->Lookup(bytes(a), value));
+        for (const std::string& a : absent)
+            EXPECT_TRUE(present.count(a) != 0 || !h->Lookup(bytes(a), value)) << a;
     }
 }
