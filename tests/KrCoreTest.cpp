@@ -50,33 +50,21 @@ TEST(KrCoreTest, MemoryHelpersHandOutTakeBackAndKeepTheOldBlockOnFailure)
 // tolerance: strictly within it, and a tolerance of zero or below matches nothing.
 TEST(KrCoreTest, EqualityFollowsItsBounds)
 {
-    const double nan = std::numeric_limits<double>::quiet_NaN(), relative = nan;
+    const double nan = std::numeric_limits<double>::quiet_NaN(), R = nan;  // R: relative
     // clang-format off
     const struct { double a, b, tolerance; bool equal; } cases[] = {
-        {0.0, 1e-10, relative, false},       {0.0, 9.9e-11, relative, true},
-        {-9.9e-11, 0.0, relative, true},     {1.0, 1.0 + 0.5e-10, relative, true},
-        {1e10, 1e10 - 1.0, relative, true},  {1e10, 1e10 - 1.001, relative, false},
-        {1.0, 1.0 + 3e-10, relative, false}, {1e-300, 2e-300, relative, false},
-        {1e20, 1e20 * (1 + 5e-11), relative, true}, {-5.0, -5.0, relative, true},
-        {nan, nan, relative, false},         {0.0, nan, relative, false},
-        {1.0, nan, relative, false},         {1.0, 1.0 + 1e-10, relative, false},
-        {1.0, 1.0 + 0.99e-10, relative, true},
+        {0.0, 1e-10, R, false}, {0.0, 9.9e-11, R, true}, {-9.9e-11, 0.0, R, true},
+        {1.0, 1.0 + 0.5e-10, R, true}, {1e10, 1e10 - 1.0, R, true}, {1e10, 1e10 - 1.001, R, false},
+        {1.0, 1.0 + 3e-10, R, false}, {1e-300, 2e-300, R, false}, {-5.0, -5.0, R, true},
+        {1e20, 1e20 * (1 + 5e-11), R, true}, {nan, nan, R, false}, {0.0, nan, R, false},
+        {1.0, nan, R, false}, {1.0, 1.0 + 1e-10, R, false}, {1.0, 1.0 + 0.99e-10, R, true},
         {5.0, 5.0, 0.0, false}, {5.0, 5.0, -1.0, false}, {1.0, 1.5, 0.5, false},
-        {1.0, 1.49, 0.5, true}, {1.49, 1.0, 0.5, true},  {nan, 1.0, 10.0, false}};
+        {1.0, 1.49, 0.5, true}, {1.49, 1.0, 0.5, true}, {nan, 1.0, 10.0, false}};
     // clang-format on
     for (const auto& c : cases)
         EXPECT_EQ(std::isnan(c.tolerance) ? krequal(c.a, c.b) : krequal(c.a, c.b, c.tolerance),
                   c.equal)
             << c.a << " vs " << c.b << " within " << c.tolerance;
-}
-
-TEST(KrCoreTest, ByteOrderAndInfinity)
-{
-    EXPECT_EQ(krisbigendian(), __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__);  // the compiler's view
-    const double inf = krinfinitebig();
-    std::uint64_t bits;
-    std::memcpy(&bits, &inf, sizeof bits);
-    EXPECT_EQ(bits, 0x7FF0000000000000ull);
 }
 
 TEST(KrCoreTest, AssertionReportsAndTraceFormatsAnyLength)
@@ -99,10 +87,16 @@ TEST(KrCoreTest, AssertionReportsAndTraceFormatsAnyLength)
     EXPECT_EQ(traced, "answer=42[" + big + "]");
 }
 
-// krdpi takes the installed source's positive answers and falls back to 72 for the rest,
-// including when no source is installed.
-TEST(KrCoreTest, DpiComesFromTheInstalledSourceWithAFallback)
+// The byte order is the compiler's. krdpi takes the installed source's positive answers and
+// falls back to 72 for the rest, including when no source is installed.
+TEST(KrCoreTest, ByteOrderInfinityAndTheDpiSource)
 {
+    EXPECT_EQ(krisbigendian(), __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__);  // the compiler's view
+    const double inf = krinfinitebig();
+    std::uint64_t bits;
+    std::memcpy(&bits, &inf, sizeof bits);
+    EXPECT_EQ(bits, 0x7FF0000000000000ull);
+
     static int answer = 0;
     const KrDpiSource previous = krsetdpisource([] { return answer; });
     EXPECT_NE(previous, nullptr);  // the configuration's, installed at load

@@ -54,8 +54,7 @@ TEST(KrHashTest, KeysValuesMovesAndWildPositions)
     EXPECT_EQ(moved["p"], &target);
     void* found = nullptr;
     EXPECT_EQ(p.Lookup("p", found), 0);  // NOLINT: a moved-from table stays usable
-    p.GetStartPosition();
-    EXPECT_TRUE(p.IsEOF(0));
+    EXPECT_TRUE(p.IsEOF(p.GetStartPosition()));
     p.SetAt("r", &target);
     EXPECT_EQ(p["r"], &target);
 
@@ -77,7 +76,7 @@ TEST(KrHashTest, KeysValuesMovesAndWildPositions)
 // 1 of 4; the growth to 4 slots re-places "e" (probed into slot 0 of 2) first. Of the longer
 // keys, "abc" and "settings" land where only the shifted hash sends them, and "\xe4\xb8\xad"
 // (sign-extended bytes) collides with "abc" and steps on by 15.
-TEST(KrHashTest, KeysLandInTheSlotsTheProbeRulesGive)
+TEST(KrHashTest, KeysLandInTheSlotsTheHashAndProbeRulesGive)
 {
     // clang-format off
     const std::pair<std::vector<const char*>, Slots> cases[] = {
@@ -93,15 +92,10 @@ TEST(KrHashTest, KeysLandInTheSlotsTheProbeRulesGive)
         KrHash<KrString> copy(h);
         assigned.SetAt("stale", "x");
         assigned.Copy(h);
-        EXPECT_EQ(slots(h), expected) << keys.size() << " keys";
-        EXPECT_EQ(slots(copy), expected);
-        EXPECT_EQ(slots(assigned), expected);
+        for (KrHash<KrString>* t : {&h, &copy, &assigned})
+            EXPECT_EQ(slots(*t), expected) << keys.size() << " keys";
     }
-}
-
-// The unrolled hash against the plain loop, at every length around the unrolling.
-TEST(KrHashTest, HashValMatchesAPlainLoopOnEveryByteAndLength)
-{
+    // The unrolled hash against the plain loop, at every length around the unrolling.
     std::mt19937 random(11);
     for (size_t n = 0; n < 41 * 20; ++n)
     {
@@ -111,7 +105,6 @@ TEST(KrHashTest, HashValMatchesAPlainLoopOnEveryByteAndLength)
         for (char c : s) h = h * 33 ^ static_cast<unsigned int>(static_cast<signed char>(c));
         ASSERT_EQ(bytes(s).HashVal(), h) << "length " << s.size();
     }
-    EXPECT_EQ(KrString("\xff").HashVal(), 0xFFFFFFFFu);
 }
 
 // Keys sharing one home slot in any table of up to 4096 slots differ only in their probe
@@ -123,12 +116,9 @@ TEST(KrHashTest, ManyKeysStayFindableThroughGrowthCopiesAndMoves)
     std::mt19937 random(3);
     std::vector<std::string> keys, absent;
     for (int i = 0; keys.size() < 300 || absent.size() < 50; ++i)
-    {
-        const std::string key = "k" + std::to_string(i);
-        const unsigned int h = KrString(key.c_str()).HashVal();
-        if (((h ^ (h >> 13)) & 0xFFFu) == 0x5A5u)
-            (keys.size() < 300 ? keys : absent).push_back(key);
-    }
+        if (const unsigned int h = bytes("k" + std::to_string(i)).HashVal();
+            ((h ^ (h >> 13)) & 0xFFFu) == 0x5A5u)
+            (keys.size() < 300 ? keys : absent).push_back("k" + std::to_string(i));
     for (int i = 0; i < 6000; ++i)
     {
         std::string key(i % 7 == 0 ? 20 + random() % 30 : 1 + random() % 14, '\0');
@@ -147,12 +137,10 @@ TEST(KrHashTest, ManyKeysStayFindableThroughGrowthCopiesAndMoves)
     for (KrHash<KrString>* h : {&copy, &moved})
     {
         KrString value;
-        for (size_t i = 0; i < keys.size(); ++i)
-        {
-            if (i == 1) continue;
-            ASSERT_TRUE(h->Lookup(bytes(keys[i]), value)) << i;
-            EXPECT_EQ(value, i == 150 ? KrString("again") : KrString("value of ") + bytes(keys[i]));
-        }
+        for (size_t i = 0; i < keys.size(); ++i)  // the cut key is checked as "cut"
+            EXPECT_TRUE(i == 1 || (h->Lookup(bytes(keys[i]), value) &&
+                                   value == (i == 150 ? "again" : "value of " + bytes(keys[i]))))
+                << i;
         EXPECT_EQ((*h)["cut"], "value of cut");  // growth re-placed it where "cut" lives
         for (const std::string& a : absent)
             EXPECT_TRUE(present.count(a) != 0 || !h->Lookup(bytes(a), value)) << a;

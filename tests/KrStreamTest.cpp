@@ -4,7 +4,6 @@
 
 #include <cstring>
 #include <string>
-#include <tuple>
 #include <type_traits>
 #include <vector>
 
@@ -22,28 +21,20 @@ static_assert(std::is_same_v<decltype(std::declval<KrMemoryStream&>() << 1 << 2.
 static_assert(
     std::is_same_v<decltype(std::declval<KrFileStdio&>() >> std::declval<short&>()), KrFileStdio&>);
 
-template <class... T>
-void expectRoundTrip(const T&... values)
+template <class T>
+T load(KrStream& in, T value = T())
 {
-    KrMemoryStream out, in;
-    out.Open(KrStreamSave, 4);
-    (out << ... << values);
-    in.Open(KrStreamLoad, static_cast<unsigned int>(out.GetLength()), out.GetData());
-    std::tuple<T...> loaded;
-    std::apply([&in](auto&... value) { (in >> ... >> value); }, loaded);
-    EXPECT_EQ(in.GetStatus(), KrStreamOK);
-    EXPECT_EQ(in.GetPosition(), out.GetLength());
-    EXPECT_EQ(loaded, std::forward_as_tuple(values...));
+    in >> value;
+    return value;
 }
+
 }  // namespace
 
-// A string goes out as its byte count and every byte, zeros included; UCS-2 text as its units
-// without the terminator (an empty one as a zero count).
-TEST(KrStreamTest, EveryTypeLoadsBackWhatWasSaved)
+// Values of every type are pinned by the fixtures; these strings are not: a string goes out as
+// its byte count and every byte, zeros included; UCS-2 text as its units without the
+// terminator (an empty one as a zero count).
+TEST(KrStreamTest, StringsGoOutAsACountAndEveryByte)
 {
-    expectRoundTrip('z', static_cast<unsigned char>(200), static_cast<short>(-300),
-                    static_cast<unsigned short>(60000), -5, 4000000000u, 0.25f, -(1LL << 50), ~0ULL,
-                    -1e300, KrString("naïve"), KrString(std::string("\0\1", 2)));
     KrStringUCS2LE empty, wide;
     empty.SetSize(0);
     wide.SetSize(0);
@@ -70,19 +61,17 @@ TEST(KrStreamTest, StringCountsThatTheBytesDoNotCover)
     // clang-format on
     for (auto c : cases)
     {
-        KrMemoryStream in;
+        KrMemoryStream in, wideIn;
         in.Open(KrStreamLoad, static_cast<unsigned int>(c.bytes.size()), c.bytes.data());
+        wideIn.Open(KrStreamLoad, static_cast<unsigned int>(c.bytes.size()), c.bytes.data());
         KrString text("old");
+        KrStringUCS2LE wide;
         int later = 7;
         in >> text >> later;
-        EXPECT_EQ(later, 7);
+        wideIn >> wide;
+        EXPECT_TRUE(later == 7 && text.capacity() < (1u << 20));
         EXPECT_EQ(std::string(text), c.text);
-        EXPECT_LT(text.capacity(), 1u << 20);
-        in.Close();
-        in.Open(KrStreamLoad, static_cast<unsigned int>(c.bytes.size()), c.bytes.data());
-        KrStringUCS2LE wide;
-        in >> wide;
-        EXPECT_EQ(in.GetStatus(), c.status);
+        EXPECT_EQ(wideIn.GetStatus(), c.status);
         EXPECT_EQ(std::vector<unsigned short>(wide.begin(), wide.end()), c.wide);
     }
 }
@@ -92,29 +81,14 @@ TEST(KrStreamTest, StatusIsStickyAndCloseReportsIt)
     unsigned char buffer[4] = {};
     KrMemoryStream out;
     ASSERT_TRUE(out.Open(KrStreamSave, sizeof buffer, buffer));
-    out << 7;
-    EXPECT_EQ(out.GetStatus(), KrStreamOK);
-    out << 8 << 'x' << KrString("more");
+    out << 7 << 8 << 'x' << KrString("more");  // the first fills the buffer exactly
     out.Save("abc", 3);
-    EXPECT_EQ(out.GetStatus(), KrStreamSaveError);
-    EXPECT_TRUE(out.GetPosition() == 4u && out.GetLength() == 4u && out.IsEOF());
+    EXPECT_TRUE(out.GetStatus() == KrStreamSaveError && out.GetPosition() == 4u &&
+                out.GetLength() == 4u && out.IsEOF());
     EXPECT_FALSE(out.Open(KrStreamSave, 4, buffer));  // already open: nothing changes
     EXPECT_EQ(out.GetStatus(), KrStreamSaveError);
     EXPECT_FALSE(out.Close() || out.Close());
-    ASSERT_TRUE(out.Open(KrStreamSave, sizeof buffer, buffer));  // reopening clears the status
-    EXPECT_TRUE(out.Close());
-
-    unsigned char three[3] = {'a', 'b', 'c'};
-    KrMemoryStream in;
-    in.Open(KrStreamLoad, sizeof three, three);
-    char c[4] = {0, 0, 0, '?'};
-    in >> c[0] >> c[1] >> c[2];
-    EXPECT_EQ(in.GetStatus(), KrStreamOK);
-    in >> c[3];
-    EXPECT_EQ(in.GetStatus(), KrStreamLoadError);
-    EXPECT_EQ(std::string(c, 4), "abc?");
-    EXPECT_FALSE(in.Close());
-    EXPECT_EQ(in.GetLength(), 0u);  // loads are settled and forgotten
+    EXPECT_TRUE(out.Open(KrStreamSave, 4, buffer) && out.Close());  // reopening clears the status
 }
 
 TEST(KrStreamTest, OwnedBufferGrowsByTheStepAndTakeBufferGivesItsWholeSize)
@@ -125,8 +99,7 @@ TEST(KrStreamTest, OwnedBufferGrowsByTheStepAndTakeBufferGivesItsWholeSize)
     EXPECT_EQ(out.GetSpace(), 112u);               // 16 plus six steps of 16
     out.Save(std::vector<char>(500).data(), 500);  // one step of the whole shortfall
     EXPECT_EQ(out.GetSpace(), 600u);
-    EXPECT_TRUE(out.Close());
-    EXPECT_EQ(out.GetLength(), 0u);
+    EXPECT_TRUE(out.Close() && out.GetLength() == 0u);
 
     zero.Open(KrStreamSave, 0);  // a zero-size open grows by the shortfall
     zero << 'a';
@@ -144,61 +117,49 @@ TEST(KrStreamTest, OwnedBufferGrowsByTheStepAndTakeBufferGivesItsWholeSize)
     in.GiveBuffer(pBuffer, 5);
     char digits[5] = {};
     in.Load(digits, 5);
-    EXPECT_EQ(std::string(digits, 5), "12345");
-    EXPECT_EQ(in.GetStatus(), KrStreamOK);
+    EXPECT_TRUE(std::string(digits, 5) == "12345" && in.GetStatus() == KrStreamOK);
 }
 
 TEST(KrStreamTest, SetPositionRulesDifferByDirection)
 {
-    KrMemoryStream out, caller, in;
+    KrMemoryStream out, caller, in, both;
     out.Open(KrStreamSave, 64);
     out.Save("0123456789", 10);
     EXPECT_TRUE(out.SetPosition(2, KrFromBegin));
     out << 'x';
     EXPECT_TRUE(out.GetLength() == 10u && out.GetPosition() == 3u);
-    EXPECT_TRUE(out.SetPosition(-1, KrFromEnd));  // from the length, not the buffer size
-    EXPECT_EQ(out.GetPosition(), 9u);
-    EXPECT_TRUE(out.SetPosition(200, KrFromBegin));  // an owned buffer grows to the target
-    EXPECT_EQ(out.GetSpace(), 200u);
-    EXPECT_FALSE(out.SetPosition(-300, KrFromCurrent));
-    EXPECT_EQ(out.GetStatus(), KrStreamSaveError);
+    // From the end means from the length, not the buffer size; an owned buffer grows to the
+    // target.
+    EXPECT_TRUE(out.SetPosition(-1, KrFromEnd) && out.GetPosition() == 9u);
+    EXPECT_TRUE(out.SetPosition(200, KrFromBegin) && out.GetSpace() == 200u);
+    EXPECT_TRUE(!out.SetPosition(-300, KrFromCurrent) && out.GetStatus() == KrStreamSaveError);
 
     unsigned char fixed[4] = {'a', 'b', 'c'};
     caller.Open(KrStreamSave, sizeof fixed, fixed);
-    EXPECT_FALSE(caller.SetPosition(4, KrFromBegin));
-    EXPECT_EQ(caller.GetStatus(), KrStreamSaveError);
+    EXPECT_TRUE(!caller.SetPosition(4, KrFromBegin) && caller.GetStatus() == KrStreamSaveError);
 
     in.Open(KrStreamLoad, 3, fixed);
     EXPECT_TRUE(in.SetPosition(2, KrFromBegin));
-    char c = 0;
-    in >> c;
-    EXPECT_EQ(c, 'c');
-    EXPECT_FALSE(in.SetPosition(3, KrFromBegin));  // exactly at the end fails
-    EXPECT_EQ(in.GetStatus(), KrStreamLoadError);
-    EXPECT_FALSE(in.SetPosition(0, KrFromBegin));  // sticky
-}
+    EXPECT_EQ(load<char>(in), 'c');
+    // Exactly at the end fails, and the failure sticks.
+    EXPECT_TRUE(!in.SetPosition(3, KrFromBegin) && in.GetStatus() == KrStreamLoadError);
+    EXPECT_FALSE(in.SetPosition(0, KrFromBegin));
 
-TEST(KrStreamTest, LoadSaveDirectionReadsAndWritesAtOneCursor)
-{
-    KrMemoryStream both;
+    // Loading and saving share one cursor.
     both.Open(KrStreamLoadSave, 8);
     both << 1 << 2 << 3;
     EXPECT_TRUE(both.SetPosition(4, KrFromBegin));
-    int value = 0;
-    both >> value;
-    EXPECT_EQ(value, 2);
+    EXPECT_EQ(load<int>(both), 2);
     both << 20;  // overwrites the third value
     EXPECT_TRUE(both.SetPosition(8, KrFromBegin));
-    both >> value;
-    EXPECT_EQ(value, 20);
+    EXPECT_EQ(load<int>(both), 20);
     // Past the end the owned buffer grows to the target, but the call fails without an error;
     // the second call moves, and grown bytes load as zero.
     EXPECT_FALSE(both.SetPosition(40, KrFromBegin));
     EXPECT_TRUE(both.GetStatus() == KrStreamOK && both.GetSpace() == 40u);
     EXPECT_TRUE(both.SetPosition(36, KrFromBegin));
-    both >> value;
-    EXPECT_EQ(value, 0);
-    both >> value;  // past the end; the next save forgives it
+    EXPECT_EQ(load<int>(both, -1), 0);
+    load<int>(both);  // past the end; the next save forgives it
     EXPECT_EQ(both.GetStatus(), KrStreamLoadError);
     both << 5;
     EXPECT_TRUE(both.GetStatus() == KrStreamOK && both.GetLength() == 44u);
@@ -220,8 +181,7 @@ TEST(KrStreamTest, BufferedLoadsKeepPositionStatusAndEveryRule)
     EXPECT_TRUE(u == 0x04030201u && s == 0x0605 && ll == 0x0E0D0C0B0A090807LL);
     EXPECT_EQ(in.GetLength(), 14u);
     EXPECT_TRUE(in.SetPosition(-2, KrFromCurrent));  // from the derived position
-    in >> s;
-    EXPECT_EQ(s, 0x0E0D);
+    EXPECT_EQ(load<short>(in), 0x0E0D);
     in >> s >> u;  // the last two bytes, then a failure that leaves the variable alone
     EXPECT_TRUE(s == 0x100F && u == 0x04030201u && in.GetStatus() == KrStreamLoadError);
     EXPECT_EQ(in.GetPosition(), 16u);
@@ -230,19 +190,19 @@ TEST(KrStreamTest, BufferedLoadsKeepPositionStatusAndEveryRule)
     in.SetError(KrStreamLoadError);  // a status set from outside stops the next load
     in >> s;
     EXPECT_EQ(in.GetPosition(), 0u);
+    EXPECT_TRUE(!in.Close() && in.GetLength() == 0u);  // loads are settled and forgotten
 
     // A save between loads continues from the same position; TakeBuffer keeps it.
     mixed.Open(KrStreamSave, 4);
     mixed << 1 << 2 << 3;
     int first = 0;
     mixed >> first >> first;  // in direction 1 the saved bytes can be loaded back
-    EXPECT_EQ(first, 2);
     mixed << 4;
-    EXPECT_EQ(mixed.GetPosition(), 24u);
+    const unsigned long long before = mixed.GetPosition();
     unsigned char* pBuffer = nullptr;
     unsigned int nSize = 0;
     mixed.TakeBuffer(pBuffer, nSize);
-    EXPECT_EQ(mixed.GetPosition(), 24u);
+    EXPECT_TRUE(first == 2 && before == 24u && mixed.GetPosition() == 24u);
     EXPECT_EQ(std::memcmp(pBuffer + 12, "\4\0\0\0", 4), 0);
     void* block = pBuffer;
     krfree(&block);
@@ -258,25 +218,20 @@ TEST(KrStreamTest, BufferedLoadsKeepPositionStatusAndEveryRule)
     const unsigned long long total = out.GetPosition();
     out.TakeBuffer(pBuffer, nSize);
     char c = 0;
-    in.Close();
     in.Open(KrStreamLoad, static_cast<unsigned int>(total), pBuffer);
-    unsigned long long expected = 0;
+    unsigned long long expected = 0, wrongRounds = 0;
+    KrString text;
     for (unsigned i = 0; i < kRounds; ++i)
     {
         in >> c >> s >> u >> ll;
         expected += 15;
-        if (c != static_cast<char>(i) || s != static_cast<short>(i * 3) || u != i * 7u ||
-            ll != static_cast<long long>(i) * -11 || in.GetPosition() != expected)
-        {
-            ADD_FAILURE() << "round " << i << " position " << in.GetPosition();
-            break;
-        }
+        wrongRounds += c != static_cast<char>(i) || s != static_cast<short>(i * 3) || u != i * 7u ||
+                       ll != static_cast<long long>(i) * -11 || in.GetPosition() != expected;
         if (i != kRounds / 2) continue;
-        KrString text;
         in >> text;
-        EXPECT_EQ(text, "middle");
         expected += 4 + 6;
     }
+    EXPECT_TRUE(wrongRounds == 0 && text == "middle");
     EXPECT_TRUE(in.GetStatus() == KrStreamOK && in.GetLength() == total);
     in.Close();
     block = pBuffer;
