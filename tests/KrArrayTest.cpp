@@ -115,7 +115,7 @@ TEST(KrArrayTest, SizeDataAndCheckedIndices)
     EXPECT_EQ(copy.GetSize(), 0);
 }
 
-TEST(KrArrayTest, ListWalksBothWaysAndDictionaryLooksUp)
+TEST(KrArrayTest, ListDictionaryAndRing)
 {
     KrList<int> list;
     auto pos = list.GetTailPosition();
@@ -149,10 +149,8 @@ TEST(KrArrayTest, ListWalksBothWaysAndDictionaryLooksUp)
     EXPECT_TRUE(dict.RemoveKey(5) && !dict.RemoveKey(5));
     dict.RemoveAll();
     EXPECT_EQ(dict.GetCount(), 0);
-}
 
-TEST(KrArrayTest, RingKeepsTheMostRecentItemsAndSurvivesShrinkingAndWildIndices)
-{
+    // The ring keeps the most recent items and survives shrinking and wild indices.
     KrContainer<int> r, zero, s, t;
     r.SetCapacity(3);
     r.Add(1);

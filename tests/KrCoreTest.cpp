@@ -67,7 +67,7 @@ TEST(KrCoreTest, EqualityFollowsItsBounds)
             << c.a << " vs " << c.b << " within " << c.tolerance;
 }
 
-TEST(KrCoreTest, AssertionReportsAndTraceFormatsAnyLength)
+TEST(KrCoreTest, AssertionsTracesAndHostFacts)
 {
     testing::internal::CaptureStderr();
     krassert("x > 0", "a.cpp", 12);
@@ -85,12 +85,9 @@ TEST(KrCoreTest, AssertionReportsAndTraceFormatsAnyLength)
     krtrace("[%s]", big.c_str());
     krsettracesink(nullptr);
     EXPECT_EQ(traced, "answer=42[" + big + "]");
-}
 
-// The byte order is the compiler's. krdpi takes the installed source's positive answers and
-// falls back to 72 for the rest, including when no source is installed.
-TEST(KrCoreTest, ByteOrderInfinityAndTheDpiSource)
-{
+    // The byte order is the compiler's. krdpi takes the installed source's positive answers
+    // and falls back to 72 for the rest, including when no source is installed.
     EXPECT_EQ(krisbigendian(), __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__);  // the compiler's view
     const double inf = krinfinitebig();
     std::uint64_t bits;

@@ -32,25 +32,19 @@ T load(KrStream& in, T value = T())
 
 // Values of every type are pinned by the fixtures; these strings are not: a string goes out as
 // its byte count and every byte, zeros included; UCS-2 text as its units without the
-// terminator (an empty one as a zero count).
-TEST(KrStreamTest, StringsGoOutAsACountAndEveryByte)
+// terminator (an empty one as a zero count). A count that the bytes do not cover (short, or
+// hostile and never allocated) fails the load, keeps what was there and stops later loads; an
+// odd UCS-2 count gets a terminating unit.
+TEST(KrStreamTest, StringsGoOutAsACountAndLoadsTrustOnlyTheBytes)
 {
-    KrStringUCS2LE empty, wide;
+    KrStringUCS2LE empty, wide(KrString("A\xE2\x82\xAC"), KrTextCodec::UTF8_CHARSET);
     empty.SetSize(0);
-    wide.SetSize(0);
-    for (unsigned short unit : {0x41, 0x20AC, 0}) wide.Add(unit);
     KrMemoryStream s;
     s.Open(KrStreamSave, 8);
     s << KrString(std::string("a\0b", 3)) << wide << empty;
     const Bytes expected = {3, 0, 0, 0, 'a', 0, 'b', 4, 0, 0, 0, 0x41, 0, 0xAC, 0x20, 0, 0, 0, 0};
     EXPECT_EQ(Bytes(s.GetData(), s.GetData() + s.GetLength()), expected);
-    EXPECT_EQ(s.SwapBytes(), __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? 1 : 0);
-}
 
-// A count that the bytes do not cover (short, or hostile and never allocated) fails the load,
-// keeps what was there and stops later loads; an odd UCS-2 count gets a terminating unit.
-TEST(KrStreamTest, StringCountsThatTheBytesDoNotCover)
-{
     // clang-format off
     const struct { Bytes bytes; KrStreamStatus status; std::string text;
                    std::vector<unsigned short> wide; } cases[] = {
@@ -76,8 +70,9 @@ TEST(KrStreamTest, StringCountsThatTheBytesDoNotCover)
     }
 }
 
-TEST(KrStreamTest, StatusIsStickyAndCloseReportsIt)
+TEST(KrStreamTest, SavesFillACallersBufferOrGrowTheirOwn)
 {
+    // Into a caller's buffer: the first failure sticks, and Close reports it.
     unsigned char buffer[4] = {};
     KrMemoryStream out;
     ASSERT_TRUE(out.Open(KrStreamSave, sizeof buffer, buffer));
@@ -89,17 +84,15 @@ TEST(KrStreamTest, StatusIsStickyAndCloseReportsIt)
     EXPECT_EQ(out.GetStatus(), KrStreamSaveError);
     EXPECT_FALSE(out.Close() || out.Close());
     EXPECT_TRUE(out.Open(KrStreamSave, 4, buffer) && out.Close());  // reopening clears the status
-}
 
-TEST(KrStreamTest, OwnedBufferGrowsByTheStepAndTakeBufferGivesItsWholeSize)
-{
-    KrMemoryStream out, zero, small, in;
-    out.Open(KrStreamSave, 16);
-    for (int i = 0; i < 100; ++i) out << static_cast<unsigned char>(i);
-    EXPECT_EQ(out.GetSpace(), 112u);               // 16 plus six steps of 16
-    out.Save(std::vector<char>(500).data(), 500);  // one step of the whole shortfall
-    EXPECT_EQ(out.GetSpace(), 600u);
-    EXPECT_TRUE(out.Close() && out.GetLength() == 0u);
+    // An owned buffer grows by the step; TakeBuffer gives its whole size.
+    KrMemoryStream owned, zero, small, in;
+    owned.Open(KrStreamSave, 16);
+    for (int i = 0; i < 100; ++i) owned << static_cast<unsigned char>(i);
+    EXPECT_EQ(owned.GetSpace(), 112u);               // 16 plus six steps of 16
+    owned.Save(std::vector<char>(500).data(), 500);  // one step of the whole shortfall
+    EXPECT_EQ(owned.GetSpace(), 600u);
+    EXPECT_TRUE(owned.Close() && owned.GetLength() == 0u);
 
     zero.Open(KrStreamSave, 0);  // a zero-size open grows by the shortfall
     zero << 'a';
@@ -155,8 +148,8 @@ TEST(KrStreamTest, SetPositionRulesDifferByDirection)
     EXPECT_EQ(load<int>(both), 20);
     // Past the end the owned buffer grows to the target, but the call fails without an error;
     // the second call moves, and grown bytes load as zero.
-    EXPECT_FALSE(both.SetPosition(40, KrFromBegin));
-    EXPECT_TRUE(both.GetStatus() == KrStreamOK && both.GetSpace() == 40u);
+    EXPECT_TRUE(!both.SetPosition(40, KrFromBegin) && both.GetStatus() == KrStreamOK &&
+                both.GetSpace() == 40u);
     EXPECT_TRUE(both.SetPosition(36, KrFromBegin));
     EXPECT_EQ(load<int>(both, -1), 0);
     load<int>(both);  // past the end; the next save forgives it

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <limits>
 #include <string>
 #include <tuple>
@@ -16,7 +17,7 @@
 using namespace KRN;
 
 // The wide overloads take the same four spaces; ideographic space is not one.
-TEST(KrToolkitTest, CharacterClasses)
+TEST(KrToolkitTest, CharacterClassesAndSplitting)
 {
     for (int i = -128; i < 128; ++i)
     {
@@ -41,9 +42,23 @@ TEST(KrToolkitTest, CharacterClasses)
     const char block[4] = {};
     EXPECT_TRUE(KrToolkit::InRange(block + 3, block, block + 4) &&
                 !KrToolkit::InRange(block + 4, block, block + 4));
+
+    // SlipString splits twice and trims the caller's text.
+    KrArray<KrString> out;
+    out.Add("old");
+    const auto pieces = [&out] { return std::vector<std::string>(out.begin(), out.end()); };
+    KrString empty, text(" \r\na,b;c,,;d;\t"), rows("1 2|3 4");
+    EXPECT_FALSE(KrToolkit::SlipString(empty, out, ",", ";"));
+    EXPECT_EQ(pieces(), std::vector<std::string>{"old"});
+    EXPECT_TRUE(KrToolkit::SlipString(text, out, ",", ";"));
+    EXPECT_EQ(text, "a,b;c,,;d;");
+    EXPECT_EQ(pieces(), (std::vector<std::string>{"a", "b", "c", "d"}));
+    EXPECT_TRUE(KrToolkit::SlipString(rows, out, "|", " "));
+    EXPECT_EQ(pieces(), (std::vector<std::string>{"1", "2", "3", "4"}));
+    EXPECT_EQ(KrToolkit::AdjustXmlString("a<b", 3), "a<b");
 }
 
-TEST(KrToolkitTest, RoundingAndAngles)
+TEST(KrToolkitTest, RoundingAnglesAndColourArithmetic)
 {
     // v + 0.5 is computed in double before truncating: the largest double below one half sums
     // to exactly 1.
@@ -60,11 +75,7 @@ TEST(KrToolkitTest, RoundingAndAngles)
     // clang-format on
     for (const auto& [value, expected] : rounded)
         EXPECT_EQ(KrToolkit::RoundLong(value), expected) << value;
-    const auto adjusted = [](void (*adjust)(double&), double value)
-    {
-        adjust(value);
-        return value;
-    };
+    const auto adjusted = [](void (*adjust)(double&), double v) { return adjust(v), v; };
     for (auto [value, degrees, radians] : angles)
     {
         const double r = adjusted(KrToolkit::AdjustRadian, value);
@@ -78,12 +89,9 @@ TEST(KrToolkitTest, RoundingAndAngles)
     // s = 2, angle with cosine 0.6 and sine 0.8, scales 3 and 0.5: mirror images.
     EXPECT_DOUBLE_EQ(KrToolkit::XRotateResize(2, 0.6, 0.8, 3, 0.5), std::hypot(3.6, 0.8));
     EXPECT_DOUBLE_EQ(KrToolkit::YRotateResize(2, 0.6, 0.8, 3, 0.5), std::hypot(4.8, 0.6));
-}
 
-// Channels clamp and alpha is dropped. Contrast 50 on 200: d = 73 * 50 / 100 = 36.5 -> 37;
-// on 100: d = -27 * 0.5 = -13.5 -> -14; on 1: -63 -> 0.
-TEST(KrToolkitTest, BrightnessAndContrast)
-{
+    // Channels clamp and alpha is dropped. Contrast 50 on 200: d = 73 * 50 / 100 = 36.5 -> 37;
+    // on 100: d = -27 * 0.5 = -13.5 -> -14; on 1: -63 -> 0.
     const unsigned int color = KrRGBA(250, 10, 0, 200), other = KrRGB(200, 100, 1);
     // clang-format off
     const std::pair<unsigned int, unsigned int> cases[] = {
@@ -130,22 +138,6 @@ TEST(KrToolkitTest, CurrentCharsetFollowsTheLocaleWithItsGaps)
               "<?xml version=\"1.0\" encoding=\"Greek\"?>");
 }
 
-TEST(KrToolkitTest, SlipStringSplitsTwiceAndTrimsTheCallersText)
-{
-    KrArray<KrString> out;
-    out.Add("old");
-    const auto pieces = [&out] { return std::vector<std::string>(out.begin(), out.end()); };
-    KrString empty, text(" \r\na,b;c,,;d;\t"), rows("1 2|3 4");
-    EXPECT_FALSE(KrToolkit::SlipString(empty, out, ",", ";"));
-    EXPECT_EQ(pieces(), std::vector<std::string>{"old"});
-    EXPECT_TRUE(KrToolkit::SlipString(text, out, ",", ";"));
-    EXPECT_EQ(text, "a,b;c,,;d;");
-    EXPECT_EQ(pieces(), (std::vector<std::string>{"a", "b", "c", "d"}));
-    EXPECT_TRUE(KrToolkit::SlipString(rows, out, "|", " "));
-    EXPECT_EQ(pieces(), (std::vector<std::string>{"1", "2", "3", "4"}));
-    EXPECT_EQ(KrToolkit::AdjustXmlString("a<b", 3), "a<b");
-}
-
 // The process id and the memory status agree with /proc; a library opens without an added
 // extension; the screen size comes from the host hook. Without a hook every metric is 0; only
 // the width and height (16, 17) are remembered, until the next query replaces them.
@@ -166,15 +158,10 @@ TEST(KrToolkitTest, ProcessLibrariesMemoryAndScreenComeFromTheHost)
     EXPECT_EQ(KrToolkit::GetProcAddress(nullptr, "zlibVersion"), nullptr);
     EXPECT_FALSE(KrToolkit::FreeDll(nullptr));
 
-    const auto meminfoKB = [](const std::string& name)  // a "Name:   value kB" line
-    {
-        std::ifstream in("/proc/meminfo");
-        std::string key, unit;
-        unsigned long long value = 0;
-        while (in >> key >> value >> unit)
-            if (key == name + ":") return value;
-        return 0ull;
-    };
+    std::ifstream meminfo("/proc/meminfo");  // "Name:   value kB" lines
+    const std::string info((std::istreambuf_iterator<char>(meminfo)), {});
+    const auto meminfoKB = [&info](const std::string& name)
+    { return std::stoull(info.substr(info.find(name + ":") + name.size() + 1)); };
     KrToolkit::MemoryStatus status;
     EXPECT_TRUE(KrToolkit::GetMemoryStatus(status));
     EXPECT_EQ(status.TotalPhysicalKB, meminfoKB("MemTotal"));

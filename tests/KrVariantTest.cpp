@@ -71,11 +71,9 @@ TEST(KrVariant, ConversionsOfEveryKind)
         {V(UC(250)), 250.0}, {V(0.1f), double(0.1f)}, {V((1LL << 53) + 2), 9007199254740994.0},
         {V(KrTime(45000.25)), 45000.25}, {V(KrString("2.5e3")), 2500.0}, {V(), 0.0}, {block({1}), 0.0}};
     // clang-format on
-    for (size_t i = 0; i < sizeof numbers / sizeof numbers[0]; ++i)
-    {
-        EXPECT_EQ(numbers[i].value.ToInt(), numbers[i].asInt) << "case " << i;
-        EXPECT_EQ(numbers[i].value.ToLong(), numbers[i].asLong) << "case " << i;
-    }
+    for (const auto& c : numbers)
+        EXPECT_EQ(std::pair(c.value.ToInt(), c.value.ToLong()), std::pair(c.asInt, c.asLong))
+            << c.value.ToString();
     for (const auto& [value, expected] : doubles) EXPECT_EQ(value.ToDouble(), expected) << expected;
 }
 
@@ -97,17 +95,14 @@ TEST(KrVariant, EqualityAndOrder)
         {V(KrString("Road")), V(KrString("road")), "<"}, {V(KrString("road")), V(KrString("road")), "="}};
     // clang-format on
     for (size_t i = 0; i < values.size(); ++i)
-        for (size_t j = 0; j < values.size(); ++j)
-        {
-            const KrVariant copy(values[j]);
-            EXPECT_EQ(values[i] == copy, i == j) << i << " " << j;
-            EXPECT_FALSE(i != j && values[i] < copy) << i << " " << j;
-        }
+        for (size_t j = 0; j < values.size(); ++j)  // compared with a copy
+            EXPECT_TRUE((values[i] == V(values[j])) == (i == j) &&
+                        (i == j || !(values[i] < V(values[j]))))
+                << i << " " << j;
+    const auto relation = [](const V& a, const V& b)
+    { return std::string(a < b ? "<" : "") + (b < a ? ">" : "") + (a == b ? "=" : ""); };
     for (const Case& c : cases)
-        EXPECT_EQ(
-            std::string(c.a < c.b ? "<" : "") + (c.b < c.a ? ">" : "") + (c.a == c.b ? "=" : ""),
-            c.relation)
-            << c.a.ToString() << " vs " << c.b.ToString();
+        EXPECT_EQ(relation(c.a, c.b), c.relation) << c.a.ToString() << " vs " << c.b.ToString();
     const KrVariant nan(kNaN);
     EXPECT_TRUE(nan == nan);  // the very same object
 }
@@ -146,11 +141,9 @@ TEST(KrVariant, CopiesOwnTheirValueAndSetReplacesTheKind)
         EXPECT_TRUE(e.GetType() == KrVariant::Binary && e == block({}) &&
                     !(e < block({0})) &&  // a proper prefix is not less
                     e.ToString().IsEmpty() && e.ToInt() == 0);
-}
 
-// int64_t is long on this platform; every way in must give the 64-bit kind, not a narrowed one.
-TEST(KrVariant, FixedWidth64BitValuesAreLongs)
-{
+    // int64_t is long on this platform; every way in must give the 64-bit kind, not a narrowed
+    // one.
     for (const std::int64_t value :
          {std::int64_t(0), std::int64_t(-1), std::int64_t(0x100000001LL), INT64_MIN, INT64_MAX})
     {
