@@ -58,11 +58,9 @@ TEST(KrStreamTest, StringsGoOutAsACountAndLoadsTrustOnlyTheBytes)
         KrMemoryStream in, wideIn;
         in.Open(KrStreamLoad, static_cast<unsigned int>(c.bytes.size()), c.bytes.data());
         wideIn.Open(KrStreamLoad, static_cast<unsigned int>(c.bytes.size()), c.bytes.data());
-        KrString text("old");
-        KrStringUCS2LE wide;
-        int later = 7;
-        in >> text >> later;
-        wideIn >> wide;
+        const KrString text = load(in, KrString("old"));
+        const int later = load(in, 7);
+        const KrStringUCS2LE wide = load<KrStringUCS2LE>(wideIn);
         EXPECT_TRUE(later == 7 && text.capacity() < (1u << 20));
         EXPECT_EQ(std::string(text), c.text);
         EXPECT_EQ(wideIn.GetStatus(), c.status);
@@ -80,8 +78,8 @@ TEST(KrStreamTest, SavesFillACallersBufferOrGrowTheirOwn)
     out.Save("abc", 3);
     EXPECT_TRUE(out.GetStatus() == KrStreamSaveError && out.GetPosition() == 4u &&
                 out.GetLength() == 4u && out.IsEOF());
-    EXPECT_FALSE(out.Open(KrStreamSave, 4, buffer));  // already open: nothing changes
-    EXPECT_EQ(out.GetStatus(), KrStreamSaveError);
+    // Already open: nothing changes.
+    EXPECT_TRUE(!out.Open(KrStreamSave, 4, buffer) && out.GetStatus() == KrStreamSaveError);
     EXPECT_FALSE(out.Close() || out.Close());
     EXPECT_TRUE(out.Open(KrStreamSave, 4, buffer) && out.Close());  // reopening clears the status
 
@@ -89,16 +87,14 @@ TEST(KrStreamTest, SavesFillACallersBufferOrGrowTheirOwn)
     KrMemoryStream owned, zero, small, in;
     owned.Open(KrStreamSave, 16);
     for (int i = 0; i < 100; ++i) owned << static_cast<unsigned char>(i);
-    EXPECT_EQ(owned.GetSpace(), 112u);               // 16 plus six steps of 16
-    owned.Save(std::vector<char>(500).data(), 500);  // one step of the whole shortfall
-    EXPECT_EQ(owned.GetSpace(), 600u);
+    EXPECT_EQ(owned.GetSpace(), 112u);  // 16 plus six steps of 16
+    // One step of the whole shortfall.
+    EXPECT_EQ(owned.Save(std::vector<char>(500).data(), 500).GetSpace(), 600u);
     EXPECT_TRUE(owned.Close() && owned.GetLength() == 0u);
 
     zero.Open(KrStreamSave, 0);  // a zero-size open grows by the shortfall
-    zero << 'a';
-    EXPECT_EQ(zero.GetSpace(), 1u);
-    zero << 7;
-    EXPECT_EQ(zero.GetSpace(), 5u);
+    EXPECT_EQ((zero << 'a').GetSpace(), 1u);
+    EXPECT_EQ((zero << 7).GetSpace(), 5u);
 
     small.Open(KrStreamSave, 1024);
     small.Save("12345", 5);
@@ -119,8 +115,7 @@ TEST(KrStreamTest, SetPositionRulesDifferByDirection)
     out.Open(KrStreamSave, 64);
     out.Save("0123456789", 10);
     EXPECT_TRUE(out.SetPosition(2, KrFromBegin));
-    out << 'x';
-    EXPECT_TRUE(out.GetLength() == 10u && out.GetPosition() == 3u);
+    EXPECT_TRUE((out << 'x').GetLength() == 10u && out.GetPosition() == 3u);
     // From the end means from the length, not the buffer size; an owned buffer grows to the
     // target.
     EXPECT_TRUE(out.SetPosition(-1, KrFromEnd) && out.GetPosition() == 9u);
@@ -154,8 +149,7 @@ TEST(KrStreamTest, SetPositionRulesDifferByDirection)
     EXPECT_EQ(load<int>(both, -1), 0);
     load<int>(both);  // past the end; the next save forgives it
     EXPECT_EQ(both.GetStatus(), KrStreamLoadError);
-    both << 5;
-    EXPECT_TRUE(both.GetStatus() == KrStreamOK && both.GetLength() == 44u);
+    EXPECT_TRUE((both << 5).GetStatus() == KrStreamOK && both.GetLength() == 44u);
 }
 
 // Loads that take their bytes straight from the buffer must leave the stream exactly as

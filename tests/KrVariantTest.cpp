@@ -145,14 +145,12 @@ TEST(KrVariant, CopiesOwnTheirValueAndSetReplacesTheKind)
     // int64_t is long on this platform; every way in must give the 64-bit kind, not a narrowed
     // one.
     for (const std::int64_t value :
-         {std::int64_t(0), std::int64_t(-1), std::int64_t(0x100000001LL), INT64_MIN, INT64_MAX})
+         std::vector<std::int64_t>{0, -1, 1LL << 32 | 1, INT64_MIN, INT64_MAX})
     {
-        KrVariant set, assigned;
+        KrVariant set;
         set.Set(value);
-        assigned = value;
-        for (const KrVariant& v : {KrVariant(value), set, assigned})
-            EXPECT_TRUE(v.GetType() == KrVariant::Long &&
-                        v == KrVariant(static_cast<long long>(value)))
+        for (const KrVariant& v : {V(value), set, V() = value})
+            EXPECT_TRUE(v.GetType() == KrVariant::Long && v == V(static_cast<long long>(value)))
                 << value;
     }
 }
