@@ -157,21 +157,20 @@ TEST(KrStreamTest, SetPositionRulesDifferByDirection)
 // middle read directly.
 TEST(KrStreamTest, BufferedLoadsKeepPositionStatusAndEveryRule)
 {
-    unsigned char bytes[16];
-    for (unsigned i = 0; i < sizeof bytes; ++i) bytes[i] = static_cast<unsigned char>(i + 1);
+    unsigned char bytes[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
     KrMemoryStream in, mixed, out;
     in.Open(KrStreamLoad, sizeof bytes, bytes);
     unsigned int u = 0;
     short s = 0;
     long long ll = 0;
     in >> u >> s >> ll;
-    EXPECT_TRUE(u == 0x04030201u && s == 0x0605 && ll == 0x0E0D0C0B0A090807LL);
-    EXPECT_EQ(in.GetLength(), 14u);
+    EXPECT_TRUE(u == 0x04030201u && s == 0x0605 && ll == 0x0E0D0C0B0A090807LL &&
+                in.GetLength() == 14u);
     EXPECT_TRUE(in.SetPosition(-2, KrFromCurrent));  // from the derived position
     EXPECT_EQ(load<short>(in), 0x0E0D);
     in >> s >> u;  // the last two bytes, then a failure that leaves the variable alone
-    EXPECT_TRUE(s == 0x100F && u == 0x04030201u && in.GetStatus() == KrStreamLoadError);
-    EXPECT_EQ(in.GetPosition(), 16u);
+    EXPECT_TRUE(s == 0x100F && u == 0x04030201u && in.GetStatus() == KrStreamLoadError &&
+                in.GetPosition() == 16u);
     in.SetError(KrStreamOK);
     in.SetPosition(0, KrFromBegin);
     in.SetError(KrStreamLoadError);  // a status set from outside stops the next load
@@ -205,7 +204,8 @@ TEST(KrStreamTest, BufferedLoadsKeepPositionStatusAndEveryRule)
     const unsigned long long total = out.GetPosition();
     out.TakeBuffer(pBuffer, nSize);
     char c = 0;
-    in.Open(KrStreamLoad, static_cast<unsigned int>(total), pBuffer);
+    in.Open(KrStreamLoad, 0);  // the stream frees the block
+    in.GiveBuffer(pBuffer, static_cast<unsigned int>(total));
     unsigned long long expected = 0, wrongRounds = 0;
     KrString text;
     for (unsigned i = 0; i < kRounds; ++i)
@@ -220,7 +220,4 @@ TEST(KrStreamTest, BufferedLoadsKeepPositionStatusAndEveryRule)
     }
     EXPECT_TRUE(wrongRounds == 0 && text == "middle");
     EXPECT_TRUE(in.GetStatus() == KrStreamOK && in.GetLength() == total);
-    in.Close();
-    block = pBuffer;
-    krfree(&block);
 }
