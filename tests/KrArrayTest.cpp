@@ -11,11 +11,7 @@ using namespace KRN;
 
 namespace
 {
-template <class T>
-std::vector<T> items(const KrArray<T>& a)
-{
-    return std::vector<T>(a.begin(), a.end());
-}
+const auto items = [](const auto& a) { return std::vector(a.begin(), a.end()); };
 
 // Walks the list from its head; no position on the way is BOF.
 std::vector<int> forward(KrList<int>& list)

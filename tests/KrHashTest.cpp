@@ -22,10 +22,8 @@ Slots slots(KrHash<KrString>& h)
         out.emplace_back((h.GetNextAssoc(pos, key, value), pos - 1), key);
     return out;
 }
-KrString bytes(const std::string& s)
-{
-    return KrString(s.data(), static_cast<int>(s.size()));
-}
+const auto bytes = [](const std::string& s)
+{ return KrString(s.data(), static_cast<int>(s.size())); };
 }  // namespace
 
 // Empty keys are never stored; others are case-sensitive; overwriting and operator[] never

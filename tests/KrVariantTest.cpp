@@ -21,10 +21,8 @@ const double kInf = std::numeric_limits<double>::infinity();
 using V = KrVariant;
 using UC = unsigned char;
 
-KrVariant block(std::vector<unsigned char> bytes)
-{
-    return KrVariant(bytes.data(), static_cast<int>(bytes.size()));
-}
+const auto block = [](std::vector<unsigned char> b)
+{ return V(b.data(), static_cast<int>(b.size())); };
 
 TEST(KrVariant, ConversionsOfEveryKind)
 {
