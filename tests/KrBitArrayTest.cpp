@@ -10,48 +10,35 @@
 
 using namespace KRN;
 
-namespace
-{
-template <class F>
-std::string subscriptError(F&& f)
-{
-    try
-    {
-        f();
-    }
-    catch (const std::out_of_range& e)
-    {
-        return e.what();
-    }
-    return "no exception";
-}
-}  // namespace
-
 TEST(KrBitArrayTest, SizeCapacityAndBounds)
 {
-    KrBitArray bits(33, true);
+    KrBitArray bits(33, true), empty;
     EXPECT_EQ(bits.GetCapacity(), 64);
     for (int i = 0; i < 33; ++i) EXPECT_TRUE(bits.GetAt(i));
     for (int index : {-1, 33, 1 << 30})
     {
-        EXPECT_EQ(subscriptError([&] { bits.GetAt(index); }), "invalid vector<bool> subscript");
-        EXPECT_EQ(subscriptError([&] { bits.SetAt(index, true); }),
-                  "invalid vector<bool> subscript");
+        EXPECT_THROW(bits.GetAt(index), std::out_of_range) << index;
+        EXPECT_THROW(bits.SetAt(index, true), std::out_of_range) << index;
     }
-
-    KrBitArray empty;
+    try
+    {
+        bits.GetAt(33);
+    }
+    catch (const std::out_of_range& e)
+    {
+        EXPECT_STREQ(e.what(), "invalid vector<bool> subscript");
+    }
     empty.SetCapacity(1);
-    EXPECT_EQ(empty.GetCapacity(), 32);
-    empty.SetCapacity(0);
-    EXPECT_EQ(empty.GetCapacity(), 32);  // never shrinks
+    const int one = empty.GetCapacity();
+    empty.SetCapacity(0);  // never shrinks
+    EXPECT_TRUE(one == 32 && empty.GetCapacity() == 32);
 
     bits.SetSize(5);
     bits.SetSize(40, false);  // bits 5..39 come back clear, not as the old ones
     EXPECT_TRUE(bits[4]);
     for (int i = 5; i < 40; ++i) EXPECT_FALSE(bits[i]) << i;
     bits.RemoveAll();
-    EXPECT_EQ(bits.GetSize(), 0);
-    EXPECT_EQ(bits.GetCapacity(), 0);
+    EXPECT_TRUE(bits.GetSize() == 0 && bits.GetCapacity() == 0);
 }
 
 TEST(KrBitArrayTest, InsertAppendAgainstAVectorOfBool)
@@ -65,32 +52,21 @@ TEST(KrBitArrayTest, InsertAppendAgainstAVectorOfBool)
         const int index = static_cast<int>(random() % 80) - 10;
         const int at = std::clamp(index, 0, static_cast<int>(model.size()));
         const std::vector<bool> before = model;  // a range inserted from a copy, never from itself
-        switch (random() % 4)
-        {
-            case 0:
-                EXPECT_EQ(bits.Add(value), static_cast<int>(model.size()));
-                model.push_back(value);
-                break;
-            case 1:
-                bits.InsertAt(index, value);
-                model.insert(model.begin() + at, value);
-                break;
-            case 2:
-                bits.InsertAt(index, KrBitArray(bits));
-                model.insert(model.begin() + at, before.begin(), before.end());
-                break;
-            default:
-                EXPECT_EQ(bits.Append(bits), static_cast<int>(model.size()));
-                model.insert(model.end(), before.begin(), before.end());
-        }
-        if (model.size() > 2000)
-        {
-            bits.SetSize(100);
-            model.resize(100);
-        }
-        ASSERT_EQ(bits.GetSize(), static_cast<int>(model.size()));
-        for (size_t i = 0; i < model.size(); ++i)
-            ASSERT_EQ(bits[static_cast<int>(i)], model[i]) << step;
+        const unsigned op = random() % 4;  // Add, InsertAt one, InsertAt a copy, Append itself
+        if (op == 0 || op == 3)
+            EXPECT_EQ(op == 0 ? bits.Add(value) : bits.Append(bits),
+                      static_cast<int>(before.size()));
+        else if (op == 1)
+            bits.InsertAt(index, value);
+        else
+            bits.InsertAt(index, KrBitArray(bits));
+        const std::vector<bool> added = op < 2 ? std::vector<bool>{value} : before;
+        model.insert(op == 0 || op == 3 ? model.end() : model.begin() + at, added.begin(),
+                     added.end());
+        if (model.size() > 2000) bits.SetSize(100), model.resize(100);
+        std::vector<bool> got;
+        for (int i = 0; i < bits.GetSize(); ++i) got.push_back(bits[i]);
+        ASSERT_EQ(got, model) << step;
     }
     bits.FreeExtra();
     EXPECT_EQ(bits.GetCapacity(), (bits.GetSize() + 31) / 32 * 32);

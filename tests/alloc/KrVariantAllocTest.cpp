@@ -25,47 +25,19 @@ __attribute__((noinline)) void release(void* p)
 }
 }  // namespace
 
-void* operator new(std::size_t size)
-{
-    if (void* p = allocate(size)) return p;
-    throw std::bad_alloc();
-}
-void* operator new[](std::size_t size)
-{
-    return operator new(size);
-}
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept
-{
-    return allocate(size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
-{
-    return allocate(size);
-}
-void operator delete(void* p) noexcept
-{
-    release(p);
-}
-void operator delete[](void* p) noexcept
-{
-    release(p);
-}
-void operator delete(void* p, std::size_t) noexcept
-{
-    release(p);
-}
-void operator delete[](void* p, std::size_t) noexcept
-{
-    release(p);
-}
-void operator delete(void* p, const std::nothrow_t&) noexcept
-{
-    release(p);
-}
-void operator delete[](void* p, const std::nothrow_t&) noexcept
-{
-    release(p);
-}
+// One line each: the replacements differ only in their signatures.
+// clang-format off
+void* operator new(std::size_t size) { if (void* p = allocate(size)) return p; throw std::bad_alloc(); }
+void* operator new[](std::size_t size) { return operator new(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
+void operator delete(void* p) noexcept { release(p); }
+void operator delete[](void* p) noexcept { release(p); }
+void operator delete(void* p, std::size_t) noexcept { release(p); }
+void operator delete[](void* p, std::size_t) noexcept { release(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { release(p); }
+void operator delete[](void* p, const std::nothrow_t&) noexcept { release(p); }
+// clang-format on
 
 using namespace KRN;
 
@@ -81,40 +53,23 @@ long allocationsDuring(Work work)
     return g_allocations.load() - before;
 }
 
-TEST(KrVariantAlloc, TheCounterSeesAllocations)
-{
-    // The string is longer than any inline capacity, so it must allocate.
-    EXPECT_GT(allocationsDuring([] { KrVariant v(KrString("a text well beyond inline storage")); }),
-              0);
-    EXPECT_GT(allocationsDuring(
-                  []
-                  {
-                      const unsigned char bytes[] = {1, 2, 3};
-                      KrVariant v(bytes, 3);
-                  }),
-              0);
-}
-
 TEST(KrVariantAlloc, SmallKindsNeverAllocate)
 {
     const long count = allocationsDuring(
         []
         {
-            KrVariant values[] = {KrVariant(),
-                                  KrVariant(static_cast<unsigned char>(200)),
-                                  KrVariant(static_cast<short>(-300)),
-                                  KrVariant(123456),
-                                  KrVariant(-9876543210LL),
-                                  KrVariant(2.5f),
-                                  KrVariant(1234.5625),
+            // clang-format off
+            KrVariant values[] = {KrVariant(), KrVariant(static_cast<unsigned char>(200)),
+                                  KrVariant(static_cast<short>(-300)), KrVariant(123456),
+                                  KrVariant(-9876543210LL), KrVariant(2.5f), KrVariant(1234.5625),
                                   KrVariant(KrTime(45000.5))};
+            // clang-format on
             long long sum = 0;
             for (const KrVariant& value : values)
             {
-                KrVariant copy(value);
-                KrVariant assigned;
+                KrVariant copy(value), assigned;
                 assigned = copy;
-                assigned = 7;
+                assigned = 7;  // every kind replaced by a setter, and a setter's kind replaced
                 assigned = value;
                 KrVariant moved(std::move(copy));
                 sum += value.ToInt() + value.ToLong() + static_cast<long long>(value.ToDouble());
@@ -123,21 +78,13 @@ TEST(KrVariantAlloc, SmallKindsNeverAllocate)
                 if (value.GetType() != KrVariant::Time && value.GetType() != KrVariant::Long)
                     sum += value.ToString().GetLength();
             }
-            KrVariant v;
-            for (int i = 0; i < 1000; ++i)
-            {
-                v = static_cast<unsigned char>(i);
-                v = static_cast<short>(i);
-                v = i;
-                v = static_cast<long long>(i);
-                v = static_cast<float>(i);
-                v = static_cast<double>(i);
-                v.Set(static_cast<double>(i) / 3);
-                sum += v.ToInt();
-            }
             EXPECT_NE(sum, 0);
         });
     EXPECT_EQ(count, 0);
+    // The counter itself works: a string beyond any inline capacity, and a block, allocate.
+    const unsigned char bytes[] = {1, 2, 3};
+    EXPECT_GT(allocationsDuring([] { KrVariant v(KrString("longer than any inline text")); }), 0);
+    EXPECT_GT(allocationsDuring([&] { KrVariant v(bytes, 3); }), 0);
 }
 
 }  // namespace
