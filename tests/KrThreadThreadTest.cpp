@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <thread>
-#include <vector>
 
 #include "Base/ZoBase.h"
 #include "RunThreads.h"
@@ -54,67 +52,46 @@ TEST(KrLockThreadTest, NoWriterIsEverInsideWithAReaderAndTheMutexExcludes)
     rw.writeUnlock();
 }
 
-namespace
-{
-
-// Waiters that each count themselves in under the mutex, then wait once. Once every waiter
-// has counted itself in, each has also been counted by the condition: the count rises before
-// wait releases the mutex. The constructor returns only then.
-struct Waiters
+// Once every waiter has counted itself in under the mutex, each has also been counted by the
+// condition: the count rises before wait releases the mutex. The main thread's own timed waits
+// show that a signal is used up by the one waiter it wakes and a broadcast closes again behind
+// the last; during the first, a wrongly woken second waiter has time to count itself.
+TEST(KrConditionThreadTest, SignalWakesOneWaiterBroadcastAllAndResetsItself)
 {
     KrCondition condition;
     KrMutex mutex;
     int ready = 0;  // under mutex
     std::atomic<int> woken{0};
-    std::vector<std::thread> threads;
-
-    explicit Waiters(int count)
-    {
-        for (int t = 0; t < count; ++t)
-            threads.emplace_back(
-                [this]
-                {
-                    KrMutexGuard hold(mutex);
-                    ++ready;
-                    condition.wait(mutex);
-                    ++woken;
-                });
-        for (bool all = false; !all; std::this_thread::yield())
+    std::thread waiters(
+        [&]
         {
-            KrMutexGuard hold(mutex);
-            all = ready == count;
-        }
-    }
-    ~Waiters() { joinAll(); }
-    void joinAll()
+            runThreads(4,
+                       [&](int)
+                       {
+                           KrMutexGuard hold(mutex);
+                           ++ready;
+                           condition.wait(mutex);
+                           ++woken;
+                       });
+        });
+    for (bool all = false; !all; std::this_thread::yield())
     {
-        for (std::thread& thread : threads) thread.join();
-        threads.clear();
+        KrMutexGuard hold(mutex);
+        all = ready == 4;
     }
-};
-
-}  // namespace
-
-TEST(KrConditionThreadTest, SignalWakesOneWaiterBroadcastAllAndResetsItself)
-{
+    condition.signal();
+    while (woken.load() == 0) std::this_thread::yield();
+    const auto timedWait = [&]
     {
-        Waiters waiters(4);
-        waiters.condition.signal();
-        while (waiters.woken.load() == 0) std::this_thread::yield();
-        // Time for a wrongly woken second waiter to show itself.
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        EXPECT_EQ(waiters.woken.load(), 1);
-        waiters.condition.broadcast();
-    }
-    Waiters waiters(4);
-    waiters.condition.broadcast();
-    waiters.joinAll();
-    EXPECT_EQ(waiters.woken.load(), 4);
-    // The last woken waiter closed the broadcast again: a new wait times out.
-    KrMutexGuard hold(waiters.mutex);
-    EXPECT_EQ(waiters.condition.wait(waiters.mutex,
-                                     static_cast<unsigned int>(KrThread::time()) + 30000000u),
-              0);
+        KrMutexGuard hold(mutex);
+        return condition.wait(mutex, static_cast<unsigned int>(KrThread::time()) + 30000000u);
+    };
+    EXPECT_EQ(timedWait(), 0);
+    EXPECT_EQ(woken.load(), 1);
+    condition.broadcast();
+    waiters.join();
+    EXPECT_EQ(woken.load(), 4);
+    EXPECT_EQ(timedWait(), 0);
 }
 
 // One condition per direction: a player never waits on the condition it signals, so it cannot
