@@ -52,8 +52,9 @@ const char* build(KrGroup& group, const char* text, std::vector<Item*>* made = n
 }
 
 // Entries in list order as build() writes them. An entry whose parent (an item's pParent, a
-// child group's GetParentGroup) is not the group listing it is marked with '^'.
-std::string layout(KrGroup& group)
+// child group's GetParentGroup) is not the group listing it is marked with '^'. Collects the
+// entries listed when asked.
+std::string layout(KrGroup& group, std::set<Item*>* listed = nullptr)
 {
     std::string text;
     for (auto pos = group.GetHeadPosition(); !group.IsEOF(pos);)
@@ -61,47 +62,48 @@ std::string layout(KrGroup& group)
         Item* entry = group.GetNext(pos);
         auto* child =
             entry->nType == KrGroup::GroupEntry ? static_cast<KrGroup*>(entry->pItem) : nullptr;
-        text += child ? "[" + std::string(child->GetGroupName().Cstr()) + ":" + layout(*child) + "]"
+        if (listed != nullptr) listed->insert(entry);
+        text += child ? "[" + std::string(child->GetGroupName().Cstr()) + ":" +
+                            layout(*child, listed) + "]"
                       : std::string(1, *static_cast<const char*>(entry->pItem));
         if (entry->pParent != &group || (child && child->GetParentGroup() != &group)) text += '^';
     }
     return text;
 }
 
-void collect(KrGroup& group, std::set<Item*>& listed)
+// A root that records the items handed to DeleteItem, and frees nothing.
+std::string g_deleted;
+class RecordingGroup : public KrGroup
 {
-    for (auto pos = group.GetHeadPosition(); !group.IsEOF(pos);)
-    {
-        Item* entry = group.GetNext(pos);
-        listed.insert(entry);
-        if (entry->nType == KrGroup::GroupEntry)
-            collect(*static_cast<KrGroup*>(entry->pItem), listed);
-    }
-}
+public:
+    void DeleteItem(KrGroupItem* pItem) override { g_deleted += *static_cast<char*>(pItem->pItem); }
+};
 
 struct Case
 {
     const char* forest;   // the roots' entries, separated by '|'
     const char* script;   // steps, see runScript
     const char* results;  // what the steps returned, one digit each
-    const char* after;    // the forest before the first root is destroyed
+    const char* after;    // the forest before the first root is destroyed, then "/" and the
+                          // items handed to DeleteItem, if any
 };
 
 // Runs the steps of a script on a forest, then destroys the roots: first those the script
-// names with X, in its order, then the others. A step is an operation letter, the path of its
-// group (the root's index, then the index of a child group per level) and its arguments:
-// MoveTo(i, j) T, MoveUp U, MoveDown D, MoveTop P, MoveBottom B, RemoveAt R, RemoveItem(i, j) I,
-// the cross-group MoveTo(i, group, j, target) M, RemoveAll A, GetItemCount C, destroy X.
-// "M0,1,9,01" moves entry 1 of root 0 to the tail of the child group at index 1 of root 0.
+// names with X (its last steps), in its order, then the others. A step is an operation letter,
+// the path of its group (the root's index, then the index of a child group per level) and its
+// arguments: MoveTo(i, j) T, MoveUp U, MoveDown D, MoveTop P, MoveBottom B, RemoveAt R,
+// RemoveItem(i, j) I, the cross-group MoveTo(i, group, j, target) M, RemoveAll A, clear L,
+// GetItemCount C. "M0,1,9,01" moves entry 1 of root 0 to the tail of the child group at index 1
+// of root 0.
 void runScript(const Case& c)
 {
     SCOPED_TRACE(std::string(c.forest) + " / " + c.script);
     std::vector<KrGroup*> roots;
     std::vector<Item*> made;
-    for (const char* text = c.forest;; ++text)
+    for (const char* text = c.forest; roots.empty() || *text++ != '\0';)
     {
-        roots.push_back(new KrGroup);
-        if (*(text = build(*roots.back(), text, &made)) == '\0') break;
+        roots.push_back(new RecordingGroup);
+        text = build(*roots.back(), text, &made);
     }
     auto at = [&](const char* path)
     {
@@ -109,20 +111,7 @@ void runScript(const Case& c)
         while (*++path != '\0') group = group->GetChildGroup(*path - '0');
         return group;
     };
-    // Before the first root goes: the forest is compared, and the items no list holds any more
-    // are freed, as they belong to the test.
-    bool settled = false;
-    auto settle = [&]
-    {
-        if (std::exchange(settled, true)) return;
-        std::set<Item*> listed;
-        std::string after;
-        for (KrGroup* root : roots) collect(*root, listed), after += layout(*root) + "|";
-        for (Item* entry : made)
-            if (listed.count(entry) == 0) delete entry;
-        EXPECT_EQ(after.substr(0, after.size() - 1), c.after);
-    };
-    std::string results;
+    std::string results, destroyOrder;
     std::istringstream steps(c.script);
     for (std::string step; steps >> step;)
     {
@@ -142,14 +131,24 @@ void runScript(const Case& c)
             case 'I': results += '0' + g.RemoveItem(i, static_cast<unsigned char>(j)); break;
             case 'M': results += '0' + KrGroup::MoveTo(i, &g, j, at(target)); break;
             case 'A': g.RemoveAll(); break;
+            case 'L': g.clear(); break;
             case 'C': results += std::to_string(g.GetItemCount()); break;
-            case 'X': settle(); delete &g; roots[*path - '0'] = nullptr; break;
+            case 'X': destroyOrder += path; break;
         }
         // clang-format on
     }
     EXPECT_EQ(results, c.results);
-    settle();
-    for (KrGroup* root : roots) delete root;
+    // The items no list holds any more belong to the test.
+    std::set<Item*> listed;
+    std::string after;
+    for (KrGroup* root : roots) after += layout(*root, &listed) + "|";
+    for (Item* entry : made)
+        if (listed.count(entry) == 0) delete entry;
+    after.pop_back();
+    EXPECT_EQ(g_deleted.empty() ? after : after + "/" + std::exchange(g_deleted, ""), c.after);
+    for (char root : destroyOrder + "0123")
+        if (root - '0' < static_cast<int>(roots.size()))
+            delete std::exchange(roots[root - '0'], nullptr);
     EXPECT_EQ(g_groupsAlive, 0);
     g_groupsAlive = 0;
 }
@@ -169,7 +168,9 @@ TEST(KrGroup, MovesAndRemovalsByIndex)
         {"abcd", "P0,2", "1", "cabd"}, {"abcd", "B0,0", "1", "bcda"}, {"abcd", "B0,1", "1", "acdb"},
         {"abc", "R0,0 R0,3 R0,-1", "000", "abc"}, {"abc", "R0,1", "0", "ac"},
         {"", "T0,0,1 B0,0 I0,0,1", "000", ""}, {"ab", "I0,2,1 I0,-1,0", "00", "ab"},
-        {"ab", "M0,-1,0,0 M0,-100,0,0 M0,2,0,0 M0,1000,0,0", "0000", "ab"}};
+        {"ab", "M0,-1,0,0 M0,-100,0,0 M0,2,0,0 M0,1000,0,0", "0000", "ab"},
+        // Without merge DeleteItem has the entry, but entry 0 stays listed; clear hands over all.
+        {"ab", "I0,1,0 I0,0,0", "11", "a/ba"}, {"abc", "T0,2,0 L0 C0", "10", "/cab"}};
     // clang-format on
     for (const Case& c : cases) runScript(c);
 }
@@ -206,12 +207,9 @@ TEST(KrGroup, MergesAndMovesBetweenGroupsKeepParentsAndOwnership)
 TEST(KrGroup, SubtreeItemsAreCountedAndIndexedInListOrderAndGroupsFoundByNameAndID)
 {
     KrGroup root;
-    build(root, "x");
-    KrGroup* roads = root.CreateChildGroup("Roads", 0);
-    build(root, "y");
-    build(*roads, "zw");
+    build(root, "x[Roads:zw[empty:]]y");
+    KrGroup* roads = root.GetChildGroup(1);
     build(*roads->CreateChildGroup("h", 1), "q");  // at the head of Roads
-    roads->CreateChildGroup("empty", 0);
     KrGroup* rivers = root.CreateChildGroup("Rivers", 1);
     EXPECT_EQ(layout(root), "[Rivers:]x[Roads:[h:q]zw[empty:]]y");
     EXPECT_EQ(std::make_pair(root.GetItemCount(), roads->GetItemCount()), std::make_pair(5, 3));
@@ -222,55 +220,32 @@ TEST(KrGroup, SubtreeItemsAreCountedAndIndexedInListOrderAndGroupsFoundByNameAnd
         EXPECT_TRUE(!root.GetAt(index) && !root.GetChildGroup(index) &&
                     !root.FindItemAt(index > 0 ? index + 1 : index))
             << index;
-    EXPECT_EQ(root.GetChildGroup(1), nullptr);  // an ordinary item
-
     roads->SetGroupID(7);
-    EXPECT_EQ(root.GetChildGroup(KrString("rOADS")), roads);
-    EXPECT_EQ(root.GetChildGroup(KrString("Road")), nullptr);
-    EXPECT_EQ(root.GetChildGroup(0), rivers);
-    EXPECT_EQ(root.GetChildGroupByID(7), roads);
-    EXPECT_EQ(root.GetChildGroupByID(0), rivers);
-    EXPECT_EQ(root.GetChildGroupByID(8), nullptr);
-}
-
-// Records the entries handed to DeleteItem, and frees nothing.
-class RecordingGroup : public KrGroup
-{
-public:
-    void DeleteItem(KrGroupItem* pItem) override { deleted += *static_cast<char*>(pItem->pItem); }
-    std::string deleted;
-};
-
-TEST(KrGroup, RemovingWithoutMergeHandsTheEntryToDeleteItem)
-{
-    RecordingGroup group;
-    std::vector<Item*> made;
-    build(group, "ab", &made);
-    EXPECT_EQ(group.RemoveItem(1, 0) + group.RemoveItem(0, 0), 2);  // entry 0 stays listed
-    EXPECT_EQ(group.deleted, "ba");
-    EXPECT_EQ(layout(group), "a");
-    group.Add(made[1], 1);
-    group.clear();
-    EXPECT_EQ(group.deleted + std::to_string(group.GetCount()), "baba0");
-    for (Item* entry : made) delete entry;
+    // clang-format off
+    const std::pair<KrGroup*, KrGroup*> found[] = {
+        {root.GetChildGroup(KrString("rOADS")), roads}, {root.GetChildGroup(KrString("Road")), nullptr},
+        {root.GetChildGroup(0), rivers}, {root.GetChildGroup(1), nullptr} /* an ordinary item */,
+        {root.GetChildGroupByID(7), roads}, {root.GetChildGroupByID(0), rivers},
+        {root.GetChildGroupByID(8), nullptr}};
+    // clang-format on
+    for (const auto& [group, expected] : found) EXPECT_EQ(group, expected);
 }
 
 TEST(KrGroup, MillionDeepTreeIsBuiltWalkedAndDestroyedWithoutRecursion)
 {
-    auto* root = new KrGroup;
-    KrGroup* deepest = root;
+    KrGroup root;
+    KrGroup* deepest = &root;
     for (int i = 0; i < 1000000; ++i) deepest = deepest->CreateChildGroup("n", 0);
     build(*deepest, "l");
     deepest->SetGroupID(7);
-    build(*root, "t");
-    EXPECT_EQ(root->GetItemCount(), 2);
-    EXPECT_EQ(*static_cast<const char*>(root->FindItemAt(0)->pItem), 'l');
-    EXPECT_EQ(*static_cast<const char*>(root->FindItemAt(1)->pItem), 't');
-    EXPECT_EQ(root->FindItemAt(2), nullptr);
+    build(root, "t");
+    EXPECT_EQ(root.GetItemCount(), 2);
+    EXPECT_EQ(*static_cast<const char*>(root.FindItemAt(0)->pItem), 'l');
+    EXPECT_EQ(*static_cast<const char*>(root.FindItemAt(1)->pItem), 't');
+    EXPECT_EQ(root.FindItemAt(2), nullptr);
     EXPECT_EQ(deepest->GetParentGroup()->GetChildGroupByID(7), deepest);
     // Moving a group below one of its million descendants is refused, as any cycle is.
-    EXPECT_EQ(KrGroup::MoveTo(0, root, 0, deepest), 0);
-    delete root;
+    EXPECT_EQ(KrGroup::MoveTo(0, &root, 0, deepest), 0);
 }
 
 }  // namespace

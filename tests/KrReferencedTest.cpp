@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -62,10 +63,8 @@ TEST(KrReferenced, TheObjectDiesOnTheUnrefBelowOneUnlessTheDeleteHandlerTakesIt)
     EXPECT_EQ(Counted::alive, 0);
 
     // Whatever happens below, no handler stays installed for the tests that follow.
-    struct Uninstall
-    {
-        ~Uninstall() { KrReferenced::SetDeleteHandler(nullptr); }
-    } uninstall;
+    const std::shared_ptr<void> uninstall(nullptr,
+                                          [](void*) { KrReferenced::SetDeleteHandler(nullptr); });
     Collector* first = new Collector;
     KrReferenced::SetDeleteHandler(first);
     KrReferenced::SetDeleteHandler(first);  // the same handler again is kept
@@ -96,10 +95,9 @@ void* cursorOf(char name)
 
 TEST(KrCursorTest, ShowsTheChosenCursorAndRestoresThePreviousOnce)
 {
-    struct Unhook
-    {
-        ~Unhook() { KrCursor::SetSystemHooks(nullptr, nullptr); }
-    } unhook;
+    // Whatever happens below, the hooks go again.
+    const std::shared_ptr<void> unhook(nullptr,
+                                       [](void*) { KrCursor::SetSystemHooks(nullptr, nullptr); });
     KrCursor::SetSystemHooks([]() -> void* { return cursorOf('w'); },
                              [](void* cursor)
                              {

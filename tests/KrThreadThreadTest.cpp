@@ -8,12 +8,15 @@
 
 using namespace KRN;
 
-// Writers and readers, some trying and some waiting; the recursive mutex guards a plain counter.
-TEST(KrLockThreadTest, NoWriterIsEverInsideWithAReaderAndTheMutexExcludes)
+// Eight threads at once: the recursive mutex guards a plain counter; writers and readers, some
+// trying and some waiting, share the read-write lock; four producers post units that four
+// consumers take, some trying and some waiting, through a gate that lets three in at once.
+TEST(KrLockThreadTest, LocksExcludeAndSemaphoreUnitsAreNeitherLostNorDuplicated)
 {
     KrReadWriteLock rw;
     KrMutex mutex;
-    std::atomic<int> readers{0}, writers{0}, violations{0}, writes{0};
+    KrSemaphore units(3), gate(3);
+    std::atomic<int> readers{0}, writers{0}, violations{0}, writes{0}, taken{0}, inside{0};
     int shared = 0;  // written by writers only, read by readers: TSan checks the exclusion
     long long counter = 0;
     runThreads(8,
@@ -44,12 +47,29 @@ TEST(KrLockThreadTest, NoWriterIsEverInsideWithAReaderAndTheMutexExcludes)
                        --readers;
                        rw.readUnlock();
                    }
+                   for (int i = 0; i < 400; ++i)
+                   {
+                       if (t < 4)
+                       {
+                           units.post();
+                           continue;
+                       }
+                       if (i % 2 == 0 || !units.trywait()) units.wait();
+                       ++taken;
+                       gate.wait();
+                       if (++inside > 3) ++violations;
+                       --inside;
+                       gate.post();
+                   }
                });
     EXPECT_EQ(counter, 8 * 2000);
     EXPECT_EQ(violations.load(), 0);
     EXPECT_EQ(shared, writes.load());
+    EXPECT_EQ(taken.load(), 4 * 400);
     EXPECT_EQ(rw.tryWriteLock(), 1);  // everything was released, by whichever thread
     rw.writeUnlock();
+    // The three initial units are left, no more.
+    EXPECT_EQ(units.trywait() + units.trywait() + units.trywait() + units.trywait(), 3);
 }
 
 // Once every waiter has counted itself in under the mutex, each has also been counted by the
@@ -121,33 +141,4 @@ TEST(KrConditionThreadTest, PingPongHandsEveryValueOver)
     other.join();
     EXPECT_EQ(value, 2 * kRounds);
     EXPECT_EQ(timeouts.load(), 0);
-}
-
-TEST(KrSemaphoreThreadTest, UnitsAreNeitherLostNorDuplicated)
-{
-    KrSemaphore units(3), gate(3);  // the gate lets at most three holders in at once
-    constexpr int kPerProducer = 400;
-    std::atomic<int> taken{0}, inside{0}, overfull{0};
-    runThreads(8,
-               [&](int t)
-               {
-                   for (int i = 0; i < kPerProducer; ++i)
-                   {
-                       if (t < 4)
-                       {
-                           units.post();
-                           continue;
-                       }
-                       if (i % 2 == 0 || !units.trywait()) units.wait();
-                       ++taken;
-                       gate.wait();
-                       if (++inside > 3) ++overfull;
-                       --inside;
-                       gate.post();
-                   }
-               });
-    EXPECT_EQ(taken.load(), 4 * kPerProducer);
-    EXPECT_EQ(overfull.load(), 0);
-    // The three initial units are left, no more.
-    EXPECT_EQ(units.trywait() + units.trywait() + units.trywait() + units.trywait(), 3);
 }

@@ -2,6 +2,7 @@
 
 #include <ctime>
 #include <limits>
+#include <memory>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -36,10 +37,7 @@ long long serialOf(int year, int month, int day)
 // Sets TZ for the lifetime of the object; the runtime rereads it both ways.
 struct ScopedTimeZone
 {
-    struct Reread
-    {
-        ~Reread() { tzset(); }
-    } reread;
+    std::shared_ptr<void> reread{nullptr, [](void*) { tzset(); }};  // after zone is restored
     ScopedEnvironment zone;
     explicit ScopedTimeZone(const char* name) : zone("TZ", name) { tzset(); }
 };
@@ -58,33 +56,29 @@ TEST(KrTimeTest, EveryDayOfSampleYearsAgreesWithTheOracle)
          {std::pair{1, 1}, {100, 100}, {1899, 1900}, {1999, 2001}, {9999, 9999}})
         for (long long day = serialOf(first, 1, 1); day <= serialOf(last, 12, 31); ++day)
         {
+            SCOPED_TRACE(day);
             const std::tm c = civil(day);
             const bool edge = day == serialOf(100, 1, 1) || day == serialOf(9999, 12, 31);
             const int year = c.tm_year + 1900, hh = edge ? 0 : c.tm_yday % 24,
                       mm = edge ? 0 : c.tm_mday * 7 % 60,
                       ss = edge ? 0 : static_cast<int>(day % 60 + 60) % 60;
-            const int second = hh * 3600 + mm * 60 + ss;
-            const double serial = day >= 0 ? day + second / 86400.0 : day - second / 86400.0;
-            const std::string what = std::to_string(day);
-            ASSERT_EQ(KrTime(year, c.tm_mon + 1, c.tm_mday).GetTime(), day) << what;
-            ASSERT_NEAR(KrTime(year, c.tm_mon + 1, c.tm_mday, hh, mm, ss).GetTime(), serial, 1e-9)
-                << what;
+            const double fraction = (hh * 3600 + mm * 60 + ss) / 86400.0;
+            const double serial = day >= 0 ? day + fraction : day - fraction;
+            ASSERT_EQ(KrTime(year, c.tm_mon + 1, c.tm_mday).GetTime(), day);
+            ASSERT_NEAR(KrTime(year, c.tm_mon + 1, c.tm_mday, hh, mm, ss).GetTime(), serial, 1e-9);
+            // Before the range every field reads 0; the day of the week counts from 1 = Sunday.
             const KrTime t(serial);
-            if (year < 100)  // before the range every field reads 0
-            {
-                ASSERT_TRUE(t.GetYear() == 0 && t.GetDayOfWeek() == 0) << what;
-                continue;
-            }
+            const bool out = year < 100;
             ASSERT_EQ(fields(t),
-                      (std::vector<long long>{year, c.tm_mon + 1, c.tm_mday, hh, mm, ss}))
-                << what;
-            ASSERT_EQ(t.GetDayOfWeek(), c.tm_wday + 1) << what;  // 1 = Sunday
-            ASSERT_EQ(t.GetDayOfYear(), c.tm_yday + 1) << what;
+                      (out ? std::vector<long long>(6, 0)
+                           : std::vector<long long>{year, c.tm_mon + 1, c.tm_mday, hh, mm, ss}));
+            ASSERT_EQ(std::make_pair(t.GetDayOfWeek(), t.GetDayOfYear()),
+                      out ? std::make_pair(0, 0) : std::make_pair(c.tm_wday + 1, c.tm_yday + 1));
         }
 }
 
 // 0 is rejected. The looseness that is kept: negative clock fields fold into the day.
-TEST(KrTimeTest, SetDateTimeAcceptsAndRejectsAndNegativeSerialsOrderAndAdd)
+TEST(KrTimeTest, SetDateTimeAcceptsAndRejectsAndArithmeticCrossesDayZero)
 {
     // clang-format off
     const struct { int y, mo, d, h, mi, s; double expected; } cases[] = {
@@ -103,16 +97,16 @@ TEST(KrTimeTest, SetDateTimeAcceptsAndRejectsAndNegativeSerialsOrderAndAdd)
     const KrTime morning(-1.25), evening(-1.75);
     EXPECT_TRUE(morning < evening && evening > morning && morning <= evening);
     EXPECT_FALSE(morning >= evening || morning == evening || !(morning != evening));
-    EXPECT_DOUBLE_EQ((evening - morning).GetTimeSpan(), 0.5);
-    EXPECT_DOUBLE_EQ((morning + KrTimeSpan(0.5)).GetTime(), -1.75);
-    // Crossing day 0 in both directions.
-    EXPECT_DOUBLE_EQ((evening + KrTimeSpan(0.5)).GetTime(), 0.25);
-    EXPECT_DOUBLE_EQ((KrTime(0.25) - KrTimeSpan(0.5)).GetTime(), -1.75);
     KrTime t(-2.5);
-    t += KrTimeSpan(1.0);
-    EXPECT_DOUBLE_EQ(t.GetTime(), -1.5);
-    t -= KrTimeSpan(2.0);
-    EXPECT_DOUBLE_EQ(t.GetTime(), -3.5);
+    KrTimeSpan s(1.0);
+    // clang-format off
+    const std::pair<double, double> sums[] = {
+        {(evening - morning).GetTimeSpan(), 0.5}, {(morning + KrTimeSpan(0.5)).GetTime(), -1.75},
+        {(evening + KrTimeSpan(0.5)).GetTime(), 0.25}, {(KrTime(0.25) - KrTimeSpan(0.5)).GetTime(), -1.75},
+        {(t += KrTimeSpan(1.0)).GetTime(), -1.5}, {(t -= KrTimeSpan(2.0)).GetTime(), -3.5},
+        {(s += KrTimeSpan(0.5)).GetTimeSpan(), 1.5}, {(s -= KrTimeSpan(0.25)).GetTimeSpan(), 1.25}};
+    // clang-format on
+    for (const auto& [sum, expected] : sums) EXPECT_DOUBLE_EQ(sum, expected);
 }
 
 // Just under a second boundary rounds up, also across midnight and for negative days. The
@@ -120,19 +114,18 @@ TEST(KrTimeTest, SetDateTimeAcceptsAndRejectsAndNegativeSerialsOrderAndAdd)
 // 31 December 9999 (or 1 January 100, whose fraction makes the value more negative) is out.
 TEST(KrTimeTest, RoundingToTheSecondAndTheRange)
 {
+    const std::vector<long long> none(6, 0);
+    const double nan = std::numeric_limits<double>::quiet_NaN();
     // clang-format off
     const std::pair<double, std::vector<long long>> cases[] = {
         {2.0 + 59.6 / 86400, {1900, 1, 1, 0, 1, 0}}, {3.0 - 0.2 / 86400, {1900, 1, 2, 0, 0, 0}},
-        {-1.0 - 59.6 / 86400, {1899, 12, 29, 0, 1, 0}}};
+        {-1.0 - 59.6 / 86400, {1899, 12, 29, 0, 1, 0}}, {2958465.5, none}, {-657434.5, none},
+        {2958466.0, none}, {-657435.0, none}, {1e300, none}, {-1e300, none}, {nan, none}};
     // clang-format on
-    for (const auto& [serial, expected] : cases) EXPECT_EQ(fields(KrTime(serial)), expected);
-    for (double v : {2958465.5, -657434.5, 2958466.0, -657435.0, 1e300, -1e300,
-                     std::numeric_limits<double>::quiet_NaN()})
+    for (const auto& [serial, expected] : cases)
     {
-        const KrTime t(v);
-        EXPECT_TRUE(fields(t) == std::vector<long long>(6, 0) && t.GetDayOfYear() == 0 &&
-                    t.Format("%Y").empty())
-            << v;
+        EXPECT_EQ(fields(KrTime(serial)), expected) << serial;
+        EXPECT_EQ(KrTime(serial).Format("%Y").empty(), expected == none) << serial;
     }
 }
 
@@ -202,10 +195,6 @@ TEST(KrTimeTest, SpanGettersRoundWithTheHalfSecondInDays)
                                     span.GetTotalSeconds()}),
                   expected)
             << span.GetTimeSpan();
-    KrTimeSpan s(1.0);
-    s += KrTimeSpan(0.5);
-    s -= KrTimeSpan(0.25);
-    EXPECT_DOUBLE_EQ(s.GetTimeSpan(), 1.25);
     EXPECT_TRUE(KrTimeSpan(0.1) + KrTimeSpan(0.2) != KrTimeSpan(0.3));  // no tolerance
     EXPECT_TRUE(KrTimeSpan(-1.0) < KrTimeSpan(0.5));
 }
@@ -214,7 +203,6 @@ TEST(KrTimeTest, SpanGettersRoundWithTheHalfSecondInDays)
 TEST(KrTimeTest, UnixAndCurrentTimesAreLocalTime)
 {
     ScopedTimeZone utc("UTC0");
-    EXPECT_DOUBLE_EQ(KrTime(0LL).GetTime(), 25569.0);
     EXPECT_EQ(fields(KrTime(1234567890LL)), (std::vector<long long>{2009, 2, 13, 23, 31, 30}));
     KrTime t(77.0);
     t = -1LL;
@@ -222,7 +210,6 @@ TEST(KrTimeTest, UnixAndCurrentTimesAreLocalTime)
     EXPECT_EQ(t.GetTime(), 77.0);
     t = 32535215999LL;
     EXPECT_EQ(fields(t), (std::vector<long long>{3000, 12, 31, 23, 59, 59}));
-    EXPECT_EQ(KrTime(-5LL).GetTime(), 0.0);
     ScopedTimeZone east("XST-2");  // two hours east of UTC
     EXPECT_EQ(fields(KrTime(1234567890LL)), (std::vector<long long>{2009, 2, 14, 1, 31, 30}));
 
