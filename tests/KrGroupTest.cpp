@@ -153,7 +153,9 @@ void runScript(const Case& c)
     g_groupsAlive = 0;
 }
 
-TEST(KrGroup, MovesAndRemovalsByIndex)
+// Entry 0 is never unlinked by a merge or a cross-group move: it stays listed in both groups,
+// and every order of destroying them frees it once.
+TEST(KrGroup, MovesMergesAndRemovalsKeepOrderParentsAndOwnership)
 {
     // clang-format off
     const Case cases[] = {
@@ -170,17 +172,7 @@ TEST(KrGroup, MovesAndRemovalsByIndex)
         {"", "T0,0,1 B0,0 I0,0,1", "000", ""}, {"ab", "I0,2,1 I0,-1,0", "00", "ab"},
         {"ab", "M0,-1,0,0 M0,-100,0,0 M0,2,0,0 M0,1000,0,0", "0000", "ab"},
         // Without merge DeleteItem has the entry, but entry 0 stays listed; clear hands over all.
-        {"ab", "I0,1,0 I0,0,0", "11", "a/ba"}, {"abc", "T0,2,0 L0 C0", "10", "/cab"}};
-    // clang-format on
-    for (const Case& c : cases) runScript(c);
-}
-
-// Entry 0 is never unlinked by a merge or a cross-group move: it stays listed in both groups,
-// and every order of destroying them frees it once.
-TEST(KrGroup, MergesAndMovesBetweenGroupsKeepParentsAndOwnership)
-{
-    // clang-format off
-    const Case cases[] = {
+        {"ab", "I0,1,0 I0,0,0", "11", "a/ba"}, {"abc", "T0,2,0 L0 C0", "10", "/cab"},
         // Merging a child group moves its entries to the tail; merging an item to the parent.
         {"a[g:zw[h:]]b", "I0,1,1", "1", "abzw[h:]"},
         {"r[g:ab]", "I0,0,1 I01,1,1 I01,0,1", "011", "r[g:a^]ba"},
@@ -188,12 +180,10 @@ TEST(KrGroup, MergesAndMovesBetweenGroupsKeepParentsAndOwnership)
         {"[A:ab][B:c]", "M00,1,0,01 M00,0,9,01 A00 M0,1,0,00 C0", "1113", "[A:[B:bca]]"},
         // Moves that would make a cycle: A into itself, into its child, B into itself.
         {"x[A:[B:y]]", "M0,1,0,01 M0,1,0,010 M01,0,0,010 C0", "0002", "x[A:[B:y]]"},
-        {"[g:]", "M0,0,0,0", "1", "[g:][g:]"},
-        {"x", "M0,0,0,0", "1", "xx"},
-        {"[g:x]", "I00,0,1", "1", "[g:x^]x"},
-        {"[g:x]", "M0,0,0,0 I0,0,1", "11", "[g:]x"},
-        {"[g:]|", "M0,0,0,1 X1", "1", "[g:]^|[g:]"},
-        {"[g:]|", "M0,0,0,1 X0", "1", "[g:]^|[g:]"},
+        // Entries listed twice, then merged, unlinked or destroyed in every order.
+        {"[g:]", "M0,0,0,0", "1", "[g:][g:]"}, {"x", "M0,0,0,0", "1", "xx"},
+        {"[g:x]", "I00,0,1", "1", "[g:x^]x"}, {"[g:x]", "M0,0,0,0 I0,0,1", "11", "[g:]x"},
+        {"[g:]|", "M0,0,0,1 X1", "1", "[g:]^|[g:]"}, {"[g:]|", "M0,0,0,1 X0", "1", "[g:]^|[g:]"},
         {"[g:y]|", "M0,0,0,1 I1,0,1 X0", "11", "[g:]^|y"},
         {"[g:y]|", "M0,0,0,1 I1,0,1 X1", "11", "[g:]^|y"},
         {"[g:]y|", "M0,0,0,1 M0,1,0,1 R1,1", "110", "[g:]^|y"},
@@ -223,7 +213,8 @@ TEST(KrGroup, SubtreeItemsAreCountedAndIndexedInListOrderAndGroupsFoundByNameAnd
     roads->SetGroupID(7);
     // clang-format off
     const std::pair<KrGroup*, KrGroup*> found[] = {
-        {root.GetChildGroup(KrString("rOADS")), roads}, {root.GetChildGroup(KrString("Road")), nullptr},
+        {root.GetChildGroup(KrString("rOADS")), roads},
+        {root.GetChildGroup(KrString("Road")), nullptr},
         {root.GetChildGroup(0), rivers}, {root.GetChildGroup(1), nullptr} /* an ordinary item */,
         {root.GetChildGroupByID(7), roads}, {root.GetChildGroupByID(0), rivers},
         {root.GetChildGroupByID(8), nullptr}};

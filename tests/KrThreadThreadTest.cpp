@@ -122,23 +122,21 @@ TEST(KrConditionThreadTest, PingPongHandsEveryValueOver)
     KrMutex mutex;
     int value = 0;  // even: player 0 moves; odd: player 1
     std::atomic<int> timeouts{0};
-    constexpr int kRounds = 500;
-    auto player = [&](int parity)
-    {
-        KrMutexGuard hold(mutex);
-        while (value < 2 * kRounds)
+    runThreads(
+        2,
+        [&](int parity)
         {
-            if (value % 2 == parity)
-                ++value, turn[1 - parity].signal();
-            else if (!turn[parity].wait(mutex,
-                                        static_cast<unsigned int>(KrThread::time()) + 2000000000u))
-                ++timeouts;
-        }
-        turn[1 - parity].signal();
-    };
-    std::thread other(player, 1);
-    player(0);
-    other.join();
-    EXPECT_EQ(value, 2 * kRounds);
+            KrMutexGuard hold(mutex);
+            while (value < 1000)
+            {
+                if (value % 2 == parity)
+                    ++value, turn[1 - parity].signal();
+                else if (!turn[parity].wait(
+                             mutex, static_cast<unsigned int>(KrThread::time()) + 2000000000u))
+                    ++timeouts;
+            }
+            turn[1 - parity].signal();
+        });
+    EXPECT_EQ(value, 1000);
     EXPECT_EQ(timeouts.load(), 0);
 }

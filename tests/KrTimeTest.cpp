@@ -34,14 +34,6 @@ long long serialOf(int year, int month, int day)
     return timegm(&tm) / 86400 + kUnixEpochSerial;
 }
 
-// Sets TZ for the lifetime of the object; the runtime rereads it both ways.
-struct ScopedTimeZone
-{
-    std::shared_ptr<void> reread{nullptr, [](void*) { tzset(); }};  // after zone is restored
-    ScopedEnvironment zone;
-    explicit ScopedTimeZone(const char* name) : zone("TZ", name) { tzset(); }
-};
-
 std::vector<long long> fields(const KrTime& t)
 {
     return {t.GetYear(), t.GetMonth(), t.GetDay(), t.GetHour(), t.GetMinute(), t.GetSecond()};
@@ -78,7 +70,7 @@ TEST(KrTimeTest, EveryDayOfSampleYearsAgreesWithTheOracle)
 }
 
 // 0 is rejected. The looseness that is kept: negative clock fields fold into the day.
-TEST(KrTimeTest, SetDateTimeAcceptsAndRejectsAndArithmeticCrossesDayZero)
+TEST(KrTimeTest, SetDateTimeRoundingRangeAndArithmeticAcrossDayZero)
 {
     // clang-format off
     const struct { int y, mo, d, h, mi, s; double expected; } cases[] = {
@@ -107,52 +99,45 @@ TEST(KrTimeTest, SetDateTimeAcceptsAndRejectsAndArithmeticCrossesDayZero)
         {(s += KrTimeSpan(0.5)).GetTimeSpan(), 1.5}, {(s -= KrTimeSpan(0.25)).GetTimeSpan(), 1.25}};
     // clang-format on
     for (const auto& [sum, expected] : sums) EXPECT_DOUBLE_EQ(sum, expected);
-}
 
-// Just under a second boundary rounds up, also across midnight and for negative days. The
-// range test compares the stored double with the first and last midnight, so a time of day on
-// 31 December 9999 (or 1 January 100, whose fraction makes the value more negative) is out.
-TEST(KrTimeTest, RoundingToTheSecondAndTheRange)
-{
+    // Just under a second boundary rounds up, also across midnight and for negative days. The
+    // range test compares the stored double with the first and last midnight, so a time of day on
+    // 31 December 9999 (or 1 January 100, whose fraction makes the value more negative) is out.
     const std::vector<long long> none(6, 0);
     const double nan = std::numeric_limits<double>::quiet_NaN();
     // clang-format off
-    const std::pair<double, std::vector<long long>> cases[] = {
+    const std::pair<double, std::vector<long long>> rounding[] = {
         {2.0 + 59.6 / 86400, {1900, 1, 1, 0, 1, 0}}, {3.0 - 0.2 / 86400, {1900, 1, 2, 0, 0, 0}},
         {-1.0 - 59.6 / 86400, {1899, 12, 29, 0, 1, 0}}, {2958465.5, none}, {-657434.5, none},
         {2958466.0, none}, {-657435.0, none}, {1e300, none}, {-1e300, none}, {nan, none}};
     // clang-format on
-    for (const auto& [serial, expected] : cases)
+    for (const auto& [serial, expected] : rounding)
     {
         EXPECT_EQ(fields(KrTime(serial)), expected) << serial;
         EXPECT_EQ(KrTime(serial).Format("%Y").empty(), expected == none) << serial;
     }
 }
 
-TEST(KrTimeTest, FormatUsesStrftimeAndRepairsYearsBefore1900)
+TEST(KrTimeTest, FormatUsesStrftimeAndParseFollowsItsPatternLanguage)
 {
-    const KrTime day(2008, 3, 5), full(2008, 3, 5, 10, 20, 30), old(1800, 1, 1);
+    const KrTime plain(2008, 3, 5), stamp(2008, 3, 5, 10, 20, 30), old(1800, 1, 1);
     const std::string x127(127, 'x'), x128(128, 'x');
     // Only four-digit years are repaired: the two-digit year shows the substitute 2000, and a
     // four-digit group equal to the substitute year is replaced too.
     // clang-format off
-    const std::tuple<KrTime, const char*, const char*> cases[] = {
-        {full, "%Y-%m-%d %H:%M:%S", "2008-03-05 10:20:30"}, {full, "%a %b %j", "Wed Mar 065"},
+    const std::tuple<KrTime, const char*, const char*> formats[] = {
+        {stamp, "%Y-%m-%d %H:%M:%S", "2008-03-05 10:20:30"}, {stamp, "%a %b %j", "Wed Mar 065"},
         {old, "%Y/%m/%d", "1800/01/01"}, {KrTime(100, 1, 1), "%Y", "0100"}, {old, "%y", "00"},
-        {KrTime(1800, 1, 1, 20, 0, 0), "%Y %H%M", "1800 1800"}, {day, "", ""}, {day, nullptr, ""},
-        {day, x127.c_str(), x127.c_str()}, {day, x128.c_str(), ""}};
+        {KrTime(1800, 1, 1, 20, 0, 0), "%Y %H%M", "1800 1800"}, {plain, "", ""}, {plain, nullptr, ""},
+        {plain, x127.c_str(), x127.c_str()}, {plain, x128.c_str(), ""}};
     // clang-format on
-    for (const auto& [time, format, expected] : cases)
+    for (const auto& [time, format, expected] : formats)
         EXPECT_EQ(time.Format(format), expected) << (format ? format : "null");
-}
 
-// A skip takes any character; no century is added. "b" counts months from 0: January is
-// rejected, February lands in January. An invalid date (or month 0) returns true and keeps the
-// value. The day starts at 1; the text may run out; what is not a number reads 0.
-TEST(KrTimeTest, ParseDateTimeFollowsItsPatternLanguage)
-{
-    const double unchanged = 12345.0, day = KrTime(2008, 3, 5).GetTime(),
-                 full = KrTime(2008, 3, 5, 10, 20, 30).GetTime();
+    // A skip takes any character; no century is added. "b" counts months from 0: January is
+    // rejected, February lands in January. An invalid date (or month 0) returns true and keeps the
+    // value. The day starts at 1; the text may run out; what is not a number reads 0.
+    const double unchanged = 12345.0, day = plain.GetTime(), full = stamp.GetTime();
     // clang-format off
     const std::tuple<const char*, const char*, unsigned char, double> cases[] = {
         {"2008-03-05 10:20:30", "%Y-%m-%d %H:%M:%S", 1, full},
@@ -202,7 +187,10 @@ TEST(KrTimeTest, SpanGettersRoundWithTheHalfSecondInDays)
 // Values the runtime conversion refuses leave the value as it was.
 TEST(KrTimeTest, UnixAndCurrentTimesAreLocalTime)
 {
-    ScopedTimeZone utc("UTC0");
+    // TZ is put back, and the runtime rereads it, whatever happens below.
+    const std::shared_ptr<void> reread(nullptr, [](void*) { tzset(); });
+    ScopedEnvironment zone("TZ", "UTC0");
+    tzset();
     EXPECT_EQ(fields(KrTime(1234567890LL)), (std::vector<long long>{2009, 2, 13, 23, 31, 30}));
     KrTime t(77.0);
     t = -1LL;
@@ -210,7 +198,8 @@ TEST(KrTimeTest, UnixAndCurrentTimesAreLocalTime)
     EXPECT_EQ(t.GetTime(), 77.0);
     t = 32535215999LL;
     EXPECT_EQ(fields(t), (std::vector<long long>{3000, 12, 31, 23, 59, 59}));
-    ScopedTimeZone east("XST-2");  // two hours east of UTC
+    zone.Set("TZ", "XST-2");  // two hours east of UTC
+    tzset();
     EXPECT_EQ(fields(KrTime(1234567890LL)), (std::vector<long long>{2009, 2, 14, 1, 31, 30}));
 
     const std::time_t now = std::time(nullptr);
