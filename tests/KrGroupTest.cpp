@@ -79,13 +79,12 @@ public:
     void DeleteItem(KrGroupItem* pItem) override { g_deleted += *static_cast<char*>(pItem->pItem); }
 };
 
+// A forest (the roots' entries, separated by '|'), a script of steps (see runScript), what the
+// steps returned (one digit each), and the forest before the first root is destroyed, followed
+// by "/" and the items handed to DeleteItem, if any.
 struct Case
 {
-    const char* forest;   // the roots' entries, separated by '|'
-    const char* script;   // steps, see runScript
-    const char* results;  // what the steps returned, one digit each
-    const char* after;    // the forest before the first root is destroyed, then "/" and the
-                          // items handed to DeleteItem, if any
+    const char *forest, *script, *results, *after;
 };
 
 // Runs the steps of a script on a forest, then destroys the roots: first those the script
@@ -149,8 +148,7 @@ void runScript(const Case& c)
     for (char root : destroyOrder + "0123")
         if (root - '0' < static_cast<int>(roots.size()))
             delete std::exchange(roots[root - '0'], nullptr);
-    EXPECT_EQ(g_groupsAlive, 0);
-    g_groupsAlive = 0;
+    EXPECT_EQ(std::exchange(g_groupsAlive, 0), 0);
 }
 
 // Entry 0 is never unlinked by a merge or a cross-group move: it stays listed in both groups,
@@ -159,10 +157,10 @@ TEST(KrGroup, MovesMergesAndRemovalsKeepOrderParentsAndOwnership)
 {
     // clang-format off
     const Case cases[] = {
-        {"abc", "T0,2,0", "1", "cab"}, {"abc", "T0,0,2", "1", "bca"}, {"abcd", "T0,3,1", "1", "adbc"},
-        {"abcd", "T0,1,1", "0", "abcd"}, {"abcd", "T0,4,0", "0", "abcd"},
-        {"abcd", "T0,-1,0", "0", "abcd"}, {"abcd", "T0,2,-5", "1", "cabd"},
-        {"abcd", "T0,1,9", "1", "acdb"},
+        {"abc", "T0,2,0", "1", "cab"}, {"abc", "T0,0,2", "1", "bca"},
+        {"abcd", "T0,3,1", "1", "adbc"}, {"abcd", "T0,1,1", "0", "abcd"},
+        {"abcd", "T0,4,0", "0", "abcd"}, {"abcd", "T0,-1,0", "0", "abcd"},
+        {"abcd", "T0,2,-5", "1", "cabd"}, {"abcd", "T0,1,9", "1", "acdb"},
         // Already in place: MoveTop and MoveBottom refuse, MoveTo still says true.
         {"abcd", "T0,0,-1 T0,3,9", "11", "abcd"},
         {"abcd", "U0,0 U0,4 D0,3 D0,-1 P0,0 P0,4 B0,3 B0,-1", "00000000", "abcd"},
@@ -214,10 +212,9 @@ TEST(KrGroup, SubtreeItemsAreCountedAndIndexedInListOrderAndGroupsFoundByNameAnd
     // clang-format off
     const std::pair<KrGroup*, KrGroup*> found[] = {
         {root.GetChildGroup(KrString("rOADS")), roads},
-        {root.GetChildGroup(KrString("Road")), nullptr},
-        {root.GetChildGroup(0), rivers}, {root.GetChildGroup(1), nullptr} /* an ordinary item */,
-        {root.GetChildGroupByID(7), roads}, {root.GetChildGroupByID(0), rivers},
-        {root.GetChildGroupByID(8), nullptr}};
+        {root.GetChildGroup(KrString("Road")), nullptr}, {root.GetChildGroup(0), rivers},
+        {root.GetChildGroup(1), nullptr} /* an ordinary item */, {root.GetChildGroupByID(7), roads},
+        {root.GetChildGroupByID(0), rivers}, {root.GetChildGroupByID(8), nullptr}};
     // clang-format on
     for (const auto& [group, expected] : found) EXPECT_EQ(group, expected);
 }

@@ -47,13 +47,9 @@ TEST(KrLockThreadTest, LocksExcludeAndSemaphoreUnitsAreNeitherLostNorDuplicated)
                        --readers;
                        rw.readUnlock();
                    }
-                   for (int i = 0; i < 400; ++i)
+                   for (int i = 0; i < 400 && t < 4; ++i) units.post();
+                   for (int i = 0; i < 400 && t >= 4; ++i)
                    {
-                       if (t < 4)
-                       {
-                           units.post();
-                           continue;
-                       }
                        if (i % 2 == 0 || !units.trywait()) units.wait();
                        ++taken;
                        gate.wait();

@@ -94,7 +94,8 @@ TEST(KrTimeTest, SetDateTimeRoundingRangeAndArithmeticAcrossDayZero)
     // clang-format off
     const std::pair<double, double> sums[] = {
         {(evening - morning).GetTimeSpan(), 0.5}, {(morning + KrTimeSpan(0.5)).GetTime(), -1.75},
-        {(evening + KrTimeSpan(0.5)).GetTime(), 0.25}, {(KrTime(0.25) - KrTimeSpan(0.5)).GetTime(), -1.75},
+        {(evening + KrTimeSpan(0.5)).GetTime(), 0.25},
+        {(KrTime(0.25) - KrTimeSpan(0.5)).GetTime(), -1.75},
         {(t += KrTimeSpan(1.0)).GetTime(), -1.5}, {(t -= KrTimeSpan(2.0)).GetTime(), -3.5},
         {(s += KrTimeSpan(0.5)).GetTimeSpan(), 1.5}, {(s -= KrTimeSpan(0.25)).GetTimeSpan(), 1.25}};
     // clang-format on
@@ -128,27 +129,29 @@ TEST(KrTimeTest, FormatUsesStrftimeAndParseFollowsItsPatternLanguage)
     const std::tuple<KrTime, const char*, const char*> formats[] = {
         {stamp, "%Y-%m-%d %H:%M:%S", "2008-03-05 10:20:30"}, {stamp, "%a %b %j", "Wed Mar 065"},
         {old, "%Y/%m/%d", "1800/01/01"}, {KrTime(100, 1, 1), "%Y", "0100"}, {old, "%y", "00"},
-        {KrTime(1800, 1, 1, 20, 0, 0), "%Y %H%M", "1800 1800"}, {plain, "", ""}, {plain, nullptr, ""},
-        {plain, x127.c_str(), x127.c_str()}, {plain, x128.c_str(), ""}};
+        {KrTime(1800, 1, 1, 20, 0, 0), "%Y %H%M", "1800 1800"}, {plain, "", ""},
+        {plain, nullptr, ""}, {plain, x127.c_str(), x127.c_str()}, {plain, x128.c_str(), ""}};
     // clang-format on
     for (const auto& [time, format, expected] : formats)
         EXPECT_EQ(time.Format(format), expected) << (format ? format : "null");
 
-    // A skip takes any character; no century is added. "b" counts months from 0: January is
-    // rejected, February lands in January. An invalid date (or month 0) returns true and keeps the
-    // value. The day starts at 1; the text may run out; what is not a number reads 0.
+    // A skip takes any character; no century is added; 'z' is past the accepted range. "b" counts
+    // months from 0: January is rejected, February lands in January. An invalid date (or month 0)
+    // returns true and keeps the value. The day starts at 1; the text may run out; what is not a
+    // number reads 0.
     const double unchanged = 12345.0, day = plain.GetTime(), full = stamp.GetTime();
     // clang-format off
     const std::tuple<const char*, const char*, unsigned char, double> cases[] = {
         {"2008-03-05 10:20:30", "%Y-%m-%d %H:%M:%S", 1, full},
-        {"  2008-03-05 10:20:30  ", "  Y-m-d H:M:S ", 1, full}, {"20080305102030", "YmdHMS", 1, full},
-        {"2008-03-05 10:20:30", "Y-m-d X", 1, full}, {"2008.03.05", "Y-m-d", 1, day},
-        {"08-03-05", "y-m-d", 1, KrTime(8, 3, 5).GetTime()}, {"05 march, 2008", "d B, Y", 1, day},
-        {"05 Marc 2008", "d B Y", 0, unchanged}, {"05 Jan 2008", "d b Y", 1, unchanged},
+        {"  2008-03-05 10:20:30  ", "  Y-m-d H:M:S ", 1, full},
+        {"20080305102030", "YmdHMS", 1, full}, {"2008-03-05 10:20:30", "Y-m-d X", 1, full},
+        {"2008.03.05", "Y-m-d", 1, day}, {"08-03-05", "y-m-d", 1, KrTime(8, 3, 5).GetTime()},
+        {"05 march, 2008", "d B, Y", 1, day}, {"05 Marc 2008", "d B Y", 0, unchanged},
+        {"05 Jan 2008", "d b Y", 1, unchanged},
         {"05 Feb 2008", "d b Y", 1, KrTime(2008, 1, 5).GetTime()},
         {"05 DEC 2008", "d b Y", 1, KrTime(2008, 11, 5).GetTime()},
         {"05 Xyz 2008", "d b Y", 0, unchanged}, {"2008/03/05", "Y/m/d", 0, unchanged},
-        {"2008", "Yz", 0, unchanged} /* 'z' is past the accepted range */, {"2008", "", 0, unchanged},
+        {"2008", "Yz", 0, unchanged}, {"2008", "", 0, unchanged},
         {"2008-02-30", "Y-m-d", 1, unchanged}, {"2008", "Y", 1, unchanged},
         {"2008-03", "Y-m", 1, KrTime(2008, 3, 1).GetTime()}, {"2008-03-05", "Y-m-d H:M:S", 1, day},
         {"abcd-03-05", "Y-m-d", 1, KrTime(0, 3, 5).GetTime()}};
@@ -168,8 +171,10 @@ TEST(KrTimeTest, SpanGettersRoundWithTheHalfSecondInDays)
     const int kMax = 2147483647;
     // clang-format off
     const std::pair<KrTimeSpan, std::vector<int>> cases[] = {
-        {KrTimeSpan(1, 2, 3, 4), {1, 2, 3, 4, 26, 1563, 93784}}, {KrTimeSpan(2.0), {2, 0, 0, 0, 48, 2880, 172800}},
-        {KrTimeSpan(0.99999999), {0, 0, 0, 59, 24, 1439, 86399}}, {KrTimeSpan(0, 0, 0, 59), {0, 0, 0, 59, 0, 0, 59}},
+        {KrTimeSpan(1, 2, 3, 4), {1, 2, 3, 4, 26, 1563, 93784}},
+        {KrTimeSpan(2.0), {2, 0, 0, 0, 48, 2880, 172800}},
+        {KrTimeSpan(0.99999999), {0, 0, 0, 59, 24, 1439, 86399}},
+        {KrTimeSpan(0, 0, 0, 59), {0, 0, 0, 59, 0, 0, 59}},
         {KrTimeSpan(-0.25), {0, -5, 0, 0, -5, -359, -21599}},
         {KrTimeSpan(1e300), {kMax, 0, 0, 0, kMax, kMax, kMax}},
         {KrTimeSpan(std::numeric_limits<double>::quiet_NaN()), {0, 0, 0, 0, 0, 0, 0}}};
@@ -181,7 +186,6 @@ TEST(KrTimeTest, SpanGettersRoundWithTheHalfSecondInDays)
                   expected)
             << span.GetTimeSpan();
     EXPECT_TRUE(KrTimeSpan(0.1) + KrTimeSpan(0.2) != KrTimeSpan(0.3));  // no tolerance
-    EXPECT_TRUE(KrTimeSpan(-1.0) < KrTimeSpan(0.5));
 }
 
 // Values the runtime conversion refuses leave the value as it was.
@@ -202,12 +206,9 @@ TEST(KrTimeTest, UnixAndCurrentTimesAreLocalTime)
     tzset();
     EXPECT_EQ(fields(KrTime(1234567890LL)), (std::vector<long long>{2009, 2, 14, 1, 31, 30}));
 
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    const KrTime expected(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
-                          local.tm_min, local.tm_sec);
-    const int difference = (KrTime::GetCurrentTime() - expected).GetTotalSeconds();
+    // The unix time conversion is checked above; here the clock itself.
+    const KrTime now(static_cast<long long>(std::time(nullptr)));
+    const int difference = (KrTime::GetCurrentTime() - now).GetTotalSeconds();
     EXPECT_TRUE(difference >= 0 && difference <= 2) << difference;
     // The sleep is the wait being measured.
     const int before = KrTime::GetMillisecond();
