@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,131 +30,100 @@ protected:
 class Collector : public KrDeleteHandler
 {
 public:
-    explicit Collector(int& destroyed) : m_destroyed(destroyed) {}
-    ~Collector() override { ++m_destroyed; }
+    ~Collector() override { ++destroyed; }
     void HandleDelete(KrReferenced* pObject) override { handed.push_back(pObject); }
     std::vector<KrReferenced*> handed;
-
-private:
-    int& m_destroyed;
+    static inline int destroyed = 0;
 };
 
-TEST(KrReferenced, TheObjectDiesOnTheUnrefBelowOneAndCopiesStartAtZero)
+TEST(KrReferenced, TheObjectDiesOnTheUnrefBelowOneUnlessTheDeleteHandlerTakesIt)
 {
     Counted* object = new Counted;
-    object->Ref();
-    object->Ref();
+    for (int i = 0; i < 2; ++i) object->Ref();
     object->Unref();
     EXPECT_EQ(Counted::alive, 1);
     object->Unref();
-    EXPECT_EQ(Counted::alive, 0);
     (new Counted)->Unref();  // count 0: -1 is below 1 as well
     EXPECT_EQ(Counted::alive, 0);
 
     Counted* source = new Counted;
     source->Ref();
-    source->UnrefNoDelete();
-    source->UnrefNoDelete();
+    for (int i = 0; i < 2; ++i) source->UnrefNoDelete();
     EXPECT_EQ(source->GetRefCount(), -1);
-    source->Ref();
-    source->Ref();
-    source->Ref();
+    for (int i = 0; i < 3; ++i) source->Ref();
     Counted* copy = new Counted(*source);
-    EXPECT_EQ(copy->GetRefCount(), 0);
     Counted* assigned = new Counted;
     *assigned = *source;
-    EXPECT_EQ(assigned->GetRefCount(), 2);
+    EXPECT_EQ(std::make_pair(copy->GetRefCount(), assigned->GetRefCount()), std::make_pair(0, 2));
     EXPECT_EQ(Counted::alive, 3);
     for (Counted* held : {source, assigned}) held->UnrefNoDelete();
     for (Counted* held : {source, copy, assigned}) held->Unref();
     EXPECT_EQ(Counted::alive, 0);
-}
 
-TEST(KrReferenced, TheDeleteHandlerTakesOverDeletion)
-{
-    int destroyed = 0;
     // Whatever happens below, no handler stays installed for the tests that follow.
-    struct Uninstall
-    {
-        ~Uninstall() { KrReferenced::SetDeleteHandler(nullptr); }
-    } uninstall;
-    Collector* first = new Collector(destroyed);
+    const std::shared_ptr<void> uninstall(nullptr,
+                                          [](void*) { KrReferenced::SetDeleteHandler(nullptr); });
+    Collector* first = new Collector;
     KrReferenced::SetDeleteHandler(first);
     KrReferenced::SetDeleteHandler(first);  // the same handler again is kept
-    EXPECT_EQ(destroyed, 0);
-
-    Counted* object = new Counted;
+    object = new Counted;
     object->Ref();
     object->Unref();
     EXPECT_EQ(first->handed, std::vector<KrReferenced*>{object});
-    EXPECT_EQ(Counted::alive, 1);
+    EXPECT_EQ(std::make_pair(Counted::alive, Collector::destroyed), std::make_pair(1, 0));
 
-    KrReferenced::SetDeleteHandler(new Collector(destroyed));  // the first handler is deleted
-    EXPECT_EQ(destroyed, 1);
+    KrReferenced::SetDeleteHandler(new Collector);  // the first handler is deleted
+    EXPECT_EQ(Collector::destroyed, 1);
     KrReferenced::SetDeleteHandler(nullptr);  // and so is the second
-    EXPECT_EQ(destroyed, 2);
-    EXPECT_EQ(KrReferenced::GetDeleteHandler(), nullptr);
+    EXPECT_EQ(Collector::destroyed, 2);
     object->Unref();  // no handler: deleted now
     EXPECT_EQ(Counted::alive, 0);
 }
 
-// Windowing hooks that record what the guard shows.
-std::vector<std::string> g_shown;
-char g_arrow, g_wait, g_hand;
+// Windowing hooks that record what the guard shows: the cursors are the letters of g_cursors.
+char g_cursors[] = "awh";  // arrow, wait, hand
+std::string g_shown;
 void* g_current = nullptr;
 
-const char* nameOf(void* cursor)
+void* cursorOf(char name)
 {
-    return cursor == &g_arrow  ? "arrow"
-           : cursor == &g_wait ? "wait"
-           : cursor == &g_hand ? "hand"
-                               : "null";
+    return name == '-' ? nullptr : std::strchr(g_cursors, name);
 }
 
 TEST(KrCursorTest, ShowsTheChosenCursorAndRestoresThePreviousOnce)
 {
-    struct Unhook
-    {
-        ~Unhook() { KrCursor::SetSystemHooks(nullptr, nullptr); }
-    } unhook;
-    KrCursor::SetSystemHooks([]() -> void* { return &g_wait; },
+    // Whatever happens below, the hooks go again.
+    const std::shared_ptr<void> unhook(nullptr,
+                                       [](void*) { KrCursor::SetSystemHooks(nullptr, nullptr); });
+    KrCursor::SetSystemHooks([]() -> void* { return cursorOf('w'); },
                              [](void* cursor)
                              {
-                                 g_shown.push_back(nameOf(cursor));
+                                 g_shown += *static_cast<char*>(cursor);
                                  return std::exchange(g_current, cursor);
                              });
-    // cursor chosen, type, cursor shown before, cursors shown
-    const struct
-    {
-        void* cursor;
-        int type;
-        void* before;
-        std::vector<std::string> shown;
-    } cases[] = {
-        {nullptr, KrCursor::WaitCursor, &g_arrow, {"wait", "arrow"}},
-        {&g_hand, KrCursor::WaitCursor, &g_arrow, {"wait", "arrow"}},
-        {&g_hand, KrCursor::GivenCursor, &g_arrow, {"hand", "arrow"}},
-        {&g_hand, 7, &g_arrow, {"hand", "arrow"}},
-        {nullptr, KrCursor::GivenCursor, &g_arrow, {}},      // a null choice changes nothing
-        {nullptr, KrCursor::WaitCursor, nullptr, {"wait"}},  // nothing shown before: no restore
-    };
+    // cursor chosen, type, cursor shown before ('-': none), cursors shown. A null choice changes
+    // nothing; with nothing shown before there is nothing to restore.
+    // clang-format off
+    const struct { char cursor; int type; char before; const char* shown; } cases[] = {
+        {'-', KrCursor::WaitCursor, 'a', "wa"}, {'h', KrCursor::WaitCursor, 'a', "wa"},
+        {'h', KrCursor::GivenCursor, 'a', "ha"}, {'h', 7, 'a', "ha"},
+        {'-', KrCursor::GivenCursor, 'a', ""}, {'-', KrCursor::WaitCursor, '-', "w"}};
+    // clang-format on
     for (const auto& c : cases)
     {
         g_shown.clear();
-        g_current = c.before;
+        g_current = cursorOf(c.before);
         {
-            KrCursor guard(c.cursor, static_cast<KrCursor::Type>(c.type));
+            KrCursor guard(cursorOf(c.cursor), static_cast<KrCursor::Type>(c.type));
             guard.Restore();
         }
-        EXPECT_EQ(g_shown, c.shown) << nameOf(c.cursor) << " type " << c.type;
-        EXPECT_TRUE(c.before == nullptr || g_current == c.before);
+        EXPECT_EQ(g_shown, c.shown) << c.cursor << " type " << c.type;
+        EXPECT_TRUE(c.before == '-' || g_current == cursorOf(c.before));
     }
     g_shown.clear();
     KrCursor::SetSystemHooks(nullptr, nullptr);
-    {
-        KrCursor guard;
-        KrCursor given(&g_hand, KrCursor::GivenCursor);
-    }
+    KrCursor(cursorOf('h'), KrCursor::GivenCursor).Restore();
+    KrCursor().Restore();
     EXPECT_TRUE(g_shown.empty());
 }
 

@@ -1,21 +1,22 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <thread>
-#include <vector>
 
 #include "Base/ZoBase.h"
 #include "RunThreads.h"
 
 using namespace KRN;
 
-// Writers and readers, some trying and some waiting; the recursive mutex guards a plain counter.
-TEST(KrLockThreadTest, NoWriterIsEverInsideWithAReaderAndTheMutexExcludes)
+// Eight threads at once: the recursive mutex guards a plain counter; writers and readers, some
+// trying and some waiting, share the read-write lock; four producers post units that four
+// consumers take, some trying and some waiting, through a gate that lets three in at once.
+TEST(KrLockThreadTest, LocksExcludeAndSemaphoreUnitsAreNeitherLostNorDuplicated)
 {
     KrReadWriteLock rw;
     KrMutex mutex;
-    std::atomic<int> readers{0}, writers{0}, violations{0}, writes{0};
+    KrSemaphore units(3), gate(3);
+    std::atomic<int> readers{0}, writers{0}, violations{0}, writes{0}, taken{0}, inside{0};
     int shared = 0;  // written by writers only, read by readers: TSan checks the exclusion
     long long counter = 0;
     runThreads(8,
@@ -46,75 +47,67 @@ TEST(KrLockThreadTest, NoWriterIsEverInsideWithAReaderAndTheMutexExcludes)
                        --readers;
                        rw.readUnlock();
                    }
+                   for (int i = 0; i < 400 && t < 4; ++i) units.post();
+                   for (int i = 0; i < 400 && t >= 4; ++i)
+                   {
+                       if (i % 2 == 0 || !units.trywait()) units.wait();
+                       ++taken;
+                       gate.wait();
+                       if (++inside > 3) ++violations;
+                       --inside;
+                       gate.post();
+                   }
                });
     EXPECT_EQ(counter, 8 * 2000);
     EXPECT_EQ(violations.load(), 0);
     EXPECT_EQ(shared, writes.load());
+    EXPECT_EQ(taken.load(), 4 * 400);
     EXPECT_EQ(rw.tryWriteLock(), 1);  // everything was released, by whichever thread
     rw.writeUnlock();
+    // The three initial units are left, no more.
+    EXPECT_EQ(units.trywait() + units.trywait() + units.trywait() + units.trywait(), 3);
 }
 
-namespace
-{
-
-// Waiters that each count themselves in under the mutex, then wait once. Once every waiter
-// has counted itself in, each has also been counted by the condition: the count rises before
-// wait releases the mutex. The constructor returns only then.
-struct Waiters
+// Once every waiter has counted itself in under the mutex, each has also been counted by the
+// condition: the count rises before wait releases the mutex. The main thread's own timed waits
+// show that a signal is used up by the one waiter it wakes and a broadcast closes again behind
+// the last; during the first, a wrongly woken second waiter has time to count itself.
+TEST(KrConditionThreadTest, SignalWakesOneWaiterBroadcastAllAndResetsItself)
 {
     KrCondition condition;
     KrMutex mutex;
     int ready = 0;  // under mutex
     std::atomic<int> woken{0};
-    std::vector<std::thread> threads;
-
-    explicit Waiters(int count)
-    {
-        for (int t = 0; t < count; ++t)
-            threads.emplace_back(
-                [this]
-                {
-                    KrMutexGuard hold(mutex);
-                    ++ready;
-                    condition.wait(mutex);
-                    ++woken;
-                });
-        for (bool all = false; !all; std::this_thread::yield())
+    std::thread waiters(
+        [&]
         {
-            KrMutexGuard hold(mutex);
-            all = ready == count;
-        }
-    }
-    ~Waiters() { joinAll(); }
-    void joinAll()
+            runThreads(4,
+                       [&](int)
+                       {
+                           KrMutexGuard hold(mutex);
+                           ++ready;
+                           condition.wait(mutex);
+                           ++woken;
+                       });
+        });
+    for (bool all = false; !all; std::this_thread::yield())
     {
-        for (std::thread& thread : threads) thread.join();
-        threads.clear();
+        KrMutexGuard hold(mutex);
+        all = ready == 4;
     }
-};
-
-}  // namespace
-
-TEST(KrConditionThreadTest, SignalWakesOneWaiterBroadcastAllAndResetsItself)
-{
+    condition.signal();
+    while (woken.load() == 0) std::this_thread::yield();
+    const auto timedWait = [&]
     {
-        Waiters waiters(4);
-        waiters.condition.signal();
-        while (waiters.woken.load() == 0) std::this_thread::yield();
-        // Time for a wrongly woken second waiter to show itself.
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        EXPECT_EQ(waiters.woken.load(), 1);
-        waiters.condition.broadcast();
-    }
-    Waiters waiters(4);
-    waiters.condition.broadcast();
-    waiters.joinAll();
-    EXPECT_EQ(waiters.woken.load(), 4);
-    // The last woken waiter closed the broadcast again: a new wait times out.
-    KrMutexGuard hold(waiters.mutex);
-    EXPECT_EQ(waiters.condition.wait(waiters.mutex,
-                                     static_cast<unsigned int>(KrThread::time()) + 30000000u),
-              0);
+        KrMutexGuard hold(mutex);
+        return condition.wait(mutex, static_cast<unsigned int>(KrThread::time()) + 30000000u);
+    };
+    EXPECT_EQ(timedWait(), 0);
+    EXPECT_EQ(woken.load(), 1);
+    condition.broadcast();
+    waiters.join();
+    EXPECT_EQ(woken.load(), 4);
+    EXPECT_EQ(timedWait(), 0);
 }
 
 // One condition per direction: a player never waits on the condition it signals, so it cannot
@@ -125,52 +118,21 @@ TEST(KrConditionThreadTest, PingPongHandsEveryValueOver)
     KrMutex mutex;
     int value = 0;  // even: player 0 moves; odd: player 1
     std::atomic<int> timeouts{0};
-    constexpr int kRounds = 500;
-    auto player = [&](int parity)
-    {
-        KrMutexGuard hold(mutex);
-        while (value < 2 * kRounds)
+    runThreads(
+        2,
+        [&](int parity)
         {
-            if (value % 2 == parity)
-                ++value, turn[1 - parity].signal();
-            else if (!turn[parity].wait(mutex,
-                                        static_cast<unsigned int>(KrThread::time()) + 2000000000u))
-                ++timeouts;
-        }
-        turn[1 - parity].signal();
-    };
-    std::thread other(player, 1);
-    player(0);
-    other.join();
-    EXPECT_EQ(value, 2 * kRounds);
+            KrMutexGuard hold(mutex);
+            while (value < 1000)
+            {
+                if (value % 2 == parity)
+                    ++value, turn[1 - parity].signal();
+                else if (!turn[parity].wait(
+                             mutex, static_cast<unsigned int>(KrThread::time()) + 2000000000u))
+                    ++timeouts;
+            }
+            turn[1 - parity].signal();
+        });
+    EXPECT_EQ(value, 1000);
     EXPECT_EQ(timeouts.load(), 0);
-}
-
-TEST(KrSemaphoreThreadTest, UnitsAreNeitherLostNorDuplicated)
-{
-    KrSemaphore units(3), gate(3);  // the gate lets at most three holders in at once
-    constexpr int kPerProducer = 400;
-    std::atomic<int> taken{0}, inside{0}, overfull{0};
-    runThreads(8,
-               [&](int t)
-               {
-                   for (int i = 0; i < kPerProducer; ++i)
-                   {
-                       if (t < 4)
-                       {
-                           units.post();
-                           continue;
-                       }
-                       if (i % 2 == 0 || !units.trywait()) units.wait();
-                       ++taken;
-                       gate.wait();
-                       if (++inside > 3) ++overfull;
-                       --inside;
-                       gate.post();
-                   }
-               });
-    EXPECT_EQ(taken.load(), 4 * kPerProducer);
-    EXPECT_EQ(overfull.load(), 0);
-    // The three initial units are left, no more.
-    EXPECT_EQ(units.trywait() + units.trywait() + units.trywait() + units.trywait(), 3);
 }
