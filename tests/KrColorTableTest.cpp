@@ -41,7 +41,7 @@ constexpr unsigned int grey(unsigned char v)
 
 }  // namespace
 
-TEST(KrColorTableTest, InterColorOverTheLandRun)
+TEST(KrColorTableTest, InterColorOverTheLandRunFollowsEveryChange)
 {
     const unsigned int black = KrRGBA(0, 0, 0, 1), white = KrRGBA(255, 255, 255, 2);
     const double big = std::numeric_limits<double>::max();
@@ -64,21 +64,31 @@ TEST(KrColorTableTest, InterColorOverTheLandRun)
         EXPECT_EQ(table.InterColor(c.z), c.want) << "z " << c.z;
         EXPECT_EQ(table.GetColor(c.z), c.want);
     }
-}
-
-// The default runs, and what they look up on either side of a water level, are kept in
-// tests/fixtures/stock-gradients.bin.
-TEST(KrColorTableTest, WaterLevelTurnsTheWaterRunOn)
-{
-    KrColorTable table;
-    table.CreateDefault();
-    EXPECT_FALSE(table.IsWaterOn());
-    table.SetWaterLevel(10);
-    EXPECT_TRUE(table.IsWaterOn());
-    KrColorTable dry = tableOf({0, kWhite}, 0, 100);  // water on without water colours
-    dry.SetWaterLevel(50);
-    EXPECT_EQ(dry.GetColor(20), kRed);
-    EXPECT_EQ(dry.GetColor(75), KrRGB(127, 127, 127));
+    // Each change in turn, and what the table then looks up: a step left behind shows.
+    using T = KrColorTable;
+    const char* const xml =
+        "<pml:ColorTable><pml:MinZValue>-100</pml:MinZValue><pml:Color>0"
+        "</pml:Color><pml:Color>RGB(100,100,100)</pml:Color></pml:ColorTable>";
+    KrColorset three;
+    for (unsigned char v : {0, 100, 200}) three.Add(grey(v));
+    // clang-format off
+    const struct { std::function<void(T&)> change; double z; unsigned int want; } steps[] = {
+        {[](T& t) { t.AddColor(0); t.Add(200, 200, 200); }, 50, grey(100)},
+        {[](T& t) { t.Add(0, 0, 0); }, 50, grey(200)},  // three colours: 50 is the middle one
+        {[](T& t) { t.SetZCeiling(200); }, 50, grey(100)}, {[](T& t) { t.SetSize(2); }, 50, grey(50)},
+        {[](T& t) { t.CreateGradient(3, 0, grey(100)); }, 50, grey(25)},
+        {[&](T& t) { t.FromXML(xml, 0); }, 50, grey(50)},
+        {[](T& t) { t.SetWaterLevel(50); }, 50, kRed}, {[](T&) {}, 125, grey(50)},
+        {[](T& t) { t.CreateDefault(); }, 50, KrRGB(48, 128, 255)}, {[](T&) {}, -100, KrRGB(0, 0, 128)},
+        {[&](T& t) { t.FromColorset(three); }, 125, grey(100)},
+        {[](T& t) { t = KrColorTable(t); }, 87.5, grey(50)}};
+    // clang-format on
+    KrColorTable table = tableOf({}, 0, 100);
+    for (size_t i = 0; i < std::size(steps); ++i)
+    {
+        steps[i].change(table);
+        EXPECT_EQ(table.GetColor(steps[i].z), steps[i].want) << "step " << i;
+    }
 }
 
 TEST(KrColorTableTest, LightRatioAndShading)
@@ -153,7 +163,7 @@ TEST(KrColorTableTest, IndexAccessRampsSwapsAndColourSets)
     EXPECT_EQ(table.CreateGradient(0, 1, 2) + table.Open("x") + table.Save("x"), 0);
 }
 
-TEST(KrColorTableTest, ToXMLBytes)
+TEST(KrColorTableTest, XmlWritesRunAndRangeAndReadsWithFallbacks)
 {
     const KrColorTable table = tableOf({KrRGB(1, 2, 3), KrRGBA(255, 0, 128, 9)}, -2, 100.5);
     EXPECT_EQ(std::string(tableOf({}, 1.0 / 3, 0).ToXML(20070521, "Ramp")),
@@ -167,10 +177,6 @@ TEST(KrColorTableTest, ToXMLBytes)
     EXPECT_EQ(watered.ToXML(0, ""), table.ToXML(0, ""));
     EXPECT_EQ(table.ToXML(20070522, ""), "");
     EXPECT_EQ(table.ToXML(0, "bad name"), "");
-}
-
-TEST(KrColorTableTest, FromXMLFallbacks)
-{
     const char* const body = "<pml:MinZValue>-5</pml:MinZValue><pml:MaxZValue>7.25</pml:MaxZValue>";
     // clang-format off
     const struct { std::string xml; int version; unsigned char ok; double floor, ceiling; Colors colors; }
@@ -202,34 +208,5 @@ TEST(KrColorTableTest, FromXMLFallbacks)
             << c.xml;
         EXPECT_EQ(table.GetZCeiling(), c.ceiling) << c.xml;
         table.GetColor(1.5);  // whatever was read, the lookup stays defined
-    }
-}
-
-// Each change in turn, and what the table then looks up: a step left behind shows.
-TEST(KrColorTableTest, LookupsFollowEveryChangeOfRunOrRange)
-{
-    using T = KrColorTable;
-    const char* const xml =
-        "<pml:ColorTable><pml:MinZValue>-100</pml:MinZValue><pml:Color>0"
-        "</pml:Color><pml:Color>RGB(100,100,100)</pml:Color></pml:ColorTable>";
-    KrColorset three;
-    for (unsigned char v : {0, 100, 200}) three.Add(grey(v));
-    // clang-format off
-    const struct { std::function<void(T&)> change; double z; unsigned int want; } steps[] = {
-        {[](T& t) { t.AddColor(0); t.Add(200, 200, 200); }, 50, grey(100)},
-        {[](T& t) { t.Add(0, 0, 0); }, 50, grey(200)},  // three colours: 50 is the middle one
-        {[](T& t) { t.SetZCeiling(200); }, 50, grey(100)}, {[](T& t) { t.SetSize(2); }, 50, grey(50)},
-        {[](T& t) { t.CreateGradient(3, 0, grey(100)); }, 50, grey(25)},
-        {[&](T& t) { t.FromXML(xml, 0); }, 50, grey(50)},
-        {[](T& t) { t.SetWaterLevel(50); }, 50, kRed}, {[](T&) {}, 125, grey(50)},
-        {[](T& t) { t.CreateDefault(); }, 50, KrRGB(48, 128, 255)}, {[](T&) {}, -100, KrRGB(0, 0, 128)},
-        {[&](T& t) { t.FromColorset(three); }, 125, grey(100)},
-        {[](T& t) { t = KrColorTable(t); }, 87.5, grey(50)}};
-    // clang-format on
-    KrColorTable table = tableOf({}, 0, 100);
-    for (size_t i = 0; i < std::size(steps); ++i)
-    {
-        steps[i].change(table);
-        EXPECT_EQ(table.GetColor(steps[i].z), steps[i].want) << "step " << i;
     }
 }

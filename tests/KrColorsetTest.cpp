@@ -50,7 +50,7 @@ constexpr unsigned int kRed = KrRGB(255, 0, 0), kBlue = KrRGB(0, 0, 255),
 
 }  // namespace
 
-TEST(KrColorsetTest, TwoColourGradientRoundsEachChannelHalfAwayFromZero)
+TEST(KrColorsetTest, GradientsRoundEachChannelAndPlaceTheirStops)
 {
     const unsigned int a = KrRGBA(10, 20, 30, 9), b = KrRGBA(40, 0, 30, 7);
     // clang-format off
@@ -85,10 +85,6 @@ TEST(KrColorsetTest, TwoColourGradientRoundsEachChannelHalfAwayFromZero)
     EXPECT_EQ(capped.MakeStockGradient(1 << 30, QZ_STOCK_TERRAIN, 1), 32767);
     EXPECT_EQ(capped.MakeStockGradient(0, QZ_STOCK_TRIAD, 1), 0);
     EXPECT_EQ(capped.MakeRandom(99999, 0, 255, 0, 255, 0, 255, 0), 32767);
-}
-
-TEST(KrColorsetTest, GradientThroughStopsPlacedEvenlyOrAtPositions)
-{
     const Colors bwb = {grey(0), grey(255), grey(0)},
                  bwb5 = {0, grey(128), grey(255), grey(128), 0};
     // clang-format off
@@ -124,24 +120,6 @@ TEST(KrColorsetTest, GradientThroughStopsPlacedEvenlyOrAtPositions)
     EXPECT_EQ(colorsOf(self), bwb5);
 }
 
-// The exact draws, wrapping channels included, are replayed below.
-TEST(KrColorsetTest, GreyAndStockRandomSetsStayInTheirColours)
-{
-    const auto isGrey = [](unsigned int c) { return (c & 0xFF) * 0x10101 == c; };
-    KrColorset grey, blackWhite, yellowRed, blueBlack;
-    ASSERT_EQ(grey.MakeRandom(200, 0, 255, 0, 255, 0, 255, 1), 200);
-    ASSERT_EQ(blackWhite.MakeStockRandom(300, QZ_STOCK_BLACK_WHITE, 0), 300);
-    EXPECT_TRUE(std::all_of(grey.begin(), grey.end(), isGrey));
-    EXPECT_TRUE(std::all_of(blackWhite.begin(), blackWhite.end(), isGrey));
-    yellowRed.MakeStockRandom(300, 77, 1);  // as style 13, yellow to red
-    blueBlack.MakeStockRandom(300, QZ_STOCK_BLUE_BLACK, 0);
-    for (unsigned int c : yellowRed) EXPECT_TRUE(KrREDVAL(c) == 255 && KrBLUEVAL(c) == 0);
-    for (unsigned int c : blueBlack) EXPECT_TRUE(KrREDVAL(c) == 0 && KrGREENVAL(c) == 0);
-    EXPECT_EQ(grey.MakeRandom(40), 40);
-    EXPECT_EQ(grey.MakeRandom(-1) + grey.MakeRandom(0, 0, 255, 0, 255, 0, 255, 0), 0);
-    EXPECT_EQ(grey.GetSize(), 0);
-}
-
 TEST(KrColorsetTest, SaveWritesBareWordsWithoutAlphaAndLoadNeedsTheSize)
 {
     KrMemoryStream out, in, shortIn;
@@ -163,11 +141,25 @@ TEST(KrColorsetTest, SaveWritesBareWordsWithoutAlphaAndLoadNeedsTheSize)
     EXPECT_TRUE(tooMany[1] == 0xFFFFFFu && tooMany[4] == 0u);
 }
 
-// The random sets draw from a generator of the library's own: the numbers srand(seed)/rand()
-// give, seeded with the clock, one draw per channel in red, green, blue order; the caller's
-// rand() sequence goes on as if nothing had happened.
-TEST(KrColorsetTest, RandomSetsReplayRandFromTheClockAndLeaveTheCallersSequenceAlone)
+// The exact draws, wrapping channels included, are replayed below.
+TEST(KrColorsetTest, RandomSetsStayInTheirColoursAndReplayRandFromTheClock)
 {
+    const auto isGrey = [](unsigned int c) { return (c & 0xFF) * 0x10101 == c; };
+    KrColorset grey, blackWhite, yellowRed, blueBlack;
+    ASSERT_EQ(grey.MakeRandom(200, 0, 255, 0, 255, 0, 255, 1), 200);
+    ASSERT_EQ(blackWhite.MakeStockRandom(300, QZ_STOCK_BLACK_WHITE, 0), 300);
+    EXPECT_TRUE(std::all_of(grey.begin(), grey.end(), isGrey));
+    EXPECT_TRUE(std::all_of(blackWhite.begin(), blackWhite.end(), isGrey));
+    yellowRed.MakeStockRandom(300, 77, 1);  // as style 13, yellow to red
+    blueBlack.MakeStockRandom(300, QZ_STOCK_BLUE_BLACK, 0);
+    for (unsigned int c : yellowRed) EXPECT_TRUE(KrREDVAL(c) == 255 && KrBLUEVAL(c) == 0);
+    for (unsigned int c : blueBlack) EXPECT_TRUE(KrREDVAL(c) == 0 && KrGREENVAL(c) == 0);
+    EXPECT_EQ(grey.MakeRandom(40), 40);
+    EXPECT_EQ(grey.MakeRandom(-1) + grey.MakeRandom(0, 0, 255, 0, 255, 0, 255, 0), 0);
+    EXPECT_EQ(grey.GetSize(), 0);
+    // The random sets draw from a generator of the library's own: the numbers srand(seed)/rand()
+    // give, seeded with the clock, one draw per channel in red, green, blue order; the caller's
+    // rand() sequence goes on as if nothing had happened.
     std::srand(99);
     const int first = std::rand(), second = std::rand();
     std::srand(99);

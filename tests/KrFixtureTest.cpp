@@ -1,12 +1,13 @@
 // Every kind of record the library writes, compared byte for byte with the bytes kept in
-// tests/fixtures/, and read back from those bytes. The files hold what an x86-64 build writes;
-// every other host (32-bit, big-endian) must write and read exactly the same.
+// tests/fixtures/; the stream values are read back from those bytes too. The files hold what an
+// x86-64 build writes; every other host (32-bit, big-endian) must write and read exactly the same.
+// The family tests read back what they write (styles, colour sets and tables, zip, DES, strings,
+// the registry), so with the bytes pinned here a reader out of step with the kept files shows.
 //
 // To remake the files after a deliberate change of format, on x86-64:
 //   ZOBASE_WRITE_FIXTURES=1 ./build/tests/ZoBaseTests --gtest_filter='KrFixture*'
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <functional>
 #include <string>
@@ -30,17 +31,12 @@ std::string fixturePath(const std::string& name)
            "/tests/fixtures/" + name;
 }
 
-bool remaking()
-{
-    return std::getenv("ZOBASE_WRITE_FIXTURES") != nullptr;
-}
-
 // Compares the bytes with the fixture (or writes the fixture when remaking); reports the first
 // differing offset, which says more than two dumps.
 void expectFixture(const std::string& name, const std::string& bytes)
 {
     const std::string path = fixturePath(name);
-    if (remaking())
+    if (std::getenv("ZOBASE_WRITE_FIXTURES") != nullptr)
     {
         writeFile(path, bytes);
         return;
@@ -64,18 +60,6 @@ std::string streamBytes(const std::function<void(KrMemoryStream&)>& save)
     return std::string(reinterpret_cast<const char*>(out.GetData()), length);
 }
 
-// Loads from a copy of the fixture's bytes.
-struct Loader
-{
-    explicit Loader(const std::string& name) : bytes(readFile(fixturePath(name)))
-    {
-        in.Open(KrStreamLoad, static_cast<unsigned int>(bytes.size()),
-                reinterpret_cast<unsigned char*>(&bytes[0]));
-    }
-    std::string bytes;
-    KrMemoryStream in;
-};
-
 // One value of every type, then the same types as arrays.
 const auto kValues = std::make_tuple('A', static_cast<unsigned char>(0xC8), static_cast<short>(-2),
                                      static_cast<unsigned short>(0xFEDC), -123456, 0xA1B2C3D4u,
@@ -94,7 +78,7 @@ unsigned int sizeOf(const std::vector<T>& array)
     return static_cast<unsigned int>(array.size());
 }
 
-TEST(KrFixtureTest, StreamValuesOfEveryTypeAndArraysShortAndLong)
+TEST(KrFixtureTest, StreamValuesArraysAndStrings)
 {
     expectFixture("stream-values.bin",
                   streamBytes(
@@ -105,18 +89,6 @@ TEST(KrFixtureTest, StreamValuesOfEveryTypeAndArraysShortAndLong)
                                      { (out.Save(a.data(), sizeOf(a)), ...); },
                                      kArrays);
                       }));
-
-    Loader load("stream-values.bin");
-    std::remove_const_t<decltype(kValues)> loaded{};
-    auto arrays = kArrays;
-    std::apply([&](auto&... v) { (load.in >> ... >> v); }, loaded);
-    std::apply([&](auto&... a)
-               { ((a.assign(a.size(), {}), load.in.Load(a.data(), sizeOf(a))), ...); },
-               arrays);
-    EXPECT_EQ(loaded, kValues);
-    EXPECT_EQ(arrays, kArrays);
-    EXPECT_EQ(load.in.GetStatus(), KrStreamOK);
-    EXPECT_EQ(load.in.GetPosition(), load.bytes.size());
 
     // Bulk arrays long enough to pass the buffer by (the direct path of file and memory streams).
     std::vector<unsigned short> units(300), loadedUnits(300);
@@ -129,28 +101,27 @@ TEST(KrFixtureTest, StreamValuesOfEveryTypeAndArraysShortAndLong)
     expectFixture("stream-long-arrays.bin",
                   streamBytes([&](KrMemoryStream& out)
                               { out.Save(units.data(), 300).Save(reals.data(), 300); }));
-    Loader loadLong("stream-long-arrays.bin");
-    loadLong.in.Load(loadedUnits.data(), 300).Load(loadedReals.data(), 300);
-    EXPECT_TRUE(loadedUnits == units && loadedReals == reals);
-    EXPECT_EQ(loadLong.in.GetStatus(), KrStreamOK);
-}
 
-TEST(KrFixtureTest, StringsAndUcs2Text)
-{
+    // Both kept files back to back read back through one stream.
+    std::string kept = readFile(fixturePath("stream-values.bin")) +
+                       readFile(fixturePath("stream-long-arrays.bin"));
+    KrMemoryStream in;
+    in.Open(KrStreamLoad, static_cast<unsigned int>(kept.size()),
+            reinterpret_cast<unsigned char*>(&kept[0]));
+    std::remove_const_t<decltype(kValues)> loaded{};
+    auto arrays = kArrays;
+    std::apply([&](auto&... v) { (in >> ... >> v); }, loaded);
+    std::apply([&](auto&... a) { ((a.assign(a.size(), {}), in.Load(a.data(), sizeOf(a))), ...); },
+               arrays);
+    in.Load(loadedUnits.data(), 300).Load(loadedReals.data(), 300);
+    EXPECT_EQ(loaded, kValues);
+    EXPECT_EQ(arrays, kArrays);
+    EXPECT_TRUE(loadedUnits == units && loadedReals == reals);
+    EXPECT_TRUE(in.GetStatus() == KrStreamOK && in.GetPosition() == kept.size());
     const KrString plain("Hello, \xC4\xE3\xBA\xC3 world");  // GB18030 bytes kept as they are
     const KrStringUCS2LE wide(KrString("A\xC4\xE3z"), KrTextCodec::GB2312_CHARSET);
     expectFixture("stream-strings.bin",
                   streamBytes([&](KrMemoryStream& out) { out << plain << KrString() << wide; }));
-    if (remaking()) return;
-    Loader load("stream-strings.bin");
-    KrString text, empty("x");
-    KrStringUCS2LE units;
-    load.in >> text >> empty >> units;
-    EXPECT_TRUE(load.in.GetStatus() == KrStreamOK && empty.IsEmpty());
-    EXPECT_EQ(std::string(text.Cstr()), std::string(plain.Cstr()));
-    // The GB18030 character above is one UTF-16 unit.
-    EXPECT_TRUE(units.GetLength() == 3 && units[0] == u'A' && units[1] == 0x4F60 &&
-                units[2] == u'z');
 }
 
 KrStyle sampleStyle()
@@ -224,25 +195,6 @@ TEST(KrFixtureTest, StyleRecordsInBinaryAndXml)
     table.SetZFloor(-10.5);
     table.SetZCeiling(2500.25);
     expectFixture("color-table.xml", std::string(table.ToXML(0, KrString()).Cstr()));
-    if (remaking()) return;
-
-    const auto kept = [](const char* name) { return readFile(fixturePath(name)); };
-    Loader load("style.bin"), loadSet("colorset.bin");
-    KrStyle loaded, fromXml;
-    KrTextStyle textFromXml, olderTextFromXml;
-    KrColorset setLoaded;
-    KrColorTable tableFromXml;
-    EXPECT_TRUE(loaded.LoadAll(load.in, KrStyle::GetStoreSize()) && loaded == style);
-    EXPECT_TRUE(fromXml.FromXML(kept("style-0.xml").c_str(), 0) && fromXml == style);
-    EXPECT_TRUE(fromXml.FromXML(kept("style-20031211.xml").c_str(), 20031211) && fromXml == style);
-    EXPECT_TRUE(textFromXml.FromXML(kept("text-style-0.xml").c_str(), 0) && textFromXml == text);
-    EXPECT_TRUE(olderTextFromXml.FromXML(kept("text-style-20031211.xml").c_str(), 20031211) &&
-                olderTextFromXml == text);
-    setLoaded.SetColorSize(set.GetSize());
-    EXPECT_TRUE(setLoaded.Load(loadSet.in));
-    EXPECT_TRUE(std::equal(set.begin(), set.end(), setLoaded.begin()));
-    EXPECT_TRUE(tableFromXml.FromXML(kept("color-table.xml").c_str(), 0));
-    EXPECT_EQ(std::string(tableFromXml.ToXML(0, KrString()).Cstr()), kept("color-table.xml"));
 }
 
 // Every stock scheme (and two numbers outside them) both ways round through a fresh colour table,
@@ -284,35 +236,24 @@ TEST(KrFixtureTest, CompressedAndEncipheredBlocks)
     std::string plain;
     for (int n = 0; n < 2000; ++n) plain += static_cast<char>("ZoBase200 "[n % 10] + n / 250);
     const auto bytes = [](std::string& text) { return reinterpret_cast<unsigned char*>(&text[0]); };
-    std::string zipped(plain.size() + 64, '\0'), unzipped(plain.size(), '\0');
+    std::string zipped(plain.size() + 64, '\0');
     auto length = static_cast<unsigned int>(zipped.size());
     ASSERT_TRUE(KrCompress::Zip(bytes(zipped), length, bytes(plain), 2000, 6));
     zipped.resize(length);
     expectFixture("zip-level6.bin", zipped);
-    // Each key enciphers the first 64 bytes in place; the kept blocks decipher back.
-    const std::string first = plain.substr(0, 64), keys[] = {"8bytekey", "sixteen byte key"};
+    // Each key enciphers the first 64 bytes in place, and deciphers them back.
     std::string blocks;
-    for (const std::string& key : keys)
+    for (const std::string key : {"8bytekey", "sixteen byte key"})
     {
-        std::string block = first;
+        std::string block = plain.substr(0, 64);
         ASSERT_TRUE(KrDesEncrypt::Work(&block[0], &block[0], 64, key.c_str(),
                                        static_cast<int>(key.size()), KrDesEncrypt::Encrypt));
         blocks += block;
+        ASSERT_TRUE(KrDesEncrypt::Work(&block[0], &block[0], 64, key.c_str(),
+                                       static_cast<int>(key.size()), KrDesEncrypt::Decrypt));
+        EXPECT_EQ(block, plain.substr(0, 64));  // without OpenSSL the only check of deciphering
     }
     expectFixture("des.bin", blocks);
-    if (remaking()) return;
-
-    std::string kept = readFile(fixturePath("zip-level6.bin"));
-    length = 2000;
-    EXPECT_TRUE(KrCompress::UnZip(bytes(unzipped), length, bytes(kept),
-                                  static_cast<unsigned int>(kept.size())));
-    EXPECT_EQ(unzipped, plain);
-    kept = readFile(fixturePath("des.bin"));
-    ASSERT_EQ(kept.size(), 128u);
-    for (int k = 0; k < 2; ++k)
-        ASSERT_TRUE(KrDesEncrypt::Work(&kept[64 * k], &kept[64 * k], 64, keys[k].c_str(),
-                                       static_cast<int>(keys[k].size()), KrDesEncrypt::Decrypt));
-    EXPECT_EQ(kept, first + first);
 }
 
 // Hash codes end up in files (keys of saved tables), so they are kept as little-endian words.
@@ -355,11 +296,6 @@ TEST(KrFixtureTest, SavedRegistry)
     registry.SetFileName(scratch.path("settings.xml").c_str());
     ASSERT_TRUE(registry.Save());
     expectFixture("registry.xml", readFile(scratch.path("settings.xml")));
-    if (remaking()) return;
-
-    KrRegistry loaded(fixturePath("registry.xml").c_str());
-    EXPECT_EQ(std::string(loaded.Value("Title").Cstr()), "Map \xC4\xE3\xBA\xC3");
-    EXPECT_EQ(loaded.Seq("Layers").GetSize(), 2);
 }
 
 // Log records carry times and thread ids; the format here leaves them out, in both forms.
