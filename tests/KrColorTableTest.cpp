@@ -29,15 +29,8 @@ KrColorTable tableOf(Colors colors, double floor, double ceiling)
     return table;
 }
 
-Colors colorsOf(const KrColorset& set)
-{
-    return {set.begin(), set.end()};
-}
-
-constexpr unsigned int grey(unsigned char v)
-{
-    return KrRGB(v, v, v);
-}
+const auto colorsOf = [](const KrColorset& set) { return Colors(set.begin(), set.end()); };
+constexpr auto grey = [](unsigned char v) { return KrRGB(v, v, v); };
 
 }  // namespace
 
@@ -136,18 +129,17 @@ TEST(KrColorTableTest, IndexAccessRampsSwapsAndColourSets)
 
     // Level i * 256 / n in the ramp's channels.
     // clang-format off
-    const struct { int (KrColorTable::*create)(); Colors expected; } ramps[] = {
-        {&KrColorTable::CreateGrey, {0, grey(64), grey(128), grey(192)}},
-        {&KrColorTable::CreateRed, {0, KrRGB(64, 0, 0), KrRGB(128, 0, 0), KrRGB(192, 0, 0)}},
-        {&KrColorTable::CreateGreen, {0, KrRGB(0, 64, 0), KrRGB(0, 128, 0), KrRGB(0, 192, 0)}},
-        {&KrColorTable::CreateBlue, {0, KrRGB(0, 0, 64), KrRGB(0, 0, 128), KrRGB(0, 0, 192)}}};
+    const struct { int (KrColorTable::*create)(); unsigned int level; } ramps[] = {
+        {&KrColorTable::CreateGrey, 0x010101}, {&KrColorTable::CreateRed, 1},
+        {&KrColorTable::CreateGreen, 0x100}, {&KrColorTable::CreateBlue, 0x10000}};
     // clang-format on
     KrColorTable table;
-    for (const auto& ramp : ramps)
+    for (const auto& [create, level] : ramps)
     {
         table.SetSize(4);
-        EXPECT_EQ((table.*ramp.create)(), 4);
-        EXPECT_EQ(colorsOf(table.GetLandColors()), ramp.expected);
+        EXPECT_EQ((table.*create)(), 4);
+        EXPECT_EQ(colorsOf(table.GetLandColors()),
+                  Colors({0, 64 * level, 128 * level, 192 * level}));
     }
     table.CreateGradient(3, KrRGBA(1, 2, 3, 4), KrRGBA(5, 6, 7, 8));
     table.SwapRedBlue();

@@ -16,10 +16,7 @@ namespace
 
 using Colors = std::vector<unsigned int>;
 
-Colors colorsOf(const KrColorset& set)
-{
-    return Colors(set.begin(), set.end());
-}
+const auto colorsOf = [](const KrColorset& set) { return Colors(set.begin(), set.end()); };
 
 KrColorset setOf(const Colors& colors)
 {
@@ -28,10 +25,7 @@ KrColorset setOf(const Colors& colors)
     return set;
 }
 
-constexpr unsigned int grey(unsigned char level)
-{
-    return KrRGB(level, level, level);
-}
+constexpr auto grey = [](unsigned char level) { return KrRGB(level, level, level); };
 
 // A two-colour gradient rounds the offset from `from`, not the blended value: 200 - 0.5 gives 199.
 unsigned int stepOracle(unsigned int from, unsigned int to, int i, int count)
@@ -125,9 +119,8 @@ TEST(KrColorsetTest, SaveWritesBareWordsWithoutAlphaAndLoadNeedsTheSize)
     KrMemoryStream out, in, shortIn;
     out.Open(KrStreamSave, 64);
     EXPECT_EQ(setOf({KrRGBA(1, 2, 3, 4), 0xFFFFFFFFu, 0}).Save(out), 1);
-    const unsigned char expected[12] = {1, 2, 3, 0, 255, 255, 255, 0, 0, 0, 0, 0};
-    ASSERT_EQ(Colors(out.GetData(), out.GetData() + out.GetPosition()),
-              Colors(expected, expected + 12));
+    ASSERT_EQ(std::vector<unsigned char>(out.GetData(), out.GetData() + out.GetPosition()),
+              std::vector<unsigned char>({1, 2, 3, 0, 255, 255, 255, 0, 0, 0, 0, 0}));
     KrColorset unsized, sized, tooMany;
     in.Open(KrStreamLoad, 12, out.GetData());
     EXPECT_EQ(unsized.Load(in) + unsized.GetSize(), 1);

@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <functional>
 #include <string>
 #include <tuple>
 #include <type_traits>
@@ -50,15 +49,17 @@ void expectFixture(const std::string& name, const std::string& bytes)
         << " kept; first difference at offset " << at;
 }
 
-std::string streamBytes(const std::function<void(KrMemoryStream&)>& save)
+// A memory stream open for saving; bytes() is what it holds.
+struct Saving : KrMemoryStream
 {
-    KrMemoryStream out;
-    out.Open(KrStreamSave, 64);
-    save(out);
-    EXPECT_EQ(out.GetStatus(), KrStreamOK);
-    const size_t length = static_cast<size_t>(out.GetLength());
-    return std::string(reinterpret_cast<const char*>(out.GetData()), length);
-}
+    Saving() { Open(KrStreamSave, 64); }
+    std::string bytes()
+    {
+        EXPECT_EQ(GetStatus(), KrStreamOK);
+        return std::string(reinterpret_cast<const char*>(GetData()),
+                           static_cast<size_t>(GetLength()));
+    }
+};
 
 // One value of every type, then the same types as arrays.
 const auto kValues = std::make_tuple('A', static_cast<unsigned char>(0xC8), static_cast<short>(-2),
@@ -72,37 +73,26 @@ const auto kArrays = std::make_tuple(
     std::vector<unsigned long long>{~0ULL, 0x8000000000000001ULL},
     std::vector<double>{-2.5, 1e300, 0.1});
 
-template <class T>
-unsigned int sizeOf(const std::vector<T>& array)
-{
-    return static_cast<unsigned int>(array.size());
-}
-
 TEST(KrFixtureTest, StreamValuesArraysAndStrings)
 {
-    expectFixture("stream-values.bin",
-                  streamBytes(
-                      [](KrMemoryStream& out)
-                      {
-                          std::apply([&](const auto&... v) { (out << ... << v); }, kValues);
-                          std::apply([&](const auto&... a)
-                                     { (out.Save(a.data(), sizeOf(a)), ...); },
-                                     kArrays);
-                      }));
-
+    const auto sizeOf = [](const auto& array) { return static_cast<unsigned int>(array.size()); };
+    Saving values, longArrays, strings;
+    std::apply([&](const auto&... v) { (values << ... << v); }, kValues);
+    std::apply([&](const auto&... a) { (values.Save(a.data(), sizeOf(a)), ...); }, kArrays);
+    expectFixture("stream-values.bin", values.bytes());
     // Bulk arrays long enough to pass the buffer by (the direct path of file and memory streams).
     std::vector<unsigned short> units(300), loadedUnits(300);
     std::vector<double> reals(300), loadedReals(300);
-    for (size_t n = 0; n < units.size(); ++n)
-    {
-        units[n] = static_cast<unsigned short>(n * 0x0101 + 1);
-        reals[n] = static_cast<double>(n) / 7.0;
-    }
-    expectFixture("stream-long-arrays.bin",
-                  streamBytes([&](KrMemoryStream& out)
-                              { out.Save(units.data(), 300).Save(reals.data(), 300); }));
+    for (size_t n = 0; n < 300; ++n) units[n] = static_cast<unsigned short>(n * 0x0101 + 1);
+    for (size_t n = 0; n < 300; ++n) reals[n] = static_cast<double>(n) / 7.0;
+    longArrays.Save(units.data(), 300).Save(reals.data(), 300);
+    expectFixture("stream-long-arrays.bin", longArrays.bytes());
+    const KrString plain("Hello, \xC4\xE3\xBA\xC3 world");  // GB18030 bytes kept as they are
+    strings << plain << KrString()
+            << KrStringUCS2LE(KrString("A\xC4\xE3z"), KrTextCodec::GB2312_CHARSET);
+    expectFixture("stream-strings.bin", strings.bytes());
 
-    // Both kept files back to back read back through one stream.
+    // Both kept files of values back to back read back through one stream.
     std::string kept = readFile(fixturePath("stream-values.bin")) +
                        readFile(fixturePath("stream-long-arrays.bin"));
     KrMemoryStream in;
@@ -118,10 +108,6 @@ TEST(KrFixtureTest, StreamValuesArraysAndStrings)
     EXPECT_EQ(arrays, kArrays);
     EXPECT_TRUE(loadedUnits == units && loadedReals == reals);
     EXPECT_TRUE(in.GetStatus() == KrStreamOK && in.GetPosition() == kept.size());
-    const KrString plain("Hello, \xC4\xE3\xBA\xC3 world");  // GB18030 bytes kept as they are
-    const KrStringUCS2LE wide(KrString("A\xC4\xE3z"), KrTextCodec::GB2312_CHARSET);
-    expectFixture("stream-strings.bin",
-                  streamBytes([&](KrMemoryStream& out) { out << plain << KrString() << wide; }));
 }
 
 KrStyle sampleStyle()
@@ -163,12 +149,10 @@ KrTextStyle sampleTextStyle()
 TEST(KrFixtureTest, StyleRecordsInBinaryAndXml)
 {
     const KrStyle style = sampleStyle();
-    expectFixture("style.bin", streamBytes(
-                                   [&](KrMemoryStream& out)
-                                   {
-                                       style.SaveAll(out);
-                                       for (int type = 0; type < 3; ++type) style.Save(out, type);
-                                   }));
+    Saving records, colors;
+    style.SaveAll(records);
+    for (int type = 0; type < 3; ++type) style.Save(records, type);
+    expectFixture("style.bin", records.bytes());
     expectFixture("style-0.xml", std::string(style.ToXML(0).Cstr()));
     expectFixture("style-20050303.xml", std::string(style.ToXML(20050303, "Style").Cstr()));
     const KrTextStyle text = sampleTextStyle();
@@ -189,7 +173,8 @@ TEST(KrFixtureTest, StyleRecordsInBinaryAndXml)
     expectFixture("text-style-fixed.xml", bothDialects(fixed));
     KrColorset set;
     set.MakeGradient(5, 0x000000FF, 0x00FF0000);
-    expectFixture("colorset.bin", streamBytes([&](KrMemoryStream& out) { set.Save(out); }));
+    set.Save(colors);
+    expectFixture("colorset.bin", colors.bytes());
     KrColorTable table;
     table.CreateGradient(6, 0x00204060, 0x00E0C0A0);
     table.SetZFloor(-10.5);
@@ -208,27 +193,23 @@ TEST(KrFixtureTest, StockGradientsAndTheirLookups)
             for (unsigned int color : *run) out << color;
         for (double z = -5; z <= 105; z += 5) out << table.InterColor(z);
     };
-    expectFixture("stock-gradients.bin",
-                  streamBytes(
-                      [&](KrMemoryStream& out)
-                      {
-                          for (int style = -1; style <= KrColorset::kStockStyles; ++style)
-                              for (unsigned char reverse : {0, 1})
-                              {
-                                  KrColorTable table;
-                                  table.SetZFloor(0);
-                                  table.SetZCeiling(100);
-                                  out << table.CreateStockGradient(
-                                      4 + (style + 1) % 8, static_cast<KrStockGradientStyle>(style),
-                                      reverse);
-                                  saveTable(out, table);
-                              }
-                          KrColorTable table;
-                          table.SetZCeiling(100);
-                          out << table.CreateDefault();
-                          table.SetWaterLevel(30);
-                          saveTable(out, table);
-                      }));
+    Saving out;
+    for (int style = -1; style <= KrColorset::kStockStyles; ++style)
+        for (unsigned char reverse : {0, 1})
+        {
+            KrColorTable table;
+            table.SetZFloor(0);
+            table.SetZCeiling(100);
+            out << table.CreateStockGradient(4 + (style + 1) % 8,
+                                             static_cast<KrStockGradientStyle>(style), reverse);
+            saveTable(out, table);
+        }
+    KrColorTable table;
+    table.SetZCeiling(100);
+    out << table.CreateDefault();
+    table.SetWaterLevel(30);
+    saveTable(out, table);
+    expectFixture("stock-gradients.bin", out.bytes());
 }
 
 TEST(KrFixtureTest, CompressedAndEncipheredBlocks)
@@ -272,10 +253,9 @@ TEST(KrFixtureTest, HashCodesOfStringsWideStringsAndNumbers)
     codes.insert(codes.end(),
                  {KrHashCode::LONGToHashCode(0x123456789ABCDEF0LL), KrHashCode::ShortToHashCode(-2),
                   sampleStyle().GetHashCode(), sampleTextStyle().GetHashCode()});
-    expectFixture(
-        "hash-codes.bin",
-        streamBytes([&](KrMemoryStream& out)
-                    { out.Save(codes.data(), static_cast<unsigned int>(codes.size())); }));
+    Saving out;
+    out.Save(codes.data(), static_cast<unsigned int>(codes.size()));
+    expectFixture("hash-codes.bin", out.bytes());
 }
 
 TEST(KrFixtureTest, SavedRegistry)
