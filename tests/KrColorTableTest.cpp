@@ -29,19 +29,12 @@ KrColorTable tableOf(Colors colors, double floor, double ceiling)
     return table;
 }
 
-Colors colorsOf(const KrColorset& set)
-{
-    return {set.begin(), set.end()};
-}
-
-constexpr unsigned int grey(unsigned char v)
-{
-    return KrRGB(v, v, v);
-}
+const auto colorsOf = [](const KrColorset& set) { return Colors(set.begin(), set.end()); };
+constexpr auto grey = [](unsigned char v) { return KrRGB(v, v, v); };
 
 }  // namespace
 
-TEST(KrColorTableTest, InterColorOverTheLandRun)
+TEST(KrColorTableTest, InterColorOverTheLandRunFollowsEveryChange)
 {
     const unsigned int black = KrRGBA(0, 0, 0, 1), white = KrRGBA(255, 255, 255, 2);
     const double big = std::numeric_limits<double>::max();
@@ -64,21 +57,31 @@ TEST(KrColorTableTest, InterColorOverTheLandRun)
         EXPECT_EQ(table.InterColor(c.z), c.want) << "z " << c.z;
         EXPECT_EQ(table.GetColor(c.z), c.want);
     }
-}
-
-// The default runs, and what they look up on either side of a water level, are kept in
-// tests/fixtures/stock-gradients.bin.
-TEST(KrColorTableTest, WaterLevelTurnsTheWaterRunOn)
-{
-    KrColorTable table;
-    table.CreateDefault();
-    EXPECT_FALSE(table.IsWaterOn());
-    table.SetWaterLevel(10);
-    EXPECT_TRUE(table.IsWaterOn());
-    KrColorTable dry = tableOf({0, kWhite}, 0, 100);  // water on without water colours
-    dry.SetWaterLevel(50);
-    EXPECT_EQ(dry.GetColor(20), kRed);
-    EXPECT_EQ(dry.GetColor(75), KrRGB(127, 127, 127));
+    // Each change in turn, and what the table then looks up: a step left behind shows.
+    using T = KrColorTable;
+    const char* const xml =
+        "<pml:ColorTable><pml:MinZValue>-100</pml:MinZValue><pml:Color>0"
+        "</pml:Color><pml:Color>RGB(100,100,100)</pml:Color></pml:ColorTable>";
+    KrColorset three;
+    for (unsigned char v : {0, 100, 200}) three.Add(grey(v));
+    // clang-format off
+    const struct { std::function<void(T&)> change; double z; unsigned int want; } steps[] = {
+        {[](T& t) { t.AddColor(0); t.Add(200, 200, 200); }, 50, grey(100)},
+        {[](T& t) { t.Add(0, 0, 0); }, 50, grey(200)},  // three colours: 50 is the middle one
+        {[](T& t) { t.SetZCeiling(200); }, 50, grey(100)}, {[](T& t) { t.SetSize(2); }, 50, grey(50)},
+        {[](T& t) { t.CreateGradient(3, 0, grey(100)); }, 50, grey(25)},
+        {[&](T& t) { t.FromXML(xml, 0); }, 50, grey(50)},
+        {[](T& t) { t.SetWaterLevel(50); }, 50, kRed}, {[](T&) {}, 125, grey(50)},
+        {[](T& t) { t.CreateDefault(); }, 50, KrRGB(48, 128, 255)}, {[](T&) {}, -100, KrRGB(0, 0, 128)},
+        {[&](T& t) { t.FromColorset(three); }, 125, grey(100)},
+        {[](T& t) { t = KrColorTable(t); }, 87.5, grey(50)}};
+    // clang-format on
+    KrColorTable table = tableOf({}, 0, 100);
+    for (size_t i = 0; i < std::size(steps); ++i)
+    {
+        steps[i].change(table);
+        EXPECT_EQ(table.GetColor(steps[i].z), steps[i].want) << "step " << i;
+    }
 }
 
 TEST(KrColorTableTest, LightRatioAndShading)
@@ -126,18 +129,17 @@ TEST(KrColorTableTest, IndexAccessRampsSwapsAndColourSets)
 
     // Level i * 256 / n in the ramp's channels.
     // clang-format off
-    const struct { int (KrColorTable::*create)(); Colors expected; } ramps[] = {
-        {&KrColorTable::CreateGrey, {0, grey(64), grey(128), grey(192)}},
-        {&KrColorTable::CreateRed, {0, KrRGB(64, 0, 0), KrRGB(128, 0, 0), KrRGB(192, 0, 0)}},
-        {&KrColorTable::CreateGreen, {0, KrRGB(0, 64, 0), KrRGB(0, 128, 0), KrRGB(0, 192, 0)}},
-        {&KrColorTable::CreateBlue, {0, KrRGB(0, 0, 64), KrRGB(0, 0, 128), KrRGB(0, 0, 192)}}};
+    const struct { int (KrColorTable::*create)(); unsigned int level; } ramps[] = {
+        {&KrColorTable::CreateGrey, 0x010101}, {&KrColorTable::CreateRed, 1},
+        {&KrColorTable::CreateGreen, 0x100}, {&KrColorTable::CreateBlue, 0x10000}};
     // clang-format on
     KrColorTable table;
-    for (const auto& ramp : ramps)
+    for (const auto& [create, level] : ramps)
     {
         table.SetSize(4);
-        EXPECT_EQ((table.*ramp.create)(), 4);
-        EXPECT_EQ(colorsOf(table.GetLandColors()), ramp.expected);
+        EXPECT_EQ((table.*create)(), 4);
+        EXPECT_EQ(colorsOf(table.GetLandColors()),
+                  Colors({0, 64 * level, 128 * level, 192 * level}));
     }
     table.CreateGradient(3, KrRGBA(1, 2, 3, 4), KrRGBA(5, 6, 7, 8));
     table.SwapRedBlue();
@@ -153,7 +155,7 @@ TEST(KrColorTableTest, IndexAccessRampsSwapsAndColourSets)
     EXPECT_EQ(table.CreateGradient(0, 1, 2) + table.Open("x") + table.Save("x"), 0);
 }
 
-TEST(KrColorTableTest, ToXMLBytes)
+TEST(KrColorTableTest, XmlWritesRunAndRangeAndReadsWithFallbacks)
 {
     const KrColorTable table = tableOf({KrRGB(1, 2, 3), KrRGBA(255, 0, 128, 9)}, -2, 100.5);
     EXPECT_EQ(std::string(tableOf({}, 1.0 / 3, 0).ToXML(20070521, "Ramp")),
@@ -167,10 +169,6 @@ TEST(KrColorTableTest, ToXMLBytes)
     EXPECT_EQ(watered.ToXML(0, ""), table.ToXML(0, ""));
     EXPECT_EQ(table.ToXML(20070522, ""), "");
     EXPECT_EQ(table.ToXML(0, "bad name"), "");
-}
-
-TEST(KrColorTableTest, FromXMLFallbacks)
-{
     const char* const body = "<pml:MinZValue>-5</pml:MinZValue><pml:MaxZValue>7.25</pml:MaxZValue>";
     // clang-format off
     const struct { std::string xml; int version; unsigned char ok; double floor, ceiling; Colors colors; }
@@ -202,34 +200,5 @@ TEST(KrColorTableTest, FromXMLFallbacks)
             << c.xml;
         EXPECT_EQ(table.GetZCeiling(), c.ceiling) << c.xml;
         table.GetColor(1.5);  // whatever was read, the lookup stays defined
-    }
-}
-
-// Each change in turn, and what the table then looks up: a step left behind shows.
-TEST(KrColorTableTest, LookupsFollowEveryChangeOfRunOrRange)
-{
-    using T = KrColorTable;
-    const char* const xml =
-        "<pml:ColorTable><pml:MinZValue>-100</pml:MinZValue><pml:Color>0"
-        "</pml:Color><pml:Color>RGB(100,100,100)</pml:Color></pml:ColorTable>";
-    KrColorset three;
-    for (unsigned char v : {0, 100, 200}) three.Add(grey(v));
-    // clang-format off
-    const struct { std::function<void(T&)> change; double z; unsigned int want; } steps[] = {
-        {[](T& t) { t.AddColor(0); t.Add(200, 200, 200); }, 50, grey(100)},
-        {[](T& t) { t.Add(0, 0, 0); }, 50, grey(200)},  // three colours: 50 is the middle one
-        {[](T& t) { t.SetZCeiling(200); }, 50, grey(100)}, {[](T& t) { t.SetSize(2); }, 50, grey(50)},
-        {[](T& t) { t.CreateGradient(3, 0, grey(100)); }, 50, grey(25)},
-        {[&](T& t) { t.FromXML(xml, 0); }, 50, grey(50)},
-        {[](T& t) { t.SetWaterLevel(50); }, 50, kRed}, {[](T&) {}, 125, grey(50)},
-        {[](T& t) { t.CreateDefault(); }, 50, KrRGB(48, 128, 255)}, {[](T&) {}, -100, KrRGB(0, 0, 128)},
-        {[&](T& t) { t.FromColorset(three); }, 125, grey(100)},
-        {[](T& t) { t = KrColorTable(t); }, 87.5, grey(50)}};
-    // clang-format on
-    KrColorTable table = tableOf({}, 0, 100);
-    for (size_t i = 0; i < std::size(steps); ++i)
-    {
-        steps[i].change(table);
-        EXPECT_EQ(table.GetColor(steps[i].z), steps[i].want) << "step " << i;
     }
 }

@@ -16,10 +16,7 @@ namespace
 
 using Colors = std::vector<unsigned int>;
 
-Colors colorsOf(const KrColorset& set)
-{
-    return Colors(set.begin(), set.end());
-}
+const auto colorsOf = [](const KrColorset& set) { return Colors(set.begin(), set.end()); };
 
 KrColorset setOf(const Colors& colors)
 {
@@ -28,10 +25,7 @@ KrColorset setOf(const Colors& colors)
     return set;
 }
 
-constexpr unsigned int grey(unsigned char level)
-{
-    return KrRGB(level, level, level);
-}
+constexpr auto grey = [](unsigned char level) { return KrRGB(level, level, level); };
 
 // A two-colour gradient rounds the offset from `from`, not the blended value: 200 - 0.5 gives 199.
 unsigned int stepOracle(unsigned int from, unsigned int to, int i, int count)
@@ -50,7 +44,7 @@ constexpr unsigned int kRed = KrRGB(255, 0, 0), kBlue = KrRGB(0, 0, 255),
 
 }  // namespace
 
-TEST(KrColorsetTest, TwoColourGradientRoundsEachChannelHalfAwayFromZero)
+TEST(KrColorsetTest, GradientsRoundEachChannelAndPlaceTheirStops)
 {
     const unsigned int a = KrRGBA(10, 20, 30, 9), b = KrRGBA(40, 0, 30, 7);
     // clang-format off
@@ -85,10 +79,6 @@ TEST(KrColorsetTest, TwoColourGradientRoundsEachChannelHalfAwayFromZero)
     EXPECT_EQ(capped.MakeStockGradient(1 << 30, QZ_STOCK_TERRAIN, 1), 32767);
     EXPECT_EQ(capped.MakeStockGradient(0, QZ_STOCK_TRIAD, 1), 0);
     EXPECT_EQ(capped.MakeRandom(99999, 0, 255, 0, 255, 0, 255, 0), 32767);
-}
-
-TEST(KrColorsetTest, GradientThroughStopsPlacedEvenlyOrAtPositions)
-{
     const Colors bwb = {grey(0), grey(255), grey(0)},
                  bwb5 = {0, grey(128), grey(255), grey(128), 0};
     // clang-format off
@@ -124,8 +114,28 @@ TEST(KrColorsetTest, GradientThroughStopsPlacedEvenlyOrAtPositions)
     EXPECT_EQ(colorsOf(self), bwb5);
 }
 
+TEST(KrColorsetTest, SaveWritesBareWordsWithoutAlphaAndLoadNeedsTheSize)
+{
+    KrMemoryStream out, in, shortIn;
+    out.Open(KrStreamSave, 64);
+    EXPECT_EQ(setOf({KrRGBA(1, 2, 3, 4), 0xFFFFFFFFu, 0}).Save(out), 1);
+    ASSERT_EQ(std::vector<unsigned char>(out.GetData(), out.GetData() + out.GetPosition()),
+              std::vector<unsigned char>({1, 2, 3, 0, 255, 255, 255, 0, 0, 0, 0, 0}));
+    KrColorset unsized, sized, tooMany;
+    in.Open(KrStreamLoad, 12, out.GetData());
+    EXPECT_EQ(unsized.Load(in) + unsized.GetSize(), 1);
+    sized.SetColorSize(3);
+    sized.Load(in);
+    EXPECT_EQ(colorsOf(sized), Colors({KrRGB(1, 2, 3), 0xFFFFFFu, 0}));
+    tooMany.SetColorSize(5);  // a short stream: the status says so, nothing crashes
+    shortIn.Open(KrStreamLoad, 12, out.GetData());
+    EXPECT_EQ(tooMany.Load(shortIn), 1);
+    EXPECT_NE(shortIn.GetStatus(), KrStreamOK);
+    EXPECT_TRUE(tooMany[1] == 0xFFFFFFu && tooMany[4] == 0u);
+}
+
 // The exact draws, wrapping channels included, are replayed below.
-TEST(KrColorsetTest, GreyAndStockRandomSetsStayInTheirColours)
+TEST(KrColorsetTest, RandomSetsStayInTheirColoursAndReplayRandFromTheClock)
 {
     const auto isGrey = [](unsigned int c) { return (c & 0xFF) * 0x10101 == c; };
     KrColorset grey, blackWhite, yellowRed, blueBlack;
@@ -140,34 +150,9 @@ TEST(KrColorsetTest, GreyAndStockRandomSetsStayInTheirColours)
     EXPECT_EQ(grey.MakeRandom(40), 40);
     EXPECT_EQ(grey.MakeRandom(-1) + grey.MakeRandom(0, 0, 255, 0, 255, 0, 255, 0), 0);
     EXPECT_EQ(grey.GetSize(), 0);
-}
-
-TEST(KrColorsetTest, SaveWritesBareWordsWithoutAlphaAndLoadNeedsTheSize)
-{
-    KrMemoryStream out, in, shortIn;
-    out.Open(KrStreamSave, 64);
-    EXPECT_EQ(setOf({KrRGBA(1, 2, 3, 4), 0xFFFFFFFFu, 0}).Save(out), 1);
-    const unsigned char expected[12] = {1, 2, 3, 0, 255, 255, 255, 0, 0, 0, 0, 0};
-    ASSERT_EQ(Colors(out.GetData(), out.GetData() + out.GetPosition()),
-              Colors(expected, expected + 12));
-    KrColorset unsized, sized, tooMany;
-    in.Open(KrStreamLoad, 12, out.GetData());
-    EXPECT_EQ(unsized.Load(in) + unsized.GetSize(), 1);
-    sized.SetColorSize(3);
-    sized.Load(in);
-    EXPECT_EQ(colorsOf(sized), Colors({KrRGB(1, 2, 3), 0xFFFFFFu, 0}));
-    tooMany.SetColorSize(5);  // a short stream: the status says so, nothing crashes
-    shortIn.Open(KrStreamLoad, 12, out.GetData());
-    EXPECT_EQ(tooMany.Load(shortIn), 1);
-    EXPECT_NE(shortIn.GetStatus(), KrStreamOK);
-    EXPECT_TRUE(tooMany[1] == 0xFFFFFFu && tooMany[4] == 0u);
-}
-
-// The random sets draw from a generator of the library's own: the numbers srand(seed)/rand()
-// give, seeded with the clock, one draw per channel in red, green, blue order; the caller's
-// rand() sequence goes on as if nothing had happened.
-TEST(KrColorsetTest, RandomSetsReplayRandFromTheClockAndLeaveTheCallersSequenceAlone)
-{
+    // The random sets draw from a generator of the library's own: the numbers srand(seed)/rand()
+    // give, seeded with the clock, one draw per channel in red, green, blue order; the caller's
+    // rand() sequence goes on as if nothing had happened.
     std::srand(99);
     const int first = std::rand(), second = std::rand();
     std::srand(99);

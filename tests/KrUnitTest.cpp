@@ -63,7 +63,7 @@ TEST(KrUnit, EveryUnitIsNamedAndClassifiedAndTheRestTakeTheDefaults)
         EXPECT_EQ(KrUnit::UnitConvert(KrString(name)), 10000) << name;
 }
 
-TEST(KrFraction, DecimalsAndHostileValues)
+TEST(KrFraction, DecimalsHostileValuesAndSmallFractions)
 {
     // Value, largest denominator, numerator, denominator, flag, and what the caller's variable
     // holds afterwards (-1: anything in [0, 1)).
@@ -97,10 +97,6 @@ TEST(KrFraction, DecimalsAndHostileValues)
     EXPECT_EQ(KrFraction().GetNegative(), 1);             // positive by default
     EXPECT_EQ(KrFraction(3, 4, 0x100).GetNegative(), 0);  // a given flag keeps its low byte
     EXPECT_EQ(KrFraction(3, 4, 0x101).GetNegative(), 1);
-}
-
-TEST(KrFraction, SmallFractionsComeBackExactly)
-{
     // Every p/q with q <= 100 rounds to millionths that no other such fraction shares, so the
     // refinement must find it again, reduced.
     for (int q = 1; q <= 100; ++q)
