@@ -14,10 +14,8 @@ using KrLogTest::selectedCodes;
 namespace
 {
 
-std::string kernelThreadId()
-{
-    return std::to_string(::syscall(SYS_gettid));
-}
+// The tests run on the main thread.
+const std::string kMainThread = std::to_string(::syscall(SYS_gettid));
 
 // The resource template shipped in krnres.xml, its tokens replaced by hand.
 std::string expectedText(unsigned int code, const std::string& message, const std::string& file,
@@ -85,8 +83,9 @@ TEST_F(KrErrorObjTest, RingKeepsTheLatestEntriesAndStartupOpensTheLogInMemory)
     EXPECT_EQ(log.GetMode(), KrLogFile::ModeText);
 }
 
-// The callback gets each entry with its thread, the dump every entry without, latest first.
-TEST_F(KrErrorObjTest, DumpAndCallbackUseTheResourceTemplate)
+// The callback gets each entry with its thread, the dump every entry without, latest first. The
+// latest entry of a thread is found by its thread id.
+TEST_F(KrErrorObjTest, DumpCallbackAndLastOfThisThread)
 {
     static std::vector<std::string> seen;
     seen.clear();
@@ -97,8 +96,7 @@ TEST_F(KrErrorObjTest, DumpAndCallbackUseTheResourceTemplate)
             pushError(99, "raised inside the callback", 1);  // stored, not passed on again
         });
     pushError(1, "first", 10);
-    EXPECT_EQ(seen,
-              std::vector<std::string>{expectedText(1, "first", "err.cpp", 10, kernelThreadId())});
+    EXPECT_EQ(seen, std::vector<std::string>{expectedText(1, "first", "err.cpp", 10, kMainThread)});
     KrErrorObj::SetErrorInfoProc(nullptr);
     pushError(2, "second", 20);
     KrString dump("old");
@@ -106,24 +104,14 @@ TEST_F(KrErrorObjTest, DumpAndCallbackUseTheResourceTemplate)
     EXPECT_EQ(dump, expectedText(2, "second", "err.cpp", 20, "") + "\r\n" +
                         expectedText(99, "raised inside the callback", "err.cpp", 1, "") + "\r\n" +
                         expectedText(1, "first", "err.cpp", 10, ""));
-}
 
-TEST_F(KrErrorObjTest, LastOfThisThreadIgnoresOtherThreads)
-{
-    pushError(1, "main", 1);
-    std::thread([] { pushError(2, "other", 2); }).join();
-    EXPECT_EQ(errors.GetLast(0).nErrorCode, 2u);
-    EXPECT_EQ(entry(errors.GetLast(1)), kernelThreadId() + "|1|main|err.cpp|1");
+    // The latest of this thread passes over those of other threads.
+    std::thread([] { pushError(3, "other", 2); }).join();
+    EXPECT_EQ(errors.GetLast(0).nErrorCode, 3u);
+    EXPECT_EQ(entry(errors.GetLast(1)), kMainThread + "|2|second|err.cpp|20");
     KrErrorObj::ErrorInfo fromNewThread;
     std::thread([&] { fromNewThread = errors.GetLast(1); }).join();
     EXPECT_EQ(entry(fromNewThread), kNoEntry);
-
-    // Above info the format loses "%THREADID": records carry thread 0 and are not found.
-    log.SetLevel(KrLogFile::LogWarning);
-    errors.Clear();
-    pushError(5, "anonymous", 5);
-    EXPECT_EQ(entry(errors.GetLast(0)) + entry(errors.GetLast(1)),
-              "0|5|anonymous|err.cpp|5" + kNoEntry);
 }
 
 TEST_F(KrErrorObjTest, ExceptionRecordsItselfAtDebugLevel)
@@ -146,4 +134,10 @@ TEST_F(KrErrorObjTest, ExceptionRecordsItselfAtDebugLevel)
     const KrException quiet(30150, "zip.cpp", 41);
     EXPECT_FALSE(quiet.GetErrorInfo().strMessage.IsEmpty());  // the resource text
     EXPECT_EQ(selectedCodes(log, debugOnly), "30118 30118");
+
+    // Above info the format loses "%THREADID": records carry thread 0 and are not found.
+    log.SetLevel(KrLogFile::LogWarning);
+    pushError(5, "anonymous", 5);
+    EXPECT_EQ(entry(errors.GetLast(0)) + entry(errors.GetLast(1)),
+              "0|5|anonymous|err.cpp|5" + kNoEntry);
 }

@@ -16,6 +16,7 @@ using KrLogTest::selectedCodes;
 using KrLogTest::splitOn;
 namespace fs = std::filesystem;
 using Strings = std::vector<std::string>;
+using Ints = std::vector<int>;
 using L = KrLogFile;
 
 namespace
@@ -23,11 +24,9 @@ namespace
 
 std::string strftimeNow(const char* format)
 {
-    const std::time_t now = std::time(nullptr);
-    std::tm fields{};
-    ::localtime_r(&now, &fields);
     char buffer[64];
-    std::strftime(buffer, sizeof buffer, format, &fields);
+    const std::time_t now = std::time(nullptr);
+    std::strftime(buffer, sizeof buffer, format, std::localtime(&now));
     return buffer;
 }
 
@@ -42,14 +41,6 @@ Strings xmlItems(const std::string& path)
     while (markup.FindElem("LogItem"))
         if (markup.FindChildElem("Description")) out.push_back(markup.GetChildData());
     return out;
-}
-
-KrRegistry settingsRegistry(const std::string& entries)
-{
-    KrRegistry registry;
-    registry.LoadDoc(
-        ("<krn><LogSetting type=\"object\">" + entries + "</LogSetting></krn>").c_str());
-    return registry;
 }
 
 bool unzipGarbage()
@@ -84,17 +75,17 @@ protected:
 TEST(KrLogFileConversions, EnumTextsOperatorsAndPeriods)
 {
     // text, then level, mode, interval and size mode read from it
-    const std::pair<const char*, const char*> texts[] = {
-        {"", "400 0 0 0"},      {"nonsense", "400 0 0 0"}, {"DEBUG", "100 0 0 0"},
-        {"Info", "200 0 0 0"},  {"warning", "300 0 0 0"},  {"FaTaL", "500 0 0 0"},
-        {"xml", "400 1 0 0"},   {"DATABASE", "400 2 0 0"}, {"memory", "400 3 0 0"},
-        {"hour", "400 0 1 0"},  {"DAY", "400 0 2 0"},      {"Week", "400 0 3 0"},
-        {"month", "400 0 4 0"}, {"reopen", "400 0 0 1"},   {"NEWFILE", "400 0 0 2"}};
+    // clang-format off
+    const std::pair<const char*, Ints> texts[] = {
+        {"", {400, 0, 0, 0}}, {"nonsense", {400, 0, 0, 0}}, {"DEBUG", {100, 0, 0, 0}},
+        {"Info", {200, 0, 0, 0}}, {"warning", {300, 0, 0, 0}}, {"FaTaL", {500, 0, 0, 0}},
+        {"xml", {400, 1, 0, 0}}, {"DATABASE", {400, 2, 0, 0}}, {"memory", {400, 3, 0, 0}},
+        {"hour", {400, 0, 1, 0}}, {"DAY", {400, 0, 2, 0}}, {"Week", {400, 0, 3, 0}},
+        {"month", {400, 0, 4, 0}}, {"reopen", {400, 0, 0, 1}}, {"NEWFILE", {400, 0, 0, 2}}};
+    // clang-format on
     for (const auto& [text, expected] : texts)
-        EXPECT_EQ(std::to_string(L::GetLevelAsEnum(text)) + " " +
-                      std::to_string(L::GetModeAsEnum(text)) + " " +
-                      std::to_string(L::GetTimeIntervalAsEnum(text)) + " " +
-                      std::to_string(L::GetSizeLimitModeAsEnum(text)),
+        EXPECT_EQ((Ints{L::GetLevelAsEnum(text), L::GetModeAsEnum(text),
+                        L::GetTimeIntervalAsEnum(text), L::GetSizeLimitModeAsEnum(text)}),
                   expected)
             << text;
     EXPECT_EQ(L::GetLevelAsString(static_cast<L::LogLevelType>(250)), "unknown");
@@ -189,8 +180,19 @@ TEST_F(KrLogFileTest, RepetitionFilterDropsTheSixthOccurrenceUntilAThousandOther
     EXPECT_TRUE(rec("B", 9) && rec("B", 9));
 }
 
-TEST_F(KrLogFileTest, MessagesAreWrittenAsTextNeverAsFormats)
+// Tokens are replaced one after another: those a message brings in for later steps are replaced
+// too (no thread id is taken when the format has none), the earlier ones stay. The text callback
+// receives each record saved, without its line end, and nothing logged inside it.
+TEST_F(KrLogFileTest, MessagesAreWrittenAsTextNeverAsFormatsAndPassedToTheCallback)
 {
+    static std::string seen;
+    seen.clear();
+    L::SetCallBack(
+        [](const char* text)
+        {
+            seen += text + std::string("\r\n");
+            L::GetInstance(true).RecordLog(L::LogFatal, 2, "inside", "f", 1);
+        });
     openText("m.log", "<%MSG|%CODEFILE>");
     const char* message = "%s %n %d %DATETIME %THREADID %CODELINE %%";
     ASSERT_TRUE(log.RecordLog(L::LogInfo, 1, message, "%n%s", 3));
@@ -199,25 +201,11 @@ TEST_F(KrLogFileTest, MessagesAreWrittenAsTextNeverAsFormats)
     ASSERT_TRUE(rec(big));
     log.SetLogFormat("%THR%MSGEADID|%LEVEL");
     ASSERT_TRUE(rec(""));
-    // Tokens are replaced one after another: those a message brings in for later steps are
-    // replaced too (no thread id is taken when the format has none), the earlier ones stay.
+    log.SetSaveToPhysical(0);
+    rec("not saved");
     EXPECT_EQ(file("m.log"), std::string("<%s %n %d %DATETIME 0 3 %%|%n%s>\r\n<before|f>\r\n<") +
                                  big + "|f>\r\n0|info\r\n");
-}
-
-TEST_F(KrLogFileTest, GeneratedNamesCarryPrefixProcessIdAndHour)
-{
-    const std::string stem = sandbox.dir() + "/Run_" + std::to_string(::getpid());
-    ASSERT_TRUE(log.Open((sandbox.dir() + "//").c_str(), "Run", L::IntervalNone, L::ModeText, 0));
-    EXPECT_EQ(log.GetFileName() + "|" + log.GetDirectory(), stem + ".log|" + sandbox.dir() + "/");
-    const std::string hour = stem + "_" + strftimeNow("%Y_%m_%d_%H") + "h.";
-    ASSERT_TRUE(log.Open(sandbox.dir().c_str(), "Run", L::IntervalHour, L::ModeXML, 0));
-    EXPECT_EQ(log.GetFileName(), hour + "xml");
-    EXPECT_TRUE(fs::exists(hour + "xsd") && fs::exists(hour + "xslt"));
-    log.Close();
-    ASSERT_TRUE(log.Open(L::ModeText));
-    const std::regex name(sandbox.dir() + R"(/Lg\d{4}-\d\d-\d\d_\d\d-\d\d-\d\d\.log)");
-    EXPECT_TRUE(std::regex_match(log.GetFileName().Cstr(), name)) << log.GetFileName();
+    EXPECT_EQ(seen, file("m.log"));
 }
 
 // The XML file itself is pinned by tests/fixtures/log.xml, the schema and stylesheet (literals
@@ -259,7 +247,9 @@ TEST_F(KrLogFileTest, XmlLogStaysWellFormedAfterEveryRecordAndEveryReopen)
               std::string::npos);
 }
 
-TEST_F(KrLogFileTest, SizeLimitRollsReopensOrNumbersNewFiles)
+// Generated names carry the prefix, the process id and, with an interval, the hour. A size limit
+// rolls the file over, reopens it or numbers new files.
+TEST_F(KrLogFileTest, GeneratedNamesAndSizeLimitsThatRollReopenOrNumberNewFiles)
 {
     openText("r.log", "%MSG");
     log.SetFileSizeLimit(1000, L::SizeRolling);
@@ -271,8 +261,9 @@ TEST_F(KrLogFileTest, SizeLimitRollsReopensOrNumbersNewFiles)
     for (int i = 0; i < 9; ++i) rolled += a + "\r\n";
     EXPECT_EQ(file("r.log"), rolled);
 
-    ASSERT_TRUE(log.Open(sandbox.dir().c_str(), "Log", L::IntervalNone, L::ModeText, 0));
     const std::string stem = sandbox.dir() + "/Log_" + std::to_string(::getpid());
+    ASSERT_TRUE(log.Open((sandbox.dir() + "//").c_str(), "Log", L::IntervalNone, L::ModeText, 0));
+    EXPECT_EQ(log.GetFileName() + "|" + log.GetDirectory(), stem + ".log|" + sandbox.dir() + "/");
     log.SetLogFormat("%MSG");
     log.SetFileSizeLimit(10, L::SizeReOpen);
     rec("0123456789");
@@ -295,6 +286,15 @@ TEST_F(KrLogFileTest, SizeLimitRollsReopensOrNumbersNewFiles)
     rec("c");
     EXPECT_EQ(log.GetFileName(), path("#2/x#2.log"));
     EXPECT_EQ(file("#2/x#2.log"), "c\r\n");
+
+    const std::string hour = stem + "_" + strftimeNow("%Y_%m_%d_%H") + "h.";
+    ASSERT_TRUE(log.Open(sandbox.dir().c_str(), "Log", L::IntervalHour, L::ModeXML, 0));
+    EXPECT_EQ(log.GetFileName(), hour + "xml");
+    EXPECT_TRUE(fs::exists(hour + "xsd") && fs::exists(hour + "xslt"));
+    log.Close();
+    ASSERT_TRUE(log.Open(L::ModeText));
+    const std::regex name(sandbox.dir() + R"(/Lg\d{4}-\d\d-\d\d_\d\d-\d\d-\d\d\.log)");
+    EXPECT_TRUE(std::regex_match(log.GetFileName().Cstr(), name)) << log.GetFileName();
 }
 
 // Database mode through callbacks that note what they are given, as rows of a table in memory.
@@ -427,45 +427,43 @@ TEST_F(KrLogFileTest, LevelAndSettingsSectionConfigureTheLog)
     EXPECT_EQ(log.GetLogFormat(),
               "%DATETIME [%TIMESPAN] (%LEVEL) |  %MSG \r\nThreadID:%THREADID \r\nCodeFile: "
               "\r\nCodeLine:");
+    // A name in the directory, with the process id, and what follows it.
+    const auto named = [&](const char* prefix, const char* rest)
+    { return sandbox.dir() + "/" + prefix + "_" + std::to_string(::getpid()) + rest; };
     const std::string unknown =
         "<LogEnabled>true</LogEnabled><StorageType>Paper</StorageType><LogLevel>loud</LogLevel>"
         "<LogTimeInterval>Fortnight</LogTimeInterval><ExceedSizeMode>Shred</ExceedSizeMode>"
-        "<IsFilter>no</IsFilter><LogFileLocation>DIR</LogFileLocation><MaxFileSize>";
+        "<IsFilter>no</IsFilter><MaxFileSize>";
     const std::string defaults =
-        "DIR/Log_PID.log|400|%DATETIME [%TIMESPAN] (%LEVEL) |  %MSG \r\nThreadID: \r\nCodeFile: "
-        "\r\nCodeLine:|%Y-%m-%d %H:%M:%S|1|";
-    // settings (DIR the directory), then file|level|format|date format|filter|size limit|mode
+        named("Log",
+              ".log|400|%DATETIME [%TIMESPAN] (%LEVEL) |  %MSG \r\nThreadID: \r\n"
+              "CodeFile: \r\nCodeLine:|%Y-%m-%d %H:%M:%S|1|");
+    // settings besides the location, then file|level|format|date format|filter|size limit|mode
     const std::vector<std::pair<std::string, std::string>> rows = {
         {"<LogEnabled>TRUE</LogEnabled><StorageType>xml</StorageType><LogLevel>Info</LogLevel>"
          "<LogFormat>%MSG\\t%CODEFILE\\r\\n%THREADID</LogFormat><DateTimeFormat>%H</DateTimeFormat>"
-         "<IsFilter>FALSE</IsFilter><LogFileLocation>DIR/</LogFileLocation>"
-         "<LogFilePrefix>Cfg</LogFilePrefix><MaxFileSize>5000</MaxFileSize>"
-         "<ExceedSizeMode>newfile</ExceedSizeMode>",
-         "DIR/Cfg_PID.xml|200|%MSG\t%CODEFILE\r\n%THREADID|%H|0|5000|2"},
+         "<IsFilter>FALSE</IsFilter><LogFilePrefix>Cfg</LogFilePrefix>"
+         "<MaxFileSize>5000</MaxFileSize><ExceedSizeMode>newfile</ExceedSizeMode>",
+         named("Cfg", ".xml|200|%MSG\t%CODEFILE\r\n%THREADID|%H|0|5000|2")},
         {"<LogEnabled>yes</LogEnabled><StorageType>Memory</StorageType>", "refused"},
         {"<LogEnabled>true</LogEnabled><StorageType>Database</StorageType>", "refused"},
         {unknown + "-5</MaxFileSize>", defaults + "-5|0"},
         {unknown + "99999999999999</MaxFileSize>", defaults + "2147483647|0"},
         {unknown + "junk</MaxFileSize>", defaults + "0|0"},
         {unknown + "</MaxFileSize>", defaults + "0|0"}};
-    const auto fill = [&](const std::string& text)
-    {
-        return std::regex_replace(std::regex_replace(text, std::regex("DIR"), sandbox.dir()),
-                                  std::regex("PID"), std::to_string(::getpid()));
-    };
     for (const auto& [entries, expected] : rows)
     {
         log.Close(1);
-        const bool loaded =
-            log.LoadSetting(settingsRegistry(fill(entries))) && rec("loaded", 1, L::LogError);
-        EXPECT_EQ(loaded
-                      ? std::string(log.GetFileName()) + "|" + std::to_string(log.GetLevel()) +
-                            "|" + log.GetLogFormat().Cstr() + "|" + log.GetDateTimeFormat().Cstr() +
-                            "|" + std::to_string(log.IsFilterRepeat()) + "|" +
-                            std::to_string(log.GetFileSizeLimit()) + "|" +
-                            std::to_string(log.GetSizeLimitMode())
-                      : "refused",
-                  fill(expected));
+        KrRegistry settings;
+        settings.LoadDoc(("<krn><LogSetting type=\"object\"><LogFileLocation>" + sandbox.dir() +
+                          "</LogFileLocation>" + entries + "</LogSetting></krn>")
+                             .c_str());
+        KrString got("refused");
+        if (log.LoadSetting(settings) && rec("loaded", 1, L::LogError))
+            got.Format("%s|%d|%s|%s|%d|%d|%d", log.GetFileName().Cstr(), log.GetLevel(),
+                       log.GetLogFormat().Cstr(), log.GetDateTimeFormat().Cstr(),
+                       log.IsFilterRepeat(), log.GetFileSizeLimit(), log.GetSizeLimitMode());
+        EXPECT_EQ(got, expected);
     }
 }
 
@@ -496,22 +494,4 @@ TEST_F(KrLogFileTest, QueriesSelectFromTheRingLatestFirst)
     query.m_nThreadID = 0;
     query.m_tmFrom = KrTime::GetCurrentTime() + KrTimeSpan(1.0);
     EXPECT_EQ(selectedCodes(log, query), "");
-}
-
-TEST_F(KrLogFileTest, TextCallbackReceivesEachRecordWithoutLineEnd)
-{
-    static Strings seen;
-    seen.clear();
-    L::SetCallBack(
-        [](const char* text)
-        {
-            seen.push_back(text);
-            L::GetInstance(true).RecordLog(L::LogFatal, 2, "inside", "f", 1);
-        });
-    openText("cb.log", "%LEVEL:%MSG:%CODELINE");
-    log.RecordLog(L::LogWarning, 1, "one", "f", 9);
-    log.SetSaveToPhysical(0);
-    log.RecordLog(L::LogWarning, 1, "two", "f", 9);
-    EXPECT_EQ(seen, Strings{"warning:one:9"});  // the record made inside was dropped
-    EXPECT_EQ(file("cb.log"), "warning:one:9\r\n");
 }
