@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <ctime>
@@ -336,43 +334,6 @@ TEST_F(KrLogFileTest, DatabaseModeStoresRecordsThroughTheThreeCallbacks)
     EXPECT_FALSE(log.Open(&calls, "refused"));
 }
 
-// Each record in the default template is written whole at once: a process killed after logging
-// leaves every record, its time between the moments before and after.
-TEST_F(KrLogFileTest, KilledProcessLeavesEveryAcceptedRecordWholeInTheDefaultTemplate)
-{
-    constexpr int kRecords = 300;
-    const std::string before = strftimeNow("%Y-%m-%d %H:%M:%S");
-    const pid_t child = ::fork();
-    ASSERT_NE(child, -1);
-    if (child == 0)
-    {
-        if (!log.Open(path("kill.log").c_str(), 0, L::ModeText)) ::_exit(3);
-        for (int i = 0; i < kRecords; ++i)
-            log.RecordLog(i % 2 ? L::LogInfo : L::LogError, 7,
-                          ("record " + std::to_string(i)).c_str(), "k.cpp", i);
-        ::kill(::getpid(), SIGKILL);
-        ::_exit(4);
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    const std::string after = strftimeNow("%Y-%m-%d %H:%M:%S");
-    ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
-    const Strings records = splitOn(file("kill.log"), "\r\nCodeLine:");
-    ASSERT_EQ(records.size(), static_cast<size_t>(kRecords + 1));
-    for (size_t i = 0; i < kRecords; ++i)
-    {
-        const std::string record = records[i].substr(i == 0 ? 0 : records[i].find("\r\n") + 2);
-        EXPECT_TRUE(std::regex_match(
-            record, std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d \[\d+\] \()" +
-                               std::string(i % 2 ? "info" : "error") + R"(\) \|  record )" +
-                               std::to_string(i) + " \r\nThreadID:" + std::to_string(child) +
-                               " \r\nCodeFile:k.cpp ")))
-            << record;
-        EXPECT_TRUE(before <= record.substr(0, 19) && record.substr(0, 19) <= after) << record;
-    }
-    EXPECT_EQ(records.back(), std::to_string(kRecords - 1) + "\r\n");
-}
-
 // Only regular files are written: whatever else is at a log path, or at the XML log's schema
 // and stylesheet paths, makes Open fail and is left as it was. Links are followed, never removed.
 // Missing and vanished directories never crash.
@@ -417,12 +378,23 @@ TEST_F(KrLogFileTest, PathsThatAreNotRegularFilesOrGoneAreRefusedAndLeftAsTheyWe
     EXPECT_FALSE(log.IsOpen());
 }
 
-// Above info SetLevel deletes the thread id token, above debug the code file and line tokens:
-// the tokens only, their labels stay. The level is applied before a configured format, which
-// therefore keeps every token. Unknown words read as text file, level error, no interval and
-// rolling; sizes are clamped.
-TEST_F(KrLogFileTest, LevelAndSettingsSectionConfigureTheLog)
+// A record in the default template carries the local time, the time span, the level, the
+// message, the thread id and the code file. Above info SetLevel deletes the thread id token, above
+// debug the code file and line tokens: the tokens only, their labels stay. The level is applied
+// before a configured format, which therefore keeps every token. Unknown words read as text file,
+// level error, no interval and rolling; sizes are clamped.
+TEST_F(KrLogFileTest, DefaultTemplateLevelAndSettingsSectionConfigureTheLog)
 {
+    const std::string before = strftimeNow("%Y-%m-%d %H:%M:%S");
+    openText("d.log");
+    ASSERT_TRUE(log.RecordLog(L::LogError, 7, "record", "k.cpp", 12));
+    const std::string text = file("d.log"), after = strftimeNow("%Y-%m-%d %H:%M:%S");
+    EXPECT_TRUE(std::regex_match(
+        text, std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d \[\d+\] \(error\) \|  record )"
+                         "\r\nThreadID:" +
+                         std::to_string(::getpid()) + " \r\nCodeFile:k.cpp \r\nCodeLine:12\r\n")))
+        << text;
+    EXPECT_TRUE(before <= text.substr(0, 19) && text.substr(0, 19) <= after) << text;
     log.SetLevel(L::LogInfo);
     EXPECT_EQ(log.GetLogFormat(),
               "%DATETIME [%TIMESPAN] (%LEVEL) |  %MSG \r\nThreadID:%THREADID \r\nCodeFile: "

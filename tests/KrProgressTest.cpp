@@ -139,26 +139,21 @@ TEST_F(KrProgressTest, NestedRangesMapPositionsWithTruncatingIntegerArithmetic)
     EXPECT_EQ(set(cleared, 10, 30), std::pair(10, 30));
 }
 
-TEST(KrProgressRemainTest, TextsScaleTheElapsedTimeByTheShareLeft)
-{
-    const std::tuple<int, int, const char*> cases[] = {
-        {10, 25, "Remain 30 seconds"},
-        {100, 50, "Remain 01 minutes, 40 seconds"},
-        {3600, 1, "Remain 4 days, 03 hours,00 minutes, 00 seconds"},  // 356400 s
-        {3605, 50, "Remain 01 hours,00 minutes, 05 seconds"},
-        {7, 3, "Remain 03 minutes, 46 seconds"},  // 7 * 97 / 3 = 226.33, truncated
-        {0, 40, "Remain 00 seconds"},
-        {59, 50, "Remain 59 seconds"},
-        {864000, 50, "Remain 10 days, 00 hours,00 minutes, 00 seconds"},
-    };
-    for (const auto& [elapsed, pos, text] : cases)
-        EXPECT_EQ(ProgressProbe::Remain(elapsed, pos), text) << elapsed << " " << pos;
-}
-
-// Position 0 restarts the clock but reports the earlier text; whether a position past the end is
-// reported goes by the seconds part of the elapsed time.
+// The remaining time is the elapsed time scaled by the share left (3600 s at 1 % is 356400 s;
+// 7 s at 3 % 226.33 s, truncated). Position 0 restarts the clock but reports the earlier text;
+// whether a position past the end is reported goes by the seconds part of the elapsed time.
 TEST_F(KrProgressTest, TheClockDrivesRemainTextsAndOverdueReports)
 {
+    // clang-format off
+    const std::tuple<int, int, const char*> cases[] = {
+        {10, 25, "Remain 30 seconds"}, {100, 50, "Remain 01 minutes, 40 seconds"},
+        {3600, 1, "Remain 4 days, 03 hours,00 minutes, 00 seconds"},
+        {3605, 50, "Remain 01 hours,00 minutes, 05 seconds"},
+        {7, 3, "Remain 03 minutes, 46 seconds"}, {0, 40, "Remain 00 seconds"},
+        {59, 50, "Remain 59 seconds"}, {864000, 50, "Remain 10 days, 00 hours,00 minutes, 00 seconds"}};
+    // clang-format on
+    for (const auto& [elapsed, pos, text] : cases)
+        EXPECT_EQ(ProgressProbe::Remain(elapsed, pos), text) << elapsed << " " << pos;
     ProgressProbe progress;
     progress.StartSecondsAgo(100);
     setPositions(progress, {50, 0, 10});
@@ -197,7 +192,6 @@ TEST_F(KrProgressTest, TitleMessageResourceFormsAndCancelFromTheCallback)
     progress.SetTitleMessage("Copying");
     progress.SetMessage("roads.shp");
     EXPECT_EQ(setPositions(progress, {10, 20, 30}), (Ints{-1, 10, -1}));  // canceled at 20
-    EXPECT_EQ(progress.IsCanceled(), 1);
     EXPECT_EQ(progress.Texts(), "||The remain time is unknow");
     progress.SetTitleMessage("Other");
     progress.SetMessage("other");
