@@ -52,8 +52,27 @@ protected:
 
 }  // namespace
 
-TEST_F(KrErrorObjTest, RingKeepsTheLatestEntriesAndStartupOpensTheLogInMemory)
+// An exception records itself at debug level, which is no error: the ring stays empty.
+TEST_F(KrErrorObjTest, ExceptionsRingOfTheLatestEntriesAndStartup)
 {
+    KrLogQueryDef debugOnly;
+    debugOnly.m_nMinLevel = debugOnly.m_nMaxLevel = KrLogFile::LogDebug;
+    const KrException thrown(30118, "bad block", "zip.cpp", 40);
+    EXPECT_EQ(entry(thrown.GetErrorInfo()), "4294967295|30118|bad block|zip.cpp|40");
+    KrArray<KrLogItem> items;
+    ASSERT_EQ(log.Query(debugOnly, items), 1);
+    EXPECT_EQ(std::to_string(items[0].m_nResID) + items[0].m_strCodeFile.Cstr(), "30118zip.cpp");
+
+    KrException copy = thrown;
+    log.SetFilterRepeat(0);
+    copy.WriteToLog();
+    EXPECT_EQ(selectedCodes(log, debugOnly), "30118 30118");
+
+    log.SetLevel(KrLogFile::LogInfo);
+    const KrException quiet(30150, "zip.cpp", 41);
+    EXPECT_FALSE(quiet.GetErrorInfo().strMessage.IsEmpty());  // the resource text
+    EXPECT_EQ(selectedCodes(log, debugOnly), "30118 30118");
+
     KrString out("untouched");
     errors.Dump(out, 1);
     EXPECT_EQ(
@@ -72,6 +91,11 @@ TEST_F(KrErrorObjTest, RingKeepsTheLatestEntriesAndStartupOpensTheLogInMemory)
     errors.SetCapacity(0);
     EXPECT_EQ(entry(errors.GetLast(1)) + entry(errors.GetAt(5)), kNoEntry + kNoEntry);
     EXPECT_EQ(errors.GetCapacity(), 1);  // an empty ring grows to one default slot
+    // Above info the format loses "%THREADID": records carry thread 0 and are not found.
+    log.SetLevel(KrLogFile::LogWarning);
+    pushError(5, "anonymous", 5);
+    EXPECT_EQ(entry(errors.GetLast(0)) + entry(errors.GetLast(1)),
+              "0|5|anonymous|err.cpp|5" + kNoEntry);
 
     // Startup opens a closed log in memory.
     log.Close(1);
@@ -112,32 +136,4 @@ TEST_F(KrErrorObjTest, DumpCallbackAndLastOfThisThread)
     KrErrorObj::ErrorInfo fromNewThread;
     std::thread([&] { fromNewThread = errors.GetLast(1); }).join();
     EXPECT_EQ(entry(fromNewThread), kNoEntry);
-}
-
-TEST_F(KrErrorObjTest, ExceptionRecordsItselfAtDebugLevel)
-{
-    KrLogQueryDef debugOnly;
-    debugOnly.m_nMinLevel = debugOnly.m_nMaxLevel = KrLogFile::LogDebug;
-    const KrException thrown(30118, "bad block", "zip.cpp", 40);
-    EXPECT_EQ(entry(thrown.GetErrorInfo()), "4294967295|30118|bad block|zip.cpp|40");
-    KrArray<KrLogItem> items;
-    ASSERT_EQ(log.Query(debugOnly, items), 1);
-    EXPECT_EQ(std::to_string(items[0].m_nResID) + items[0].m_strCodeFile.Cstr(), "30118zip.cpp");
-    EXPECT_EQ(errors.GetCount(), 0);  // debug records are not errors
-
-    KrException copy = thrown;
-    log.SetFilterRepeat(0);
-    copy.WriteToLog();
-    EXPECT_EQ(selectedCodes(log, debugOnly), "30118 30118");
-
-    log.SetLevel(KrLogFile::LogInfo);
-    const KrException quiet(30150, "zip.cpp", 41);
-    EXPECT_FALSE(quiet.GetErrorInfo().strMessage.IsEmpty());  // the resource text
-    EXPECT_EQ(selectedCodes(log, debugOnly), "30118 30118");
-
-    // Above info the format loses "%THREADID": records carry thread 0 and are not found.
-    log.SetLevel(KrLogFile::LogWarning);
-    pushError(5, "anonymous", 5);
-    EXPECT_EQ(entry(errors.GetLast(0)) + entry(errors.GetLast(1)),
-              "0|5|anonymous|err.cpp|5" + kNoEntry);
 }

@@ -38,8 +38,8 @@ Ints setPositions(KrProgress& progress, const Ints& positions)
     return returned;
 }
 
-// Shows progress through a callback that keeps every report, and puts the setting and the
-// callback back when the test ends.
+// Shows progress through a callback that keeps every report, and puts the setting, the
+// callback and the "resource" entry back when the test ends.
 class KrProgressTest : public ::testing::Test
 {
 protected:
@@ -60,6 +60,7 @@ protected:
     {
         KrProgress::SetProgressProc(nullptr, nullptr);
         KrRegistry::Root().SetValue("ShowProgress", m_saved);
+        KrRegistry::Root().SetExternal("resource", m_resource);
     }
 
     // Field (0 title, 1 message, 2 position, 3 remaining time) of every report, ";" after each.
@@ -72,9 +73,11 @@ protected:
 
     std::vector<std::array<std::string, 4>> reports;
     int cancelAt = -1;  // the report (0-based) at which the callback cancels
+    ScratchDir scratch;
 
 private:
     KrString m_saved = KrRegistry::Root().Value("ShowProgress");
+    KrString m_resource = KrRegistry::Root().GetSubFileName("resource");
 };
 
 }  // namespace
@@ -201,20 +204,13 @@ TEST_F(KrProgressTest, TitleMessageResourceFormsAndCancelFromTheCallback)
     EXPECT_EQ(trail(0) + trail(1) + trail(2), "Copying;Copying;roads.shp;roads.shp;10;20;");
 
     // Resource forms: a text far longer than its format is formatted whole; it ends at its first
-    // zero byte, as the C string the callback receives would. The "resource" setting points at a
-    // file of the test's own and is put back however the test ends.
+    // zero byte, as the C string the callback receives would.
     reports.clear();
     cancelAt = -1;
-    struct ResourceFile
-    {
-        ScratchDir scratch;
-        KrString previous = KrRegistry::Root().GetSubFileName("resource");
-        ~ResourceFile() { KrRegistry::Root().SetExternal("resource", previous); }
-    } resource;
-    writeFile(resource.scratch.path("resource.xml"),
+    writeFile(scratch.path("resource.xml"),
               "<r><section beginid=\"7100\"><res>Step %d of %s</res><res>%s done</res></section>"
               "<section beginid=\"7200\"><res>[%s]</res><res>%s%c%s</res></section></r>");
-    KrRegistry::Root().SetExternal("resource", resource.scratch.path("resource.xml").c_str());
+    KrRegistry::Root().SetExternal("resource", scratch.path("resource.xml").c_str());
     const std::string longText(5000, 'x');
     KrProgress formed;
     formed.SetProgressPos(1);

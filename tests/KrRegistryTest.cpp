@@ -66,13 +66,6 @@ std::string describe(const KrRegistry& r)
     return out;
 }
 
-KrRegistry fromText(const char* text)
-{
-    KrRegistry registry;
-    registry.LoadDoc(text);
-    return registry;
-}
-
 const char kAllTypes[] = R"(<?xml version="1.0"?>
 <settings><plain>text &amp; more</plain><odd type="nonsense">kept as a value</odd>
   <Section type="Object"><Key>v1</Key><Other>v2</Other></Section>
@@ -85,7 +78,7 @@ const char kAllTypes[] = R"(<?xml version="1.0"?>
 
 TEST_F(KrRegistryTest, EntryTypesAreReadWhateverTheirCaseSavedAsReadAndMissingOnesEmpty)
 {
-    KrRegistry original = fromText(kAllTypes);
+    KrRegistry original(write("all.xml", kAllTypes));
     EXPECT_EQ(describe(original),
               "settings odd=kept as a value;plain=text & more; {Key=v1;Other=v2;} "
               "{} [one;two;three;] [] rows{x=1;y=2;} rows{x=3;} nested{depth=1;k=v;} " +
@@ -138,8 +131,8 @@ TEST_F(KrRegistryTest, ResourceSectionsNumberTheirTexts)
     </r>)");
     write("fonts.xml", R"(<f><map><tml:KRN>Song</tml:KRN><tml:EPS>STSong-Light</tml:EPS></map>
       <map><tml:EPS>Courier</tml:EPS><tml:KRN>Mono</tml:KRN></map></f>)");
-    const KrRegistry registry = fromText(R"(<c><Resource type="external">res.xml</Resource>
-      <epsfont type="external">fonts.xml</epsfont><plain type="external">res.xml</plain></c>)");
+    const KrRegistry registry(write("c.xml", R"(<c><Resource type="external">res.xml</Resource>
+      <epsfont type="external">fonts.xml</epsfont><plain type="external">res.xml</plain></c>)"));
 
     const KrRegistry& resources = registry.SubFile("Resource");
     EXPECT_EQ(text(resources.Values()),
