@@ -14,10 +14,8 @@ using KrLogTest::selectedCodes;
 namespace
 {
 
-std::string kernelThreadId()
-{
-    return std::to_string(::syscall(SYS_gettid));
-}
+// The tests run on the main thread.
+const std::string kMainThread = std::to_string(::syscall(SYS_gettid));
 
 // The resource template shipped in krnres.xml, its tokens replaced by hand.
 std::string expectedText(unsigned int code, const std::string& message, const std::string& file,
@@ -54,8 +52,27 @@ protected:
 
 }  // namespace
 
-TEST_F(KrErrorObjTest, RingKeepsTheLatestEntriesAndStartupOpensTheLogInMemory)
+// An exception records itself at debug level, which is no error: the ring stays empty.
+TEST_F(KrErrorObjTest, ExceptionsRingOfTheLatestEntriesAndStartup)
 {
+    KrLogQueryDef debugOnly;
+    debugOnly.m_nMinLevel = debugOnly.m_nMaxLevel = KrLogFile::LogDebug;
+    const KrException thrown(30118, "bad block", "zip.cpp", 40);
+    EXPECT_EQ(entry(thrown.GetErrorInfo()), "4294967295|30118|bad block|zip.cpp|40");
+    KrArray<KrLogItem> items;
+    ASSERT_EQ(log.Query(debugOnly, items), 1);
+    EXPECT_EQ(std::to_string(items[0].m_nResID) + items[0].m_strCodeFile.Cstr(), "30118zip.cpp");
+
+    KrException copy = thrown;
+    log.SetFilterRepeat(0);
+    copy.WriteToLog();
+    EXPECT_EQ(selectedCodes(log, debugOnly), "30118 30118");
+
+    log.SetLevel(KrLogFile::LogInfo);
+    const KrException quiet(30150, "zip.cpp", 41);
+    EXPECT_FALSE(quiet.GetErrorInfo().strMessage.IsEmpty());  // the resource text
+    EXPECT_EQ(selectedCodes(log, debugOnly), "30118 30118");
+
     KrString out("untouched");
     errors.Dump(out, 1);
     EXPECT_EQ(
@@ -74,6 +91,11 @@ TEST_F(KrErrorObjTest, RingKeepsTheLatestEntriesAndStartupOpensTheLogInMemory)
     errors.SetCapacity(0);
     EXPECT_EQ(entry(errors.GetLast(1)) + entry(errors.GetAt(5)), kNoEntry + kNoEntry);
     EXPECT_EQ(errors.GetCapacity(), 1);  // an empty ring grows to one default slot
+    // Above info the format loses "%THREADID": records carry thread 0 and are not found.
+    log.SetLevel(KrLogFile::LogWarning);
+    pushError(5, "anonymous", 5);
+    EXPECT_EQ(entry(errors.GetLast(0)) + entry(errors.GetLast(1)),
+              "0|5|anonymous|err.cpp|5" + kNoEntry);
 
     // Startup opens a closed log in memory.
     log.Close(1);
@@ -85,8 +107,9 @@ TEST_F(KrErrorObjTest, RingKeepsTheLatestEntriesAndStartupOpensTheLogInMemory)
     EXPECT_EQ(log.GetMode(), KrLogFile::ModeText);
 }
 
-// The callback gets each entry with its thread, the dump every entry without, latest first.
-TEST_F(KrErrorObjTest, DumpAndCallbackUseTheResourceTemplate)
+// The callback gets each entry with its thread, the dump every entry without, latest first. The
+// latest entry of a thread is found by its thread id.
+TEST_F(KrErrorObjTest, DumpCallbackAndLastOfThisThread)
 {
     static std::vector<std::string> seen;
     seen.clear();
@@ -97,8 +120,7 @@ TEST_F(KrErrorObjTest, DumpAndCallbackUseTheResourceTemplate)
             pushError(99, "raised inside the callback", 1);  // stored, not passed on again
         });
     pushError(1, "first", 10);
-    EXPECT_EQ(seen,
-              std::vector<std::string>{expectedText(1, "first", "err.cpp", 10, kernelThreadId())});
+    EXPECT_EQ(seen, std::vector<std::string>{expectedText(1, "first", "err.cpp", 10, kMainThread)});
     KrErrorObj::SetErrorInfoProc(nullptr);
     pushError(2, "second", 20);
     KrString dump("old");
@@ -106,44 +128,12 @@ TEST_F(KrErrorObjTest, DumpAndCallbackUseTheResourceTemplate)
     EXPECT_EQ(dump, expectedText(2, "second", "err.cpp", 20, "") + "\r\n" +
                         expectedText(99, "raised inside the callback", "err.cpp", 1, "") + "\r\n" +
                         expectedText(1, "first", "err.cpp", 10, ""));
-}
 
-TEST_F(KrErrorObjTest, LastOfThisThreadIgnoresOtherThreads)
-{
-    pushError(1, "main", 1);
-    std::thread([] { pushError(2, "other", 2); }).join();
-    EXPECT_EQ(errors.GetLast(0).nErrorCode, 2u);
-    EXPECT_EQ(entry(errors.GetLast(1)), kernelThreadId() + "|1|main|err.cpp|1");
+    // The latest of this thread passes over those of other threads.
+    std::thread([] { pushError(3, "other", 2); }).join();
+    EXPECT_EQ(errors.GetLast(0).nErrorCode, 3u);
+    EXPECT_EQ(entry(errors.GetLast(1)), kMainThread + "|2|second|err.cpp|20");
     KrErrorObj::ErrorInfo fromNewThread;
     std::thread([&] { fromNewThread = errors.GetLast(1); }).join();
     EXPECT_EQ(entry(fromNewThread), kNoEntry);
-
-    // Above info the format loses "%THREADID": records carry thread 0 and are not found.
-    log.SetLevel(KrLogFile::LogWarning);
-    errors.Clear();
-    pushError(5, "anonymous", 5);
-    EXPECT_EQ(entry(errors.GetLast(0)) + entry(errors.GetLast(1)),
-              "0|5|anonymous|err.cpp|5" + kNoEntry);
-}
-
-TEST_F(KrErrorObjTest, ExceptionRecordsItselfAtDebugLevel)
-{
-    KrLogQueryDef debugOnly;
-    debugOnly.m_nMinLevel = debugOnly.m_nMaxLevel = KrLogFile::LogDebug;
-    const KrException thrown(30118, "bad block", "zip.cpp", 40);
-    EXPECT_EQ(entry(thrown.GetErrorInfo()), "4294967295|30118|bad block|zip.cpp|40");
-    KrArray<KrLogItem> items;
-    ASSERT_EQ(log.Query(debugOnly, items), 1);
-    EXPECT_EQ(std::to_string(items[0].m_nResID) + items[0].m_strCodeFile.Cstr(), "30118zip.cpp");
-    EXPECT_EQ(errors.GetCount(), 0);  // debug records are not errors
-
-    KrException copy = thrown;
-    log.SetFilterRepeat(0);
-    copy.WriteToLog();
-    EXPECT_EQ(selectedCodes(log, debugOnly), "30118 30118");
-
-    log.SetLevel(KrLogFile::LogInfo);
-    const KrException quiet(30150, "zip.cpp", 41);
-    EXPECT_FALSE(quiet.GetErrorInfo().strMessage.IsEmpty());  // the resource text
-    EXPECT_EQ(selectedCodes(log, debugOnly), "30118 30118");
 }

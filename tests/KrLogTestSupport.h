@@ -3,7 +3,6 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "Base/KrErrorObj.h"
 #include "Base/KrLogFile.h"
@@ -11,18 +10,6 @@
 
 namespace KrLogTest
 {
-
-// Pieces of text between separators (the last piece kept even when empty).
-inline std::vector<std::string> splitOn(const std::string& text, const std::string& separator)
-{
-    std::vector<std::string> pieces;
-    size_t from = 0;
-    for (size_t at; (at = text.find(separator, from)) != std::string::npos;
-         from = at + separator.size())
-        pieces.push_back(text.substr(from, at - from));
-    pieces.push_back(text.substr(from));
-    return pieces;
-}
 
 inline KRN::KrLogQueryDef everyLevel()
 {
