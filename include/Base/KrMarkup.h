@@ -214,9 +214,16 @@ protected:
     int m_nPosAllocated = 0;
 
 private:
-    // Set by SetDoc for the parse that follows it: the text has no zero byte before its end.
+    // Set by SetDoc for the parse that follows it: the caller's text, which the parse copies
+    // into the document as it reads it, or (the text already copied) that the document has no
+    // zero byte before its end.
+    const char* m_pSetDocText = nullptr;
     bool m_bTextZeroFree = false;
 
+    // The loop of x_ParseElem over the text d, revealed by text as the parse goes (its own copy,
+    // so that its state stays in registers).
+    template <class Text>
+    int parseElements(Text text, const char* d, int parent);
     bool tokenMatches(const TokenPos& token, const char* name) const;
     bool addRoot(const KrString& text);
     bool placeNew(const KrString& elementText, bool insert, bool child, const KrMarkup* fragment);
