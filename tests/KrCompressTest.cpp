@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <random>
 #include <string>
@@ -37,14 +36,14 @@ Out randomBytes(std::mt19937& rng, size_t n)
 Bytes mixedData(size_t n, unsigned seed)
 {
     std::mt19937 rng(seed);
-    static const char* const words[] = {"road ", "river ", "parcel ", "0.125 ", "\n", "<Style/> "};
+    static const std::string words[] = {"road ", "river ", "parcel ", "0.125 ", "\n", "<Style/> "};
     Bytes out;
     while (out.size() < n)
     {
         const unsigned kind = rng() % 4;
+        const std::string& word = words[rng() % 6];
         if (kind == 0)
-            for (const char* w = words[rng() % 6]; *w != 0; ++w)
-                out.push_back(static_cast<unsigned char>(*w));
+            out.insert(out.end(), word.begin(), word.end());
         else if (kind == 1)
             out.insert(out.end(), rng() % 300, static_cast<unsigned char>(rng()));
         else if (kind == 2)
@@ -125,9 +124,8 @@ TEST(KrCompress, ZipGivesTheBytesOfCompress2)
                       Result(1, deflateWith(data, level)))
                 << level;
     // It fails for a destination too small and for a level past 9.
-    const Bytes data = mixedData(5000, 2);
-    EXPECT_FALSE(run(kZip, data, 10, 6).first);
-    EXPECT_FALSE(run(kZip, data, 8000, 10).first);
+    for (const auto& [capacity, level] : {std::pair{10, 6}, std::pair{8000, 10}})
+        EXPECT_FALSE(run(kZip, mixedData(5000, 2), capacity, level).first) << level;
 }
 
 // Streams of every encoder setting, expanded into exactly their size, one byte less, far less,
@@ -188,21 +186,19 @@ TEST(KrCompress, UnZipOfDamagedStreamsMatchesUncompress)
 TEST(KrCompress, UnZipRefusesWhatZlibRefuses)
 {
     // clang-format off
-    const struct { bool afterRun; const char* body; size_t length; bool allowed; } rows[] = {
+    const struct { bool afterRun; const char* body; size_t length; } rows[] = {
         // One dynamic block, "aa": 'a', 256, the last two length symbols and the first and last
         // distance codes have a code; 286 and 30 codes, then 287, 288 length or 31, 32 distance.
-        {false, "EDFD010900000080206CEDFF898694470401", 2, true},
-        {false, "F5FD010900000080206CEDFF898E94470401", 2, false},
-        {false, "FDFD010900000080206CEDFF899694470401", 2, false},
-        {false, "EDFE010900000080206CEDFF8986944B0401", 2, false},
-        {false, "EDFF010900000080206CEDFF8986944F0401", 2, false},
+        {false, "EDFD010900000080206CEDFF898694470401", 2},
+        {false, "F5FD010900000080206CEDFF898E94470401", 2},
+        {false, "FDFD010900000080206CEDFF899694470401", 2},
+        {false, "EDFE010900000080206CEDFF8986944B0401", 2},
+        {false, "EDFF010900000080206CEDFF8986944F0401", 2},
         // One fixed block: "a", then length symbol 285 (258) or the unused 286 or 287, distance 1.
-        {false, "4B1C0500", 259, true}, {false, "4B1C0300", 259, false},
-        {false, "4B1C0700", 259, false},
+        {false, "4B1C0500", 259}, {false, "4B1C0300", 259}, {false, "4B1C0700", 259},
         // After a stored block of 51601 'a', a fixed block with one match of 3 at distance code 29
         // with extra bits 8191 (32768, the farthest) or at the unused distance codes 30 or 31.
-        {true, "03DEFF0F00", 51604, true}, {true, "033E000000", 51604, false},
-        {true, "037E000000", 51604, false}};
+        {true, "03DEFF0F00", 51604}, {true, "033E000000", 51604}, {true, "037E000000", 51604}};
     // clang-format on
     for (const auto& row : rows)
     {
@@ -213,11 +209,10 @@ TEST(KrCompress, UnZipRefusesWhatZlibRefuses)
         const uLong adler = adler32(1, expanded.data(), static_cast<uInt>(expanded.size()));
         for (int shift = 24; shift >= 0; shift -= 8)
             stream.push_back(static_cast<unsigned char>(adler >> shift));
-        EXPECT_EQ(run(kUnZip, stream, 60000).first, row.allowed) << row.body;
+        SCOPED_TRACE(row.body);
         expectSameAsZlib(stream, 60000);
     }
     // "xyz" with the preset dictionary "abcdefgh", which it does not use.
-    EXPECT_FALSE(run(kUnZip, fromHex("78F90E000325ABA8AC020002D7016C"), 100).first);
     expectSameAsZlib(fromHex("78F90E000325ABA8AC020002D7016C"), 100);
 }
 
@@ -235,17 +230,16 @@ std::string opensslReference(const std::string& data, const std::string& key, bo
         return r;
     };
     DES_cblock k1, k2, in, result;
-    for (int i = 0; i < 8; ++i) k1[i] = reversed(key[i]), k2[i] = reversed(key[8 + i]);
+    for (int i = 0; i < 8; ++i) k1[i] = reversed(key[i]), k2[i] = reversed(key[triple ? 8 + i : i]);
     DES_key_schedule s1, s2;
     DES_set_key_unchecked(&k1, &s1);
     DES_set_key_unchecked(&k2, &s2);
-    const int mode = decipher ? DES_DECRYPT : DES_ENCRYPT;
     std::string out(data.size(), '\0');
     for (size_t at = 0; at < data.size(); at += 8)
     {
         for (int i = 0; i < 8; ++i) in[i] = reversed(data[at + i]);
-        triple ? DES_ecb3_encrypt(&in, &result, &s1, &s2, &s1, mode)
-               : DES_ecb_encrypt(&in, &result, &s1, mode);
+        // With both keys the same, triple DES is single DES.
+        DES_ecb3_encrypt(&in, &result, &s1, &s2, &s1, decipher ? DES_DECRYPT : DES_ENCRYPT);
         for (int i = 0; i < 8; ++i) out[at + i] = static_cast<char>(reversed(result[i]));
     }
     return out;
@@ -257,7 +251,7 @@ TEST(KrDesEncrypt, ArgumentsPartialBlocksKeyLengthsAndStandardDes)
     using D = KrDesEncrypt;
     // Argument faults return false and touch nothing.
     char in[16] = "plain text", out[16] = {};
-    const char key[20] = {1, 2, 3, 4, 5, 6, 7, 8, 0, 0, 0, 0, 0, 0, 0, 0, 11, 12, 13, 14};
+    const char key[8] = {1, 2, 3, 4, 5, 6, 7, 8};
     EXPECT_FALSE(D::Work(nullptr, in, 8, key, 8, D::Encrypt));
     EXPECT_FALSE(D::Work(out, nullptr, 8, key, 8, D::Encrypt));
     EXPECT_FALSE(D::Work(out, in, 8, nullptr, 8, D::Encrypt));
@@ -265,33 +259,20 @@ TEST(KrDesEncrypt, ArgumentsPartialBlocksKeyLengthsAndStandardDes)
         EXPECT_FALSE(D::Work(out, in, length, key, 8, D::Decrypt)) << length;
     EXPECT_EQ(std::string(out, 16), std::string(16, '\0'));
 
-    // A partial block is written whole, and no further.
-    std::memset(out, 0x5A, sizeof out);
+    // A partial block is written whole (compared with OpenSSL below), and no further.
     ASSERT_TRUE(D::Work(out, in, 5, key, 8, D::Encrypt));
-    EXPECT_NE(std::string(out + 5, 3), std::string(3, '\x5A'));
-    EXPECT_EQ(std::string(out + 8, 8), std::string(8, '\x5A'));
-    ASSERT_TRUE(D::Work(out, out, 5, key, 8, D::Decrypt));
-    EXPECT_EQ(std::string(out, 8), std::string(in, 8));
-
-    // Keys are zero-filled to 16 bytes and cut at 16; zero key bytes past 8 still mean triple.
-    const auto encrypt = [&](int from, int length)
-    {
-        EXPECT_TRUE(D::Work(out, in, 8, key + from, length, D::Encrypt));
-        return std::string(out, 8);
-    };
-    EXPECT_NE(encrypt(0, 8), encrypt(0, 16));
-    EXPECT_EQ(encrypt(0, 0), encrypt(8, 8));
-    EXPECT_EQ(encrypt(0, 20), encrypt(0, 16));
+    EXPECT_EQ(std::string(out + 8, 8), std::string(8, '\0'));
 
 #ifdef ZOBASE_TEST_OPENSSL
-    // Standard DES, for every key length, both ways.
+    // Standard DES, for every key length, both ways. Keys are zero-filled to 16 bytes and cut at
+    // 16; zero key bytes past 8 still mean triple.
     std::mt19937 rng(7);
     for (int trial = 0; trial < 400; ++trial)
     {
-        const int keyLength = 1 + trial % 16;
+        const int keyLength = trial % 19;
         const bool decipher = trial % 3 == 0;
-        std::string wideKey = randomBytes<std::string>(rng, 16);
-        std::fill(wideKey.begin() + keyLength, wideKey.end(), '\0');
+        std::string wideKey = randomBytes<std::string>(rng, 18);
+        std::fill(wideKey.begin() + std::min(keyLength, 16), wideKey.begin() + 16, '\0');
         const int length = 1 + static_cast<int>(rng() % 200);
         const std::string data = randomBytes<std::string>(rng, (length + 7) / 8 * 8);
         SCOPED_TRACE(testing::Message() << "key length " << keyLength << " data " << length
@@ -330,9 +311,8 @@ TEST(KrHashCode, CodesOfScalarsAndTexts)
     const std::pair<int, int> rows[] = {
         // The sign bits of a short swamp its shifted copy; a pointer folds its high half in.
         {H::BoolToHashCode(0), 0}, {H::BoolToHashCode(7), 1}, {H::ByteToHashCode(0xFF), 255},
-        {H::ShortToHashCode(-1), -1}, {H::ShortToHashCode(1), 0x00010001},
-        {H::ShortToHashCode(0x1234), 0x12341234}, {H::ShortToHashCode(-2), -2},
-        {pointer(0), 0}, {pointer(0x12345678), 0x12345678},
+        {H::ShortToHashCode(-1), -1}, {H::ShortToHashCode(1), 0x00010001}, {pointer(0), 0},
+        {H::ShortToHashCode(0x1234), 0x12341234}, {pointer(0x12345678), 0x12345678},
         {pointer(static_cast<std::uintptr_t>(0x0000700012345678ULL)),
          sizeof(void*) == 8 ? 0x12345678 ^ 0x7000 : 0x12345678},
         {text("ab"), -840386625}, {text("abc"), 536991770}, {text("abcd"), 1594742810},
