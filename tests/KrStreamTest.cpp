@@ -68,14 +68,13 @@ TEST(KrStreamTest, StringsGoOutAsACountAndLoadsTrustOnlyTheBytes)
     }
 }
 
-TEST(KrStreamTest, SavesFillACallersBufferOrGrowTheirOwn)
+TEST(KrStreamTest, SavesFillACallersBufferOrGrowTheirOwnAndPositionsFollowTheDirection)
 {
     // Into a caller's buffer: the first failure sticks, and Close reports it.
     unsigned char buffer[4] = {};
-    KrMemoryStream out;
+    KrMemoryStream out, owned, zero, small, in, seek, caller, loader, both;
     ASSERT_TRUE(out.Open(KrStreamSave, sizeof buffer, buffer));
-    out << 7 << 8 << 'x' << KrString("more");  // the first fills the buffer exactly
-    out.Save("abc", 3);
+    (out << 7 << 8 << 'x' << KrString("more")).Save("abc", 3);  // 7 fills the buffer exactly
     EXPECT_TRUE(out.GetStatus() == KrStreamSaveError && out.GetPosition() == 4u &&
                 out.GetLength() == 4u && out.IsEOF());
     // Already open: nothing changes.
@@ -84,7 +83,6 @@ TEST(KrStreamTest, SavesFillACallersBufferOrGrowTheirOwn)
     EXPECT_TRUE(out.Open(KrStreamSave, 4, buffer) && out.Close());  // reopening clears the status
 
     // An owned buffer grows by the step; TakeBuffer gives its whole size.
-    KrMemoryStream owned, zero, small, in;
     owned.Open(KrStreamSave, 16);
     for (int i = 0; i < 100; ++i) owned << static_cast<unsigned char>(i);
     EXPECT_EQ(owned.GetSpace(), 112u);  // 16 plus six steps of 16
@@ -107,46 +105,39 @@ TEST(KrStreamTest, SavesFillACallersBufferOrGrowTheirOwn)
     char digits[5] = {};
     in.Load(digits, 5);
     EXPECT_TRUE(std::string(digits, 5) == "12345" && in.GetStatus() == KrStreamOK);
-}
 
-TEST(KrStreamTest, SetPositionRulesDifferByDirection)
-{
-    KrMemoryStream out, caller, in, both;
-    out.Open(KrStreamSave, 64);
-    out.Save("0123456789", 10);
-    EXPECT_TRUE(out.SetPosition(2, KrFromBegin));
-    EXPECT_TRUE((out << 'x').GetLength() == 10u && out.GetPosition() == 3u);
+    // SetPosition rules differ by direction.
+    seek.Open(KrStreamSave, 64);
+    seek.Save("0123456789", 10);
+    EXPECT_TRUE(seek.SetPosition(2, KrFromBegin) && (seek << 'x').GetLength() == 10u &&
+                seek.GetPosition() == 3u);
     // From the end means from the length, not the buffer size; an owned buffer grows to the
     // target.
-    EXPECT_TRUE(out.SetPosition(-1, KrFromEnd) && out.GetPosition() == 9u);
-    EXPECT_TRUE(out.SetPosition(200, KrFromBegin) && out.GetSpace() == 200u);
-    EXPECT_TRUE(!out.SetPosition(-300, KrFromCurrent) && out.GetStatus() == KrStreamSaveError);
+    EXPECT_TRUE(seek.SetPosition(-1, KrFromEnd) && seek.GetPosition() == 9u);
+    EXPECT_TRUE(seek.SetPosition(200, KrFromBegin) && seek.GetSpace() == 200u);
+    EXPECT_TRUE(!seek.SetPosition(-300, KrFromCurrent) && seek.GetStatus() == KrStreamSaveError);
 
     unsigned char fixed[4] = {'a', 'b', 'c'};
     caller.Open(KrStreamSave, sizeof fixed, fixed);
     EXPECT_TRUE(!caller.SetPosition(4, KrFromBegin) && caller.GetStatus() == KrStreamSaveError);
 
-    in.Open(KrStreamLoad, 3, fixed);
-    EXPECT_TRUE(in.SetPosition(2, KrFromBegin));
-    EXPECT_EQ(load<char>(in), 'c');
+    loader.Open(KrStreamLoad, 3, fixed);
+    EXPECT_TRUE(loader.SetPosition(2, KrFromBegin) && load<char>(loader) == 'c');
     // Exactly at the end fails, and the failure sticks.
-    EXPECT_TRUE(!in.SetPosition(3, KrFromBegin) && in.GetStatus() == KrStreamLoadError);
-    EXPECT_FALSE(in.SetPosition(0, KrFromBegin));
+    EXPECT_TRUE(!loader.SetPosition(3, KrFromBegin) && loader.GetStatus() == KrStreamLoadError);
+    EXPECT_FALSE(loader.SetPosition(0, KrFromBegin));
 
     // Loading and saving share one cursor.
     both.Open(KrStreamLoadSave, 8);
     both << 1 << 2 << 3;
-    EXPECT_TRUE(both.SetPosition(4, KrFromBegin));
-    EXPECT_EQ(load<int>(both), 2);
+    EXPECT_TRUE(both.SetPosition(4, KrFromBegin) && load<int>(both) == 2);
     both << 20;  // overwrites the third value
-    EXPECT_TRUE(both.SetPosition(8, KrFromBegin));
-    EXPECT_EQ(load<int>(both), 20);
+    EXPECT_TRUE(both.SetPosition(8, KrFromBegin) && load<int>(both) == 20);
     // Past the end the owned buffer grows to the target, but the call fails without an error;
     // the second call moves, and grown bytes load as zero.
     EXPECT_TRUE(!both.SetPosition(40, KrFromBegin) && both.GetStatus() == KrStreamOK &&
                 both.GetSpace() == 40u);
-    EXPECT_TRUE(both.SetPosition(36, KrFromBegin));
-    EXPECT_EQ(load<int>(both, -1), 0);
+    EXPECT_TRUE(both.SetPosition(36, KrFromBegin) && load<int>(both, -1) == 0);
     load<int>(both);  // past the end; the next save forgives it
     EXPECT_EQ(both.GetStatus(), KrStreamLoadError);
     EXPECT_TRUE((both << 5).GetStatus() == KrStreamOK && both.GetLength() == 44u);
@@ -174,8 +165,7 @@ TEST(KrStreamTest, BufferedLoadsKeepPositionStatusAndEveryRule)
     in.SetError(KrStreamOK);
     in.SetPosition(0, KrFromBegin);
     in.SetError(KrStreamLoadError);  // a status set from outside stops the next load
-    in >> s;
-    EXPECT_EQ(in.GetPosition(), 0u);
+    EXPECT_EQ((in >> s).GetPosition(), 0u);
     EXPECT_TRUE(!in.Close() && in.GetLength() == 0u);  // loads are settled and forgotten
 
     // A save between loads continues from the same position; TakeBuffer keeps it.
@@ -184,11 +174,10 @@ TEST(KrStreamTest, BufferedLoadsKeepPositionStatusAndEveryRule)
     int first = 0;
     mixed >> first >> first;  // in direction 1 the saved bytes can be loaded back
     mixed << 4;
-    const unsigned long long before = mixed.GetPosition();
     unsigned char* pBuffer = nullptr;
     unsigned int nSize = 0;
     mixed.TakeBuffer(pBuffer, nSize);
-    EXPECT_TRUE(first == 2 && before == 24u && mixed.GetPosition() == 24u);
+    EXPECT_TRUE(first == 2 && mixed.GetPosition() == 24u);
     EXPECT_EQ(std::memcmp(pBuffer + 12, "\4\0\0\0", 4), 0);
     void* block = pBuffer;
     krfree(&block);
@@ -211,12 +200,10 @@ TEST(KrStreamTest, BufferedLoadsKeepPositionStatusAndEveryRule)
     for (unsigned i = 0; i < kRounds; ++i)
     {
         in >> c >> s >> u >> ll;
-        expected += 15;
         wrongRounds += c != static_cast<char>(i) || s != static_cast<short>(i * 3) || u != i * 7u ||
-                       ll != static_cast<long long>(i) * -11 || in.GetPosition() != expected;
-        if (i != kRounds / 2) continue;
-        in >> text;
-        expected += 4 + 6;
+                       ll != static_cast<long long>(i) * -11 ||
+                       in.GetPosition() != (expected += 15);
+        if (i == kRounds / 2) in >> text, expected += 4 + 6;
     }
     EXPECT_TRUE(wrongRounds == 0 && text == "middle");
     EXPECT_TRUE(in.GetStatus() == KrStreamOK && in.GetLength() == total);
