@@ -77,13 +77,17 @@ struct TestThread : KrThread
 int joinWhileRunning(TestThread& thread, int posts = 1)
 {
     const unsigned int joiner = kernelId();
+    // Only a sleep after this flag is the join's: starting the releaser may sleep too.
+    std::atomic<bool> joining{false};
     std::thread release(
-        [&thread, joiner, posts]
+        [&thread, &joining, joiner, posts]
         {
+            while (!joining) std::this_thread::yield();
             waitForState(joiner, 'S');
             for (int i = 0; i < posts; ++i) thread.go.post();
         });
     int code = 0;
+    joining = true;
     EXPECT_EQ(thread.join(code), 1);
     release.join();
     return code;
