@@ -16,11 +16,6 @@ using namespace KRN;
 
 namespace
 {
-KrString bytes(std::initializer_list<unsigned char> values)
-{
-    return KrString(std::string(values.begin(), values.end()));
-}
-
 // Results computed in a table and what each must equal; braced lists evaluate in order, so a
 // row sees the edits of the rows before it.
 using TextCase = std::pair<KrString, KrString>;
@@ -73,23 +68,19 @@ TEST(KrStringTest, ComparisonSearchAndEditing)
     // clang-format off
     const std::tuple<KrString, KrString, int> cases[] = {
         {"abc", "ABCD", -1}, {"abcde", "AB", 3}, {"abc", "ABD", 'c' - 'D'}, {"a", "B", 31},
-        {"Road", "rOAD", 0}, {"", "", 0},        {bytes({0xB0, 'a'}), bytes({0xB0, 'A'}), 0},
-        {bytes({0xB0, 'a'}), bytes({0xB1, 'a'}), sc(0xB0) - sc(0xB1)},
-        {bytes({'a', 0xC1}), bytes({'A', 'a'}), sc(0xC1) - 'a'}};
+        {"Road", "rOAD", 0}, {"", "", 0}, {"\xB0" "a", "\xB0" "A", 0},
+        {"\xB0" "a", "\xB1" "a", sc(0xB0) - sc(0xB1)}, {"a\xC1", "Aa", sc(0xC1) - 'a'}};
     // clang-format on
     for (const auto& [a, b, expected] : cases)
-    {
-        EXPECT_EQ(a.CompareNoCase(b), expected) << a.Cstr() << " vs " << b.Cstr();
-        EXPECT_EQ(a.CompareNoCase(b.Cstr()), expected);
-    }
+        EXPECT_EQ(std::make_pair(a.CompareNoCase(b), a.CompareNoCase(b.Cstr())),
+                  std::make_pair(expected, expected))
+            << a.Cstr() << " vs " << b.Cstr();
     const KrString s("abcabc"), abc("abc");
     const char* none = nullptr;
-    EXPECT_EQ(KrString("").CompareNoCase(none), 0);
-    EXPECT_TRUE(abc.Compare("abd") < 0 && abc.Compare(nullptr) == abc.Compare(""));
-
     KrString e("abc"), r("banana");
     // clang-format off
-    expectAll<IntCase>({
+    expectAll<IntCase>({{KrString("").CompareNoCase(none), 0}, {abc.Compare("abd") < 0, true},
+        {abc.Compare(nullptr), abc.Compare("")},
         {s.Find('c'), 2}, {s.Find('c', 3), 5}, {s.Find('c', -10), 2}, {s.Find('c', 99), -1},
         {s.Find("ca"), 2}, {s.Find("ca", 3), -1}, {s.Find(none), -1}, {s.Find("", 2), 2},
         {s.FindOneOf("xc"), 2}, {s.FindOneOf("xyz"), -1}, {s.FindOneOf(nullptr), -1},
@@ -108,14 +99,13 @@ TEST(KrStringTest, ComparisonSearchAndEditing)
 TEST(KrStringTest, ReplaceMatchesTheOneAtATimeLoop)
 {
     std::mt19937 random(5);
-    const char* words[] = {"", "a", "ab", "aab", "bab", "abababab"};
-    for (int round = 0; round < 300; ++round)
+    const char* words[] = {"", "a", "ab", "aab", "bab", "abababab", "aa", "b"};
+    for (int round = 0; round < 400; ++round)
     {
         std::string text;
-        const size_t length = random() % 200;
+        const size_t length = round < 20 ? round : random() % 200;
         for (size_t i = 0; i < length; ++i) text += "ab"[random() % 2];
-        const char* from = words[1 + random() % 5];
-        const char* to = words[random() % 6];
+        const char *from = words[1 + random() % 7], *to = words[random() % 8];
         std::string expected = text;
         int expectedCount = 0;
         for (size_t p = expected.find(from); p != std::string::npos;
@@ -125,26 +115,14 @@ TEST(KrStringTest, ReplaceMatchesTheOneAtATimeLoop)
         EXPECT_EQ(actual.Replace(from, to), expectedCount) << text << " " << from << "->" << to;
         EXPECT_EQ(actual, expected) << text << " " << from << "->" << to;
     }
-    // clang-format off
-    const std::tuple<const char*, const char*, const char*, int, const char*> cases[] = {
-        {"aaa", "a", "aa", 3, "aaaaaa"}, {"abab", "ab", "b", 2, "bb"}, {"aaaa", "aa", "a", 2, "aa"},
-        {"road road", "road", "highway", 2, "highway highway"}, {"xyz", "q", "r", 0, "xyz"},
-        {"abcabc", "abc", "xyz", 2, "xyzxyz"}, {"abc", "", "x", 0, "abc"}, {"abc", "b", "", 1, "ac"},
-        {"abc", nullptr, "x", 0, "abc"},     {"abc", "a", nullptr, 0, "abc"}};
-    // clang-format on
-    for (const auto& [text, from, to, count, result] : cases)
-    {
-        KrString s(text);
-        EXPECT_EQ(s.Replace(from, to), count) << text;
-        EXPECT_EQ(s, result) << text;
-    }
     // A replacement text taken from the string itself is read as it was before the call, also
     // when the growing string moves to a larger buffer.
     KrString s(std::string(40, 'a') + "b"), t("xyx");
     const std::string before = s;
     KrStringW w(u"abcdefghijklmnopqrstuvwxyz");
     // clang-format off
-    expectAll<IntCase>({{s.Replace("b", s.Cstr()), 1}, {s == std::string(40, 'a') + before, true},
+    expectAll<IntCase>({{s.Replace("", "x") + s.Replace(nullptr, "x") + s.Replace("b", nullptr), 0},
+        {s.Replace("b", s.Cstr()), 1}, {s == std::string(40, 'a') + before, true},
         {t.Replace(t.Cstr() + 2, "yy"), 2}, {t == "yyyyy", true},  // "x", read before t changes
         {w.Replace(u"z", w.Cstr()), 1},
         {w == u"abcdefghijklmnopqrstuvwxyabcdefghijklmnopqrstuvwxyz", true}});
@@ -166,12 +144,12 @@ TEST(KrStringTest, TrimCaseReversalSubstringsAndConcatenation)
         {KrString("xxxx").TrimRight('x'), ""},     {KrString("abcab").TrimLeft("ba"), "cab"},
         {KrString("abcab").TrimRight("ba"), "abc"}, {KrString("abc").TrimLeft(none), "abc"},
         {KrString("abc").TrimRight(none), "abc"},  {z.TrimRight('\0'), "ab"},
-        {("abc" + bytes({0xB0, 0x61}) + "d").MakeUpper(), "ABC" + bytes({0xB0, 0x61}) + "D"},
-        {("AB" + bytes({0xC4, 0x41}) + "Z").MakeLower(), "ab" + bytes({0xC4, 0x41}) + "z"},
-        {bytes({'a', 0xFF}).MakeUpper(), bytes({'A', 0xFF})},  // high byte last: walk ends
+        {KrString("abc\xB0" "ad").MakeUpper(), "ABC\xB0" "aD"},
+        {KrString("AB\xC4" "AZ").MakeLower(), "ab\xC4" "Az"},
+        {KrString("a\xFF").MakeUpper(), "A\xFF"},  // high byte last: walk ends
         {KrString("abc").MakeReverse(), "cba"},  {KrString("").MakeReverse(), ""},
-        {("a" + bytes({0xB0, 0xA1}) + "b").MakeReverse(), "b" + bytes({0xB0, 0xA1}) + "a"},
-        {bytes({'a', 0xB0}).MakeReverse(), bytes({0xB0, 'a'})}});
+        {KrString("a\xB0\xA1" "b").MakeReverse(), "b\xB0\xA1" "a"},
+        {KrString("a\xB0").MakeReverse(), "\xB0" "a"}});
     const TextCase cases[] = {
         {s.Left(0), ""},   {s.Left(-2), ""},       {s.Left(2), "ab"},   {s.Left(99), "abcdef"},
         {s.Right(0), ""},  {s.Right(2), "ef"},     {s.Right(10), "abcdef"}, {s.Right(-1), ""},
@@ -187,12 +165,10 @@ TEST(KrStringTest, TrimCaseReversalSubstringsAndConcatenation)
         EXPECT_EQ(got, want);
         EXPECT_EQ(got.GetCharset(), kDefault) << want.Cstr();
     }
-    const KrString& left = s;
-    EXPECT_EQ(z.GetLength(), 2);
     // clang-format off
-    expectAll<IntCase>({{(left + "c").GetCharset(), kUtf8}, {(left + KrString("c")).GetCharset(), kUtf8},
-        {(left + 'c').GetCharset(), kUtf8}, {('x' + left).GetCharset(), kDefault},
-        {("xy" + left).GetCharset(), kDefault}});
+    expectAll<IntCase>({{z.GetLength(), 2}, {(s + "c").GetCharset(), kUtf8},
+        {(s + KrString("c")).GetCharset(), kUtf8}, {(s + 'c').GetCharset(), kUtf8},
+        {('x' + s).GetCharset(), kDefault}, {("xy" + s).GetCharset(), kDefault}});
     // clang-format on
 }
 
@@ -229,9 +205,8 @@ TEST(KrStringTest, NumbersFromAndToText)
         {S::From(ULLONG_MAX, 10), "18446744073709551615"}, {S::From(100, 40), "2K"},
         {S::From(36, 37), "["}, {S::From(5, 0), ""}});
     // clang-format on
-    EXPECT_DOUBLE_EQ(S("2.5e3").ToDouble(), 2500.0);
-    EXPECT_FLOAT_EQ(S("0.1").ToFloat(), 0.1f);
-    EXPECT_EQ(S("nope").ToDouble(), 0.0);
+    EXPECT_TRUE(S("2.5e3").ToDouble() == 2500.0 && S("0.1").ToFloat() == 0.1f &&
+                S("nope").ToDouble() == 0);
 }
 
 TEST(KrStringTest, SplitFormatAndResourceTexts)
@@ -256,9 +231,8 @@ TEST(KrStringTest, SplitFormatAndResourceTexts)
 
     // Formatting grows to any length (the log formats megabytes); no format empties the string.
     KrString s("previous"), empty("previous"), none("previous");
-    s.Format("%d-%s", 7, "x");
-    none.Format(static_cast<const char*>(nullptr));
-    empty.Format("%s", "");
+    s.Format("%d-%s", 7, "x"), none.Format(static_cast<const char*>(nullptr)),
+        empty.Format("%s", "");
     EXPECT_TRUE(s == "7-x" && none.IsEmpty() && empty.IsEmpty());
 
     // LoadString and Format(id) read the installed loader: its text with its charset, and the
@@ -275,13 +249,8 @@ TEST(KrStringTest, SplitFormatAndResourceTexts)
     // Puts the configuration's loader back even when an assertion below fails.
     const std::shared_ptr<void> restore(nullptr,
                                         [=](void*) { KrString::SetResourceLoader(previous); });
-    s = "stale";
-    EXPECT_FALSE(s.LoadString(7));
-    EXPECT_EQ(s, "seven %d");
-    EXPECT_EQ(s.GetCharset(), kUtf8);
-
+    EXPECT_TRUE(!s.LoadString(7) && s == "seven %d" && s.GetCharset() == kUtf8);
     EXPECT_EQ(KrString::SetResourceLoader(nullptr), loader);
-    s = "stale";
     EXPECT_TRUE(s.LoadString(7) && s.IsEmpty());
     s.Format(7u, 42);
     EXPECT_TRUE(s.IsEmpty());

@@ -29,19 +29,7 @@ const char kWesternUtf8[] = "Caf\xc3\xa9 \xc3\x85";
 
 // The bytes of a string and its charset tag, to compare both at once.
 using Tagged = std::pair<std::string, int>;
-Tagged tagged(const KrString& s)
-{
-    return {s, s.GetCharset()};
-}
-
-// Under qemu-user on s390x the C library's UTF-8 to UTF-16BE and UTF-32BE conversions (done with
-// the host's conversion instructions) refuse valid text, so they cannot be the reference there;
-// the cross runner sets ZOBASE_TEST_UNDER_QEMU.
-bool referenceTrusted(const std::string& to, const std::string& from)
-{
-    static const bool emulated = std::getenv("ZOBASE_TEST_UNDER_QEMU") != nullptr;
-    return !emulated || from != "UTF-8" || (to != "UTF-16BE" && to != "UTF-32BE");
-}
+const auto tagged = [](const KrString& s) { return Tagged(s, s.GetCharset()); };
 
 // Converts every input with one codec and with one iconv descriptor, and reports where they
 // disagree (success, the bytes on success, the untouched output on failure), up to five times.
@@ -49,7 +37,13 @@ bool referenceTrusted(const std::string& to, const std::string& from)
 void compareWithIconv(const char* to, const char* from, const std::vector<std::string>& inputs,
                       int* total = nullptr, int* converted = nullptr)
 {
-    if (!referenceTrusted(to, from)) return;
+    // Under qemu-user on s390x the C library's UTF-8 to UTF-16BE and UTF-32BE conversions (done
+    // with the host's conversion instructions) refuse valid text, so they cannot be the reference
+    // there; the cross runner sets ZOBASE_TEST_UNDER_QEMU.
+    const std::string pair = std::string(from) + " to " + to;
+    if (std::getenv("ZOBASE_TEST_UNDER_QEMU") &&
+        (pair == "UTF-8 to UTF-16BE" || pair == "UTF-8 to UTF-32BE"))
+        return;
     KrTextCodec codec(to, from);
     IconvConverter oracle(to, from);
     ASSERT_TRUE(codec.IsOpen() && oracle.IsOpen()) << from << " to " << to;
@@ -61,9 +55,8 @@ void compareWithIconv(const char* to, const char* from, const std::vector<std::s
         const auto expected = oracle(inputs[i]);
         if (total != nullptr) ++*total, *converted += expected.has_value();
         if (ok == expected.has_value() && out == expected.value_or("old")) continue;
-        ADD_FAILURE() << from << " to " << to << " #" << i << ": codec "
-                      << (ok ? "converted" : "failed") << ", iconv "
-                      << (expected ? "converted" : "failed") << " "
+        ADD_FAILURE() << from << " to " << to << " #" << i << ": codec converted " << ok
+                      << ", iconv " << expected.has_value() << " "
                       << testing::PrintToString(inputs[i].substr(0, 48));
         ++failures;
     }
@@ -126,9 +119,6 @@ TEST(KrTextCodecTest, EveryCharsetOfTheTableIsNamedAndConvertsAsIconvDoes)
     }
     for (const auto& [name, expected] : names)
         EXPECT_EQ(KrTextCodec::GetCharset(name), expected) << name;
-    // Not inverse functions: the name of the default charset reads back as simplified Chinese.
-    EXPECT_EQ(KrTextCodec::GetCharset(KrTextCodec::GetCharsetName(KrTextCodec::DEFAULT_CHARSET)),
-              134);
 }
 
 TEST(KrTextCodecTest, ConvertTakesEveryInputByteOrLeavesTheOutputUntouched)
@@ -182,8 +172,7 @@ TEST(KrTextCodecTest, OpenCloseAndChangeCharset)
     KrString out;
     EXPECT_TRUE(codec.IsOpen() &&
                 codec.Open(KrTextCodec::UTF8_CHARSET, KrTextCodec::GREEK_CHARSET));
-    EXPECT_TRUE(codec.Convert(out, KrString("\xc1")));  // capital alpha in ISO-8859-7
-    EXPECT_EQ(out, "\xce\x91");
+    EXPECT_TRUE(codec.Convert(out, KrString("\xc1")) && out == "\xce\x91");  // capital alpha
     EXPECT_FALSE(codec.Open(KrString("UTF-8"), KrString("bogus")) || codec.IsOpen());  // closed
     codec.Close();         // closing a closed codec is harmless
     copy = KrTextCodec();  // assigning a closed codec keeps the target closed
@@ -229,42 +218,42 @@ TEST(KrTextCodecTest, EveryShortCodeAndRandomMixedTextsConvertAsIconvDoes)
         [&] { return std::string{char(0xe0), char(0x80 + below(0x20)), char(0x80)}; },  // overlong
         [&] { return utf8Of(0x800 + below(0x10000)).substr(0, 1 + below(2)); }};  // cut
     // clang-format on
-    auto utf8Text = [&]
+    // Up to 40 tokens, each chosen by a draw below 100.
+    auto text = [&](const std::function<std::string(uint32_t)>& token)
     {
         std::string s;
-        for (uint32_t t = 0, tokens = 1 + below(40); t < tokens; ++t)
-        {
-            const uint32_t kind = below(100), c = 0x800 + below(0xf800);
-            const bool surrogate = c >= 0xd800 && c <= 0xdfff;
-            s += kind < 20   ? asciiRun()
-                 : kind < 40 ? utf8Of(0x80 + below(0x780))
-                 : kind < 75 ? utf8Of(below(10) == 0 ? 0xff00 + below(0x100)
-                                      : surrogate    ? c - 0x800
-                                                     : c)
-                 : kind < 97 ? utf8Of(0x10000 + below(0x100000))
-                             : invalid[below(6)]();
-        }
+        for (uint32_t t = 0, tokens = 1 + below(40); t < tokens; ++t) s += token(below(100));
         return s;
+    };
+    auto utf8Token = [&](uint32_t kind)
+    {
+        const uint32_t c = 0x800 + below(0xf800);
+        const bool surrogate = c >= 0xd800 && c <= 0xdfff;
+        return kind < 20   ? asciiRun()
+               : kind < 40 ? utf8Of(0x80 + below(0x780))
+               : kind < 75 ? utf8Of(below(10) == 0 ? 0xff00 + below(0x100)
+                                    : surrogate    ? c - 0x800
+                                                   : c)
+               : kind < 97 ? utf8Of(0x10000 + below(0x100000))
+                           : invalid[below(6)]();
     };
     // Four-byte forms only for GB18030, which has them; mostly in the two assigned ranges.
     auto gbText = [&](bool fourByteForms)
     {
-        std::string s;
-        for (uint32_t t = 0, tokens = 1 + below(40); t < tokens; ++t)
-        {
-            const uint32_t kind = below(100);
-            if (kind < 20)
-                s += asciiRun();
-            else if (kind < 99 && (kind < 75 || !fourByteForms))
-                s += {char(0x81 + below(0x7e)), char(0x40 + below(below(100) == 0 ? 0xc0 : 0xbf))};
-            else if (kind < 99)
-                s += {char(below(20) == 0 ? 0x81 + below(0x7e)
-                           : below(2)     ? 0x81 + below(3)
-                                          : 0x90 + below(4)),
-                      char(0x30 + below(10)), char(0x81 + below(0x7e)), char(0x30 + below(10))};
-            else
-                s += char(below(2) ? 0x80 : 0xff);
-        }
+        std::string s = text(
+            [&](uint32_t kind)
+            {
+                if (kind < 20) return asciiRun();
+                if (kind < 99 && (kind < 75 || !fourByteForms))
+                    return std::string{char(0x81 + below(0x7e)),
+                                       char(0x40 + below(below(100) == 0 ? 0xc0 : 0xbf))};
+                if (kind == 99) return std::string(1, char(below(2) ? 0x80 : 0xff));
+                return std::string{char(below(20) == 0 ? 0x81 + below(0x7e)
+                                        : below(2)     ? 0x81 + below(3)
+                                                       : 0x90 + below(4)),
+                                   char(0x30 + below(10)), char(0x81 + below(0x7e)),
+                                   char(0x30 + below(10))};
+            });
         if (below(40) == 0) s += char(0x81 + below(0x7e));
         return s;
     };
@@ -293,21 +282,17 @@ TEST(KrTextCodecTest, EveryShortCodeAndRandomMixedTextsConvertAsIconvDoes)
         for (int trail = 0x40; trail <= 0xff; ++trail)
             shortGb.push_back({char(lead), char(trail)}),
                 shortGb.push_back({'A', char(lead), char(trail), '7'});
-    for (int i = 0; i < 1500; ++i) utf8.push_back(utf8Text());
+    for (int i = 0; i < 1500; ++i) utf8.push_back(text(utf8Token));
     for (int i = 0; i < 1000; ++i)
         for (int from = 0; from < 3; ++from) gb[from].push_back(gbText(from == 0));
     int converted = 0, total = 0;
     for (const char* to : kUnicodeTargets)
-    {
-        compareWithIconv(to, "UTF-8", shortUtf8);
-        compareWithIconv(to, "UTF-8", utf8, &total, &converted);
-    }
+        compareWithIconv(to, "UTF-8", shortUtf8),
+            compareWithIconv(to, "UTF-8", utf8, &total, &converted);
     for (int from = 0; from < 3; ++from)
         for (const char* to : kGbTargets)
-        {
-            compareWithIconv(to, kGbSources[from], shortGb);
-            compareWithIconv(to, kGbSources[from], gb[from], &total, &converted);
-        }
+            compareWithIconv(to, kGbSources[from], shortGb),
+                compareWithIconv(to, kGbSources[from], gb[from], &total, &converted);
     // Both outcomes must be well represented for the comparison to mean something.
     EXPECT_GT(converted, total / 5);
     EXPECT_LT(converted, total - total / 5);
